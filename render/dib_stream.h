@@ -1,0 +1,66 @@
+// DibStream: a device-independent bitmap held in memory, the frame buffer
+// behind a render context.  A BITMAPINFO block (header and colour table) and
+// a separate block of pixel rows, each released according to how it was
+// allocated.
+#ifndef KWR_RENDER_DIB_STREAM_H
+#define KWR_RENDER_DIB_STREAM_H
+
+#include "render/platform.h"
+
+namespace kwr {
+
+// How a block was obtained, which selects how it is released.
+enum DibAlloc : int {
+    kAllocNone = 0,   // not owned, never freed
+    kAllocMalloc = 1, // free (so is every other value not listed here)
+    kAllocLocal = 4,  // LocalFree
+    kAllocHeap = 6,   // HeapFree on the process heap
+};
+
+// Error codes of DibStream::lastError.
+enum DibError : int {
+    kDibOk = 0,
+    kDibSomeError = 1,
+    kDibAllocateMemory = 2,
+    kDibOpenFile = 3,
+    kDibReadFile = 4,
+    kDibWriteFile = 5,
+    kDibInvalidImage = 6,
+    kDibUnsupportType = 7,
+    kDibNotMatchType = 8,
+    kDibLoadInterrupt = 9,
+};
+
+// The message of an error code: "" for 0, "(undefined)" for unknown codes.
+const char* dibErrorText(int code);
+
+class DibStream {
+public:
+    DibStream();
+    virtual ~DibStream();
+    DibStream(const DibStream&) = delete;
+    DibStream& operator=(const DibStream&) = delete;
+
+    // (Re)creates header, colour table and pixel block: width x |height|
+    // pixels of bitCount (1, 4, 8, 16, 24 or 32) bits; a negative height
+    // stores rows top-down.  On failure the object is empty and lastError 2.
+    bool Create(int width, int height, int bitCount);
+    // Bytes per pixel row (padded to 4 bytes); 0 without a header.
+    int GetRowBytes() const;
+    // Copies the whole surface 1:1 to the device context at (x, y).
+    void Draw(HDC hdc, int x, int y) const;
+
+    int AddRef();
+    int Release();
+
+    int refCount;
+    BITMAPINFO* header;
+    unsigned char* bits;
+    int headerAlloc;
+    int bitsAlloc;
+    int lastError;
+};
+
+}  // namespace kwr
+
+#endif

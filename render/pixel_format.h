@@ -1,0 +1,97 @@
+// Surface pixel formats as types.
+//
+// Each format type knows its size and how the current colour is stored.
+// Drawing operations pick the format once per call with withFormat() and run
+// a loop instantiated for that type, so no per-pixel code switches on the
+// format.  Multi-byte values go through memcpy: surfaces, textures and host
+// images need not be aligned.
+#ifndef KWR_RENDER_PIXEL_FORMAT_H
+#define KWR_RENDER_PIXEL_FORMAT_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+namespace kwr {
+
+inline std::uint16_t load16(const unsigned char* p) {
+    std::uint16_t v;
+    std::memcpy(&v, p, 2);
+    return v;
+}
+inline void store16(unsigned char* p, std::uint16_t v) { std::memcpy(p, &v, 2); }
+inline std::uint32_t load32(const unsigned char* p) {
+    std::uint32_t v;
+    std::memcpy(&v, p, 4);
+    return v;
+}
+inline void store32(unsigned char* p, std::uint32_t v) { std::memcpy(p, &v, 4); }
+
+// The current colour prepared for every format: cube index, X1R5G5B5 word and
+// the 0xAARRGGBB word.
+struct SolidColor {
+    std::uint8_t c8;
+    std::uint16_t c16;
+    std::uint32_t c32;
+};
+
+// X1R5G5B5 from the top five bits of each channel of 0xAARRGGBB.
+inline std::uint16_t toX1R5G5B5(std::uint32_t argb) {
+    return static_cast<std::uint16_t>(((argb >> 9) & 0x7C00u) | ((argb >> 6) & 0x3E0u) |
+                                      ((argb >> 3) & 0x1Fu));
+}
+// Index into the 6x6x6 colour cube (each channel divided by 43, truncated).
+inline std::uint8_t toColorCube(std::uint32_t argb) {
+    const unsigned r = (argb >> 16) & 0xFFu, g = (argb >> 8) & 0xFFu, b = argb & 0xFFu;
+    return static_cast<std::uint8_t>(((r / 43u) * 6u + g / 43u) * 6u + b / 43u);
+}
+
+struct Format8 {
+    static constexpr int kBpp = 8;
+    static constexpr int kBytes = 1;
+    static void storeSolid(unsigned char* p, const SolidColor& c) { *p = c.c8; }
+};
+
+struct Format16 {
+    static constexpr int kBpp = 16;
+    static constexpr int kBytes = 2;
+    static void storeSolid(unsigned char* p, const SolidColor& c) { store16(p, c.c16); }
+};
+
+struct Format24 {
+    static constexpr int kBpp = 24;
+    static constexpr int kBytes = 3;
+    // Blue and green as one word, then red.
+    static void storeSolid(unsigned char* p, const SolidColor& c) {
+        store16(p, static_cast<std::uint16_t>(c.c32 & 0xFFFFu));
+        p[2] = static_cast<unsigned char>((c.c32 >> 16) & 0xFFu);
+    }
+};
+
+struct Format32 {
+    static constexpr int kBpp = 32;
+    static constexpr int kBytes = 4;
+    static void storeSolid(unsigned char* p, const SolidColor& c) { store32(p, c.c32); }
+};
+
+// Calls f(FormatN{}) for the surface format `bpp` and returns true, or
+// returns false without calling f when bpp is not 8, 16, 24 or 32.
+template <class F>
+bool withFormat(int bpp, F&& f) {
+    switch (bpp) {
+    case 8: f(Format8{}); return true;
+    case 16: f(Format16{}); return true;
+    case 24: f(Format24{}); return true;
+    case 32: f(Format32{}); return true;
+    default: return false;
+    }
+}
+
+// Byte offset of pixel (x, y); 64-bit so that no product overflows.
+inline std::ptrdiff_t pixelOffset(int x, int y, int pitch, int bytesPerPixel) {
+    return static_cast<std::ptrdiff_t>(y) * pitch + static_cast<std::ptrdiff_t>(x) * bytesPerPixel;
+}
+
+}  // namespace kwr
+
+#endif

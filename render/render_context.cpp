@@ -1,0 +1,292 @@
+// The render context: lifecycle, state, bindings, clearing and presentation.
+#include <cstdlib>
+#include <cstring>
+
+#include "KWRRender.h"
+#include "render/access.h"
+#include "render/dib_stream.h"
+#include "render/numeric.h"
+
+namespace kwr {
+
+namespace {
+// Storage of the built-in texel.  Nothing ever writes to it; it is not const
+// only because the bindings hold non-const pointers.
+alignas(4) unsigned char builtinTexelCell[4] = {0xFF, 0xFF, 0xFF, 0xFF};
+
+// Forgets the frame geometry so that drawing without a surface clips
+// everything away instead of touching released memory.
+void forgetSurface(RenderState& s) {
+    s.width = 0;
+    s.height = 0;
+    s.clipRight = -1;
+    s.clipBottom = -1;
+    s.widthF = 0.0f;
+    s.heightF = 0.0f;
+    s.clipRightF = -1.0f;
+    s.clipBottomF = -1.0f;
+    s.centerX = 0.0f;
+    s.centerY = 0.0f;
+    s.pitch = 0;
+    s.bits = nullptr;
+}
+
+void releaseSurface(RenderState& s) {
+    if (s.dib != nullptr) {
+        delete s.dib;
+        s.dib = nullptr;
+    }
+}
+
+void releaseOwnDepthBuffer(RenderState& s) {
+    if (s.zBuffer != nullptr && s.zBufferExternal == 0) {
+        std::free(s.zBuffer);
+        s.zBuffer = nullptr;
+    }
+}
+
+// Largest frame buffer in bytes: every offset stays inside int.
+constexpr std::int64_t kMaxSurfaceBytes = 0x7FFFFFFF;
+
+bool sizeSupported(int width, int height, int bpp) {
+    if (width < 1 || height < 1 || height > kScanLineRows) return false;
+    const std::int64_t row = ((static_cast<std::int64_t>(bpp) * width + 31) >> 3) & ~std::int64_t{3};
+    return row * height <= kMaxSurfaceBytes;
+}
+}  // namespace
+
+unsigned char* const kBuiltinTexel = builtinTexelCell;
+
+}  // namespace kwr
+
+using kwr::RenderState;
+
+KWRRender::KWRRender() {
+    // The scan-line table needs no initial contents: every triangle resets
+    // the rows it uses before reading them.
+    s.dib = nullptr;
+    s.zBuffer = nullptr;
+    s.zBufferExternal = 0;
+    s.color = 0xFF000000u;
+    s.color16 = 0;
+    s.color8 = 0;
+    s.zBufferEnable = 1;
+    s.zTestEnable = 1;
+    s.alphaEnable = 0;
+    s.renderBpp = 24;
+    s.zBackDepth = 1.0f;
+    kwr::forgetSurface(s);
+    s.zTestActive = 1;
+    s.texture = kwr::kBuiltinTexel;
+    s.textureWidth = 1;
+    s.textureHeight = 1;
+    s.textureBpp = 4;
+    s.alphaMap = kwr::kBuiltinTexel;
+    s.alphaMapWidth = 1;
+    s.alphaMapHeight = 1;
+    s.alphaMapBpp = 1;
+}
+
+KWRRender::~KWRRender() { kwrDestroy(); }
+
+KWRRender& KWRRender::operator=(const KWRRender& other) {
+    // A deliberate shallow copy of every field, scan-line table included;
+    // nothing this object held is released.
+    if (this != &other) std::memcpy(static_cast<void*>(&s), &other.s, sizeof s);
+    return *this;
+}
+
+int KWRRender::kwrInitBuffer(int width, int height) {
+    kwr::releaseSurface(s);
+    kwr::releaseOwnDepthBuffer(s);
+    kwr::forgetSurface(s);
+
+    if (!kwr::sizeSupported(width, height, s.renderBpp)) return 0;
+    s.dib = new kwr::DibStream();
+    if (!s.dib->Create(width, -height, s.renderBpp)) {
+        kwr::releaseSurface(s);
+        return 0;
+    }
+
+    s.width = width;
+    s.height = height;
+    s.clipRight = width - 1;
+    s.clipBottom = height - 1;
+    s.pitch = s.dib->GetRowBytes();
+    s.bits = s.dib->bits;
+    s.widthF = static_cast<float>(s.width);
+    s.heightF = static_cast<float>(s.height);
+    s.clipRightF = static_cast<float>(s.clipRight);
+    s.clipBottomF = static_cast<float>(s.clipBottom);
+    s.centerX = s.widthF * 0.5f;
+    s.centerY = s.heightF * 0.5f;
+
+    if (s.renderBpp == 8) {
+        // Palette entries 0..215 become the 6x6x6 colour cube, red outermost;
+        // entries 216..255 keep the surface's grey ramp.
+        unsigned char* entry = reinterpret_cast<unsigned char*>(s.dib->header) + 40;
+        for (int r = 0; r <= 255; r += 43) {
+            for (int g = 0; g <= 255; g += 43) {
+                for (int b = 0; b <= 255; b += 43) {
+                    entry[0] = static_cast<unsigned char>(b);
+                    entry[1] = static_cast<unsigned char>(g);
+                    entry[2] = static_cast<unsigned char>(r);
+                    entry[3] = 0;
+                    entry += 4;
+                }
+            }
+        }
+    }
+
+    if (s.zBufferEnable != 0) {
+        if (s.zBufferExternal == 0) {
+            const std::size_t count = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+            s.zBuffer = static_cast<float*>(std::malloc(count * sizeof(float)));
+            if (s.zBuffer == nullptr) {
+                kwr::releaseSurface(s);
+                kwr::forgetSurface(s);
+                return 0;
+            }
+        }
+        s.zTestActive = s.zTestEnable;
+    } else {
+        s.zTestActive = 0;
+    }
+
+    kwrSetColor(s.color);
+    return 1;
+}
+
+void KWRRender::kwrDestroy() {
+    kwr::releaseSurface(s);
+    kwr::releaseOwnDepthBuffer(s);
+    kwr::forgetSurface(s);
+}
+
+int KWRRender::kwrSetRenderBpp(int bpp) {
+    if (bpp != 8 && bpp != 16 && bpp != 24 && bpp != 32) return 0;
+    s.renderBpp = bpp;
+    return 1;
+}
+
+void KWRRender::kwrSetColor(unsigned long argb) {
+    s.color = static_cast<std::uint32_t>(argb);
+    if (s.renderBpp == 8) {
+        s.color8 = kwr::toColorCube(s.color);
+    } else if (s.renderBpp == 16) {
+        s.color16 = kwr::toX1R5G5B5(s.color);
+    }
+}
+
+namespace {
+// floor(v * 255 + 0.5) as an unsigned word; out-of-range components keep
+// their extra bits, which spill into the neighbouring channels.
+std::uint32_t colorComponent(float v) {
+    return static_cast<std::uint32_t>(kwr::roundHalfUp(v * 255.0f));
+}
+}  // namespace
+
+void KWRRender::kwrSetColorf(float r, float g, float b) {
+    kwrSetColor(0xFF000000u | (colorComponent(r) << 16) | (colorComponent(g) << 8) |
+                colorComponent(b));
+}
+
+void KWRRender::kwrSetColor4f(float r, float g, float b, float a) {
+    const std::uint32_t word =
+        ((((colorComponent(a) << 8) | colorComponent(r)) << 8 | colorComponent(g)) << 8) |
+        colorComponent(b);
+    kwrSetColor(word);
+}
+
+unsigned long KWRRender::kwrGetColor() { return s.color; }
+
+namespace {
+template <class T>
+void fillWords(unsigned char* dst, std::size_t count, T value) {
+    for (std::size_t i = 0; i < count; ++i) std::memcpy(dst + i * sizeof(T), &value, sizeof(T));
+}
+}  // namespace
+
+void KWRRender::kwrClear() {
+    if (s.dib == nullptr || s.bits == nullptr) return;
+    const std::size_t areaBytes = static_cast<std::size_t>(s.pitch) * static_cast<std::size_t>(s.height);
+    switch (s.renderBpp) {
+    case 8: std::memset(s.bits, s.color8, areaBytes); break;
+    case 16: fillWords<std::uint16_t>(s.bits, areaBytes / 2, s.color16); break;
+    case 24: {
+        const unsigned char bgr[3] = {static_cast<unsigned char>(s.color),
+                                      static_cast<unsigned char>(s.color >> 8),
+                                      static_cast<unsigned char>(s.color >> 16)};
+        for (int y = 0; y < s.height; ++y) {
+            unsigned char* p = s.bits + static_cast<std::ptrdiff_t>(y) * s.pitch;
+            for (int x = 0; x < s.width; ++x, p += 3) std::memcpy(p, bgr, 3);
+        }
+        break;
+    }
+    case 32: fillWords<std::uint32_t>(s.bits, areaBytes / 4, s.color); break;
+    default: break;
+    }
+    if (s.zBufferEnable != 0 && s.zBuffer != nullptr) {
+        const std::size_t count = static_cast<std::size_t>(s.width) * static_cast<std::size_t>(s.height);
+        for (std::size_t i = 0; i < count; ++i) s.zBuffer[i] = s.zBackDepth;
+    }
+}
+
+void KWRRender::kwrZBufferEnable(int enable) { s.zBufferEnable = enable; }
+
+void KWRRender::kwrZTestEnable(int enable) {
+    s.zTestEnable = enable;
+    if (s.zBuffer != nullptr) s.zTestActive = enable;
+}
+
+void KWRRender::kwrAlphaEnable(int enable) { s.alphaEnable = enable; }
+
+void KWRRender::kwrSetExternalZBuffer(float* zbuffer) {
+    kwr::releaseOwnDepthBuffer(s);
+    s.zBuffer = zbuffer;
+    s.zBufferExternal = zbuffer != nullptr ? 1 : 0;
+}
+
+void KWRRender::kwrSetZBackDepth(float z) { s.zBackDepth = z; }
+
+float* KWRRender::kwrGetZBuffer() { return s.zBuffer; }
+
+void KWRRender::kwrSetTexture(unsigned char* texels, int width, int height, int rowPitch) {
+    if (texels != nullptr) {
+        s.texture = texels;
+        s.textureWidth = width;
+        s.textureHeight = height;
+        s.textureBpp = rowPitch;
+    } else {
+        s.texture = kwr::kBuiltinTexel;
+        s.textureWidth = 1;
+        s.textureHeight = 1;
+        s.textureBpp = 4;
+    }
+}
+
+void KWRRender::kwrSetAlphaMap(unsigned char* values, int width, int height, int rowPitch) {
+    if (values != nullptr) {
+        s.alphaMap = values;
+        s.alphaMapWidth = width;
+        s.alphaMapHeight = height;
+        s.alphaMapBpp = rowPitch;
+    } else {
+        s.alphaMap = kwr::kBuiltinTexel;
+        s.alphaMapWidth = 1;
+        s.alphaMapHeight = 1;
+        s.alphaMapBpp = 1;
+    }
+}
+
+int KWRRender::kwrGetDib(void** header, void** pixels) {
+    void* h = s.dib != nullptr ? static_cast<void*>(s.dib->header) : nullptr;
+    void* p = s.dib != nullptr ? static_cast<void*>(s.dib->bits) : nullptr;
+    if (header != nullptr) *header = h;
+    if (pixels != nullptr) *pixels = p;
+    return s.dib != nullptr ? 1 : 0;
+}
+
+void KWRRender::kwrRender(HDC hdc, int x, int y) {
+    if (s.dib != nullptr) s.dib->Draw(hdc, x, y);
+}
