@@ -1,0 +1,298 @@
+// Random call sequences over the whole public drawing interface.
+//
+// Every call gets arbitrary arguments (NaN, infinities, huge and tiny values,
+// the int limits) and arbitrary state (format, blending, depth test,
+// textures and alpha maps of odd sizes).  The checks: nothing outside the
+// surface is written (the sanitizers watch the surface block; guard cells
+// watch the host-owned depth buffer), host-owned inputs are never modified,
+// and the run is free of undefined behaviour.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "KWRRender.h"
+
+namespace {
+
+class Fuzzer {
+public:
+    explicit Fuzzer(std::uint32_t seed) : rng_(seed) {}
+
+    int pick(int n) { return static_cast<int>(rng_() % static_cast<std::uint32_t>(n)); }
+    bool chance(int percent) { return pick(100) < percent; }
+
+    float anyFloat(float span) {
+        switch (pick(16)) {
+        case 0: return std::numeric_limits<float>::quiet_NaN();
+        case 1: return std::numeric_limits<float>::infinity();
+        case 2: return -std::numeric_limits<float>::infinity();
+        case 3: return chance(50) ? 1e30f : -1e30f;
+        case 4: return chance(50) ? 3e9f : -3e9f;
+        case 5: return chance(50) ? 40000.5f : -40000.5f;
+        case 6: return -0.0f;
+        case 7: return static_cast<float>(pick(5)) - 2.0f + 0.5f;  // ties
+        default: {
+            std::uniform_real_distribution<float> d(-span, 2.0f * span);
+            return d(rng_);
+        }
+        }
+    }
+
+    int anyInt(int span) {
+        switch (pick(14)) {
+        case 0: return std::numeric_limits<int>::min();
+        case 1: return std::numeric_limits<int>::max();
+        case 2: return chance(50) ? 46341 : -46341;
+        case 3: return chance(50) ? 1 << 30 : -(1 << 30);
+        case 4: return chance(50) ? 32767 : -32768;
+        default: return pick(3 * span + 1) - span;
+        }
+    }
+
+    float anyUnit() {
+        switch (pick(10)) {
+        case 0: return std::numeric_limits<float>::quiet_NaN();
+        case 1: return chance(50) ? 1e20f : -1e20f;
+        case 2: return chance(50) ? 5e9f : -5e9f;
+        default: {
+            std::uniform_real_distribution<float> d(-2.0f, 3.0f);
+            return d(rng_);
+        }
+        }
+    }
+
+    unsigned long anyColor() {
+        const std::uint32_t alphas[] = {0x00u, 0x01u, 0x7Fu, 0x80u, 0xFEu, 0xFFu};
+        const std::uint32_t rgb = rng_() & 0xFFFFFFu;
+        return (static_cast<unsigned long>(alphas[pick(6)]) << 24) | rgb;
+    }
+
+    std::mt19937& rng() { return rng_; }
+
+private:
+    std::mt19937 rng_;
+};
+
+constexpr float kGuard = 12345.0f;
+constexpr int kGuardCells = 64;
+
+struct HostBuffers {
+    std::vector<unsigned char> texture;
+    std::vector<unsigned char> textureCopy;
+    std::vector<unsigned char> alphaMap;
+    std::vector<unsigned char> alphaMapCopy;
+    std::vector<unsigned char> image;
+    std::vector<unsigned char> bitmap;
+};
+
+void fillRandom(std::vector<unsigned char>& v, std::mt19937& rng) {
+    for (auto& b : v) b = static_cast<unsigned char>(rng());
+}
+
+// Binds a texture or alpha map of a random, truthfully stated size.
+void bindRandomMaps(KWRRender& r, Fuzzer& f, HostBuffers& h) {
+    if (f.chance(25)) {
+        r.kwrSetTexture(nullptr, 0, 0, 0);
+    } else {
+        const int w = 1 + f.pick(9), ht = 1 + f.pick(7);
+        const int pitch = 4 * w + 4 * f.pick(3);
+        h.texture.assign(static_cast<std::size_t>(pitch) * ht, 0);
+        fillRandom(h.texture, f.rng());
+        h.textureCopy = h.texture;
+        r.kwrSetTexture(h.texture.data(), w, ht, pitch);
+    }
+    if (f.chance(40)) {
+        r.kwrSetAlphaMap(nullptr, 0, 0, 0);
+    } else {
+        const int w = 1 + f.pick(9), ht = 1 + f.pick(7);
+        const int pitch = w + f.pick(5);
+        h.alphaMap.assign(static_cast<std::size_t>(pitch) * ht, 0);
+        fillRandom(h.alphaMap, f.rng());
+        h.alphaMapCopy = h.alphaMap;
+        r.kwrSetAlphaMap(h.alphaMap.data(), w, ht, pitch);
+    }
+}
+
+// One random call: a state change or a drawing operation.
+void randomCall(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
+    const float sx = static_cast<float>(w), sy = static_cast<float>(ht);
+    auto X = [&] { return f.anyFloat(sx); };
+    auto Y = [&] { return f.anyFloat(sy); };
+    auto Z = [&] { return f.anyFloat(2.0f); };
+    auto I = [&] { return f.anyInt(w); };
+    auto J = [&] { return f.anyInt(ht); };
+    auto C = [&] { return f.anyColor(); };
+    auto U = [&] { return f.anyUnit(); };
+
+    switch (f.pick(52)) {
+    case 0: r.kwrSetColor(C()); break;
+    case 1: r.kwrAlphaEnable(f.pick(2)); break;
+    case 2: r.kwrZTestEnable(f.pick(2)); break;
+    case 3: bindRandomMaps(r, f, h); break;
+    case 4: r.kwrPut(I(), J()); break;
+    case 5: r.kwrBox(I(), J(), I(), J()); break;
+    case 6: r.kwrBoxf(X(), Y(), X(), Y()); break;
+    case 7: r.kwrBoxfg(X(), Y(), X(), Y()); break;
+    case 8: r.kwrBox3(I(), J(), I(), J(), Z()); break;
+    case 9: r.kwrBox3f(X(), Y(), X(), Y(), Z()); break;
+    case 10: r.kwrBox3fg(X(), Y(), X(), Y(), Z()); break;
+    case 11: {
+        const int bw = f.pick(40) - 4, bh = f.pick(20) - 4;
+        const int rowBytes = bw > 0 ? (bw + 7) >> 3 : 0;
+        h.bitmap.assign(static_cast<std::size_t>(rowBytes) * (bh > 0 ? bh : 0) + 1, 0);
+        fillRandom(h.bitmap, f.rng());
+        r.kwrBitmap1(I(), J(), bw, bh, h.bitmap.data());
+        break;
+    }
+    case 12:
+    case 13: {
+        const int srcW = f.pick(12) - 1, srcH = f.pick(9) - 1;
+        const int srcBpp = f.chance(45) ? 24 : (f.chance(90) ? 32 : 16);
+        const std::size_t pitch = srcBpp == 24 ? ((static_cast<std::size_t>(srcW > 0 ? srcW : 0) + 1) * 3) & ~std::size_t{3}
+                                               : static_cast<std::size_t>(srcW > 0 ? srcW : 0) * 4;
+        h.image.assign(pitch * static_cast<std::size_t>(srcH > 0 ? srcH : 0) + 1, 0);
+        fillRandom(h.image, f.rng());
+        if (f.chance(50))
+            r.kwrImage2D(I(), J(), I(), J(), srcW, srcH, srcBpp, h.image.data());
+        else
+            r.kwrImage2D3(I(), J(), I(), J(), Z(), srcW, srcH, srcBpp, h.image.data());
+        break;
+    }
+    case 14: r.kwrLine(I(), J(), I(), J()); break;
+    case 15: r.kwrLinef(X(), Y(), X(), Y()); break;
+    case 16: r.kwrLinefg(X(), Y(), X(), Y()); break;
+    case 17: r.kwrLine3(I(), J(), Z(), I(), J(), Z()); break;
+    case 18: r.kwrLine3f(X(), Y(), Z(), X(), Y(), Z()); break;
+    case 19: r.kwrLine3fg(X(), Y(), Z(), X(), Y(), Z()); break;
+    case 20: r.kwrTriangle(I(), J(), I(), J(), I(), J()); break;
+    case 21: r.kwrTrianglef(X(), Y(), X(), Y(), X(), Y()); break;
+    case 22: r.kwrTrianglefg(X(), Y(), X(), Y(), X(), Y()); break;
+    case 23: r.kwrTriangle3(I(), J(), Z(), I(), J(), Z(), I(), J(), Z()); break;
+    case 24: r.kwrTriangle3f(X(), Y(), Z(), X(), Y(), Z(), X(), Y(), Z()); break;
+    case 25: r.kwrTriangle3fg(X(), Y(), Z(), X(), Y(), Z(), X(), Y(), Z()); break;
+    case 26: r.kwrTriangle3c(I(), J(), Z(), C(), I(), J(), Z(), C(), I(), J(), Z(), C()); break;
+    case 27: r.kwrTriangle3cf(X(), Y(), Z(), C(), X(), Y(), Z(), C(), X(), Y(), Z(), C()); break;
+    case 28: r.kwrTriangle3cfg(X(), Y(), Z(), C(), X(), Y(), Z(), C(), X(), Y(), Z(), C()); break;
+    case 29:
+        r.kwrTriangle3ct(I(), J(), Z(), C(), U(), U(), I(), J(), Z(), C(), U(), U(), I(), J(), Z(), C(),
+                         U(), U());
+        break;
+    case 30:
+        r.kwrTriangle3ctf(X(), Y(), Z(), C(), U(), U(), X(), Y(), Z(), C(), U(), U(), X(), Y(), Z(),
+                          C(), U(), U());
+        break;
+    case 31:
+        r.kwrTriangle3ctfg(X(), Y(), Z(), C(), U(), U(), X(), Y(), Z(), C(), U(), U(), X(), Y(), Z(),
+                           C(), U(), U());
+        break;
+    case 32: r.kwrTriangle3t(I(), J(), Z(), U(), U(), I(), J(), Z(), U(), U(), I(), J(), Z(), U(), U()); break;
+    case 33: r.kwrTriangle3tf(X(), Y(), Z(), U(), U(), X(), Y(), Z(), U(), U(), X(), Y(), Z(), U(), U()); break;
+    case 34: r.kwrTriangle3tfg(X(), Y(), Z(), U(), U(), X(), Y(), Z(), U(), U(), X(), Y(), Z(), U(), U()); break;
+    case 35: r.kwrTrianglec(I(), J(), C(), I(), J(), C(), I(), J(), C()); break;
+    case 36: r.kwrTrianglecf(X(), Y(), C(), X(), Y(), C(), X(), Y(), C()); break;
+    case 37: r.kwrTrianglecfg(X(), Y(), C(), X(), Y(), C(), X(), Y(), C()); break;
+    case 38: r.kwrTrianglect(I(), J(), C(), U(), U(), I(), J(), C(), U(), U(), I(), J(), C(), U(), U()); break;
+    case 39: r.kwrTrianglectf(X(), Y(), C(), U(), U(), X(), Y(), C(), U(), U(), X(), Y(), C(), U(), U()); break;
+    case 40: r.kwrTrianglectfg(X(), Y(), C(), U(), U(), X(), Y(), C(), U(), U(), X(), Y(), C(), U(), U()); break;
+    case 41: r.kwrTrianglet(I(), J(), U(), U(), I(), J(), U(), U(), I(), J(), U(), U()); break;
+    case 42: r.kwrTriangletf(X(), Y(), U(), U(), X(), Y(), U(), U(), X(), Y(), U(), U()); break;
+    case 43: r.kwrTriangletfg(X(), Y(), U(), U(), X(), Y(), U(), U(), X(), Y(), U(), U()); break;
+    case 44: r.kwrSetColorf(U(), U(), U()); break;
+    case 45: r.kwrSetColor4f(U(), U(), U(), U()); break;
+    case 46: r.kwrClear(); break;
+    default: {
+        // Small, well-formed triangles so that plenty of real spans are drawn.
+        std::uniform_real_distribution<float> dx(-4.0f, sx + 4.0f), dy(-4.0f, sy + 4.0f), du(-1.5f, 2.5f),
+            dz(0.0f, 1.0f);
+        auto& g = f.rng();
+        r.kwrTriangle3ctf(dx(g), dy(g), dz(g), C(), du(g), du(g), dx(g), dy(g), dz(g), C(), du(g), du(g),
+                          dx(g), dy(g), dz(g), C(), du(g), du(g));
+        r.kwrTrianglect(static_cast<int>(dx(g)), static_cast<int>(dy(g)), C(), du(g), du(g),
+                        static_cast<int>(dx(g)), static_cast<int>(dy(g)), C(), du(g), du(g),
+                        static_cast<int>(dx(g)), static_cast<int>(dy(g)), C(), du(g), du(g));
+        break;
+    }
+    }
+}
+
+void expectGuardsIntact(const std::vector<float>& z, std::size_t cells) {
+    for (std::size_t i = 0; i < kGuardCells; ++i) {
+        ASSERT_EQ(z[i], kGuard) << "depth written before the buffer, cell " << i;
+        ASSERT_EQ(z[kGuardCells + cells + i], kGuard) << "depth written after the buffer, cell " << i;
+    }
+}
+
+struct FuzzCase {
+    int bpp;
+    int width;
+    int height;
+    bool externalDepth;
+};
+
+class ApiFuzz : public ::testing::TestWithParam<FuzzCase> {};
+
+TEST_P(ApiFuzz, RandomCallsStayInsideAllBuffers) {
+    const FuzzCase fc = GetParam();
+    Fuzzer f(0x9E3779B9u ^ static_cast<std::uint32_t>(fc.bpp * 7919 + fc.width * 31 + fc.height));
+    auto r = std::make_unique<KWRRender>();
+    ASSERT_EQ(r->kwrSetRenderBpp(fc.bpp), 1);
+
+    const std::size_t cells = static_cast<std::size_t>(fc.width) * static_cast<std::size_t>(fc.height);
+    std::vector<float> depth(cells + 2 * kGuardCells, kGuard);
+    if (fc.externalDepth) r->kwrSetExternalZBuffer(depth.data() + kGuardCells);
+    ASSERT_EQ(r->kwrInitBuffer(fc.width, fc.height), 1);
+    r->kwrClear();
+
+    HostBuffers h;
+    for (int round = 0; round < 4; ++round) {
+        bindRandomMaps(*r, f, h);
+        r->kwrAlphaEnable(f.pick(2));
+        r->kwrZTestEnable(f.pick(4) != 0);
+        for (int i = 0; i < 600; ++i) randomCall(*r, f, h, fc.width, fc.height);
+        ASSERT_EQ(h.texture, h.textureCopy) << "a texture was written";
+        ASSERT_EQ(h.alphaMap, h.alphaMapCopy) << "an alpha map was written";
+        if (fc.externalDepth) expectGuardsIntact(depth, cells);
+    }
+    r->kwrDestroy();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    AllFormats, ApiFuzz,
+    ::testing::Values(FuzzCase{8, 13, 9, true}, FuzzCase{16, 13, 9, true}, FuzzCase{24, 13, 9, true},
+                      FuzzCase{32, 13, 9, true}, FuzzCase{8, 1, 1, false}, FuzzCase{16, 7, 1, true},
+                      FuzzCase{24, 1, 11, false}, FuzzCase{32, 37, 23, false}, FuzzCase{24, 64, 48, true}),
+    [](const ::testing::TestParamInfo<FuzzCase>& i) {
+        return "bpp" + std::to_string(i.param.bpp) + "_" + std::to_string(i.param.width) + "x" +
+               std::to_string(i.param.height) + (i.param.externalDepth ? "_ext" : "_own");
+    });
+
+// Drawing on an object without a surface (never initialised, destroyed, or
+// after a failed initialisation) does nothing and touches no memory.
+TEST(ApiFuzz, DrawingWithoutSurfaceIsHarmless) {
+    for (int state = 0; state < 3; ++state) {
+        auto r = std::make_unique<KWRRender>();
+        if (state == 1) {
+            ASSERT_EQ(r->kwrInitBuffer(8, 8), 1);
+            r->kwrDestroy();
+        } else if (state == 2) {
+            ASSERT_EQ(r->kwrInitBuffer(0, 8), 0);
+        }
+        r->kwrZBufferEnable(0);
+        Fuzzer f(77u + static_cast<std::uint32_t>(state));
+        HostBuffers h;
+        for (int i = 0; i < 800; ++i) randomCall(*r, f, h, 8, 8);
+        void* header = reinterpret_cast<void*>(1);
+        void* pixels = reinterpret_cast<void*>(1);
+        r->kwrGetDib(&header, &pixels);
+        EXPECT_EQ(header, nullptr);
+        EXPECT_EQ(pixels, nullptr);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# Runs every test: the native build, the sanitizer build and the Windows
+# build under Wine.  Run as root on a fresh Debian machine it first installs
+# what is missing.
+set -u
+cd "$(dirname "$0")/.."
+
+if [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null; then
+  need=""
+  for p in g++ clang cmake ninja-build googletest libgtest-dev libbenchmark-dev \
+           g++-mingw-w64-x86-64-posix wine64; do
+    dpkg -s "$p" >/dev/null 2>&1 || need="$need $p"
+  done
+  if [ -n "$need" ]; then
+    echo "== installing:$need"
+    apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq $need >/dev/null || exit 1
+  fi
+fi
+
+status=0
+summary=""
+run() {
+  local name=$1; shift
+  echo "== $name"
+  if "$@"; then summary="$summary\n  $name: passed"; else summary="$summary\n  $name: FAILED"; status=1; fi
+}
+
+run native cmake --workflow --preset native
+run sanitize cmake --workflow --preset sanitize
+if command -v x86_64-w64-mingw32-g++-posix >/dev/null && [ -n "$(tools/wine-path.sh)" ]; then
+  run windows cmake --workflow --preset windows
+else
+  echo "== windows: skipped (needs g++-mingw-w64-x86-64-posix and wine64)"
+  summary="$summary\n  windows: SKIPPED"
+  [ "${CI:-}" = true ] && status=1
+fi
+printf "== summary:$summary\n"
+exit $status
