@@ -1,11 +1,22 @@
 // Demo: draws the example scene in every surface format, presents each frame
 // and writes it to a BMP file, then times a run of animated frames.
 #include <chrono>
+#include <cstring>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
+
+#if defined(_WIN32)
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+#endif
 
 #include "KWRRender.h"
 #include "scene.h"
@@ -44,6 +55,33 @@ bool writeBmp(const std::string& path, const std::vector<std::uint32_t>& px, int
     return std::fclose(f) == 0;
 }
 
+// Presents the frame 1:1 into `target` (w x h, 0x00RRGGBB, top-down).
+void present(KWRRender& r, std::vector<std::uint32_t>& target, int w, int h) {
+#if defined(_WIN32)
+    // Through GDI: a memory device context with a 32 bpp DIB section.
+    HDC dc = CreateCompatibleDC(nullptr);
+    BITMAPINFO bi = {};
+    bi.bmiHeader.biSize = sizeof(BITMAPINFOHEADER);
+    bi.bmiHeader.biWidth = w;
+    bi.bmiHeader.biHeight = -h;
+    bi.bmiHeader.biPlanes = 1;
+    bi.bmiHeader.biBitCount = 32;
+    bi.bmiHeader.biCompression = BI_RGB;
+    void* bits = nullptr;
+    HBITMAP bitmap = CreateDIBSection(dc, &bi, DIB_RGB_COLORS, &bits, nullptr, 0);
+    HGDIOBJ old = SelectObject(dc, bitmap);
+    r.kwrRender(dc, 0, 0);
+    GdiFlush();
+    if (bits != nullptr) std::memcpy(target.data(), bits, target.size() * 4);
+    SelectObject(dc, old);
+    DeleteObject(bitmap);
+    DeleteDC(dc);
+#else
+    KWRMemoryDC dc{w, h, w * 4, target.data()};
+    r.kwrRender(&dc, 0, 0);
+#endif
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -60,18 +98,12 @@ int main(int argc, char** argv) {
         kwr_demo::drawScene(*r, assets, 0);
 
         std::vector<std::uint32_t> target(static_cast<std::size_t>(w * h), 0);
-#if defined(_WIN32)
-        // On Windows the frame goes to a GDI device context; this demo only
-        // hashes it.
-#else
-        KWRMemoryDC dc{w, h, w * 4, target.data()};
-        r->kwrRender(&dc, 0, 0);
+        present(*r, target, w, h);
         const std::string path = outDir + "/demo_" + std::to_string(bpp) + "bpp.bmp";
         if (!writeBmp(path, target, w, h)) {
             std::fprintf(stderr, "cannot write %s\n", path.c_str());
             ++failures;
         }
-#endif
         const auto start = std::chrono::steady_clock::now();
         const int frames = 200;
         for (int i = 0; i < frames; ++i) kwr_demo::drawScene(*r, assets, i);
@@ -81,8 +113,6 @@ int main(int argc, char** argv) {
         std::printf("%2d bpp: frame hash 0x%016llX, %.3f ms per %dx%d frame\n", bpp,
                     static_cast<unsigned long long>(kwr_demo::frameHash(*r)), ms / frames, w, h);
     }
-#if !defined(_WIN32)
     std::printf("frames written to %s/demo_{8,16,24,32}bpp.bmp\n", outDir.c_str());
-#endif
     return failures == 0 ? 0 : 1;
 }

@@ -36,8 +36,8 @@ TEST_P(GoldenScene, SameBytesInEveryBuild) {
 }
 
 INSTANTIATE_TEST_SUITE_P(AllFormats, GoldenScene,
-                         ::testing::Values(Golden{8, 0x0ull}, Golden{16, 0x0ull}, Golden{24, 0x0ull},
-                                           Golden{32, 0x0ull}),
+                         ::testing::Values(Golden{8, 0xC070FF3447529D61ull}, Golden{16, 0x812C2E96A5B53A91ull},
+                                           Golden{24, 0xF78D2B7156215FD9ull}, Golden{32, 0x5B54D0938BA60125ull}),
                          [](const ::testing::TestParamInfo<Golden>& i) {
                              return "bpp" + std::to_string(i.param.bpp);
                          });

@@ -9,7 +9,7 @@ foreach(symbol
     _ZN9KWRRender13kwrInitBufferEii _ZN9KWRRender8kwrClearEv
     _ZN9KWRRender9kwrRenderEP5HDC__ii
     _ZN9KWRRender11kwrTriangleEiiiiii _ZN9KWRRender6kwrBoxEiiii
-    _ZN9KWRRender17rasterTriangle3ctEii _ZN9KWRRender17UpdateScanLine3ctEiif7KWColorffiif7KWColorff
+    _ZN9KWRRender17rasterTriangle3ctEii _ZN9KWRRender17UpdateScanLine3ctEiif7KWColorffiifS0_ff
     _ZN9KWRRender9DrawLine3Eiifiif)
   string(FIND "${table}" "${symbol}" at)
   if(at EQUAL -1)

@@ -1,0 +1,137 @@
+// Image blits: a host image of 24 or 32 bits per pixel scaled into a
+// destination rectangle by nearest-neighbour stepping, optionally depth-tested.
+#include <cmath>
+#include <cstdint>
+
+#include "KWRRender.h"
+#include "render/access.h"
+#include "render/numeric.h"
+#include "render/pixel_format.h"
+
+namespace kwr {
+namespace {
+
+// One axis of the walk: the source index shown at the first drawn
+// destination pixel, its remainder, and the whole/fractional step per
+// destination pixel.  The step is split once per call, so the loops add and
+// compare only, with results identical to repeated subtraction of dw.
+struct AxisWalk {
+    std::int64_t index;
+    std::int64_t rem;
+    std::int64_t stepWhole;
+    std::int64_t stepRem;
+    std::int64_t extent;  // destination size dw or dh
+
+    void advance() {
+        index += stepWhole;
+        rem += stepRem;
+        if (rem >= extent) {
+            rem -= extent;
+            ++index;
+        }
+    }
+};
+
+// Starts an axis whose rectangle begins at `start` (may be left of the
+// surface) with `extent` destination pixels for `srcSize` source pixels.
+// `floatBelow` selects the single-precision start for starts below -32767.
+AxisWalk startAxis(std::int64_t start, std::int64_t extent, int srcSize, bool floatBelow) {
+    AxisWalk a{0, 0, srcSize / extent, srcSize % extent, extent};
+    if (start < 0) {
+        if (floatBelow && start < -32767) {
+            const float p = static_cast<float>(-start) * static_cast<float>(srcSize);
+            a.index = saturateToInt(static_cast<double>(p / static_cast<float>(extent)));
+            a.rem = saturateToInt(static_cast<double>(std::fmod(p, static_cast<float>(extent))));
+        } else {
+            // q = (start * srcSize) / extent truncated, remainder of the
+            // negated product: the exact position of the unclipped walk.
+            const std::int64_t product = start * srcSize;
+            a.index = -(product / extent);
+            a.rem = (-product) % extent;
+        }
+        // The single-precision start can drift; keep it a valid position.
+        if (a.rem < 0 || a.rem >= extent) a.rem = 0;
+        if (a.index < 0) a.index = 0;
+    }
+    return a;
+}
+
+template <class Fmt, int SrcBpp, bool Depth>
+void blitRows(const RenderState& s, std::int64_t xa, std::int64_t xEnd, std::int64_t ya, std::int64_t yEnd,
+              AxisWalk col0, AxisWalk row, int srcW, int srcH, const unsigned char* src, float z) {
+    constexpr int kSrcBytes = SrcBpp / 8;
+    const std::ptrdiff_t srcPitch = SrcBpp == 24 ? ((static_cast<std::ptrdiff_t>(srcW) + 1) * 3) & ~std::ptrdiff_t{3}
+                                                 : static_cast<std::ptrdiff_t>(srcW) * 4;
+    for (std::int64_t y = ya; y < yEnd; ++y, row.advance()) {
+        // A source index never leaves the image, whatever the clip did.
+        const std::int64_t sy = row.index < srcH ? row.index : srcH - 1;
+        const unsigned char* srcRow = src + sy * srcPitch;
+        unsigned char* px = s.bits + pixelOffset(static_cast<int>(xa), static_cast<int>(y), s.pitch, Fmt::kBytes);
+        float* d = Depth ? s.zBuffer + y * s.width + xa : nullptr;
+        AxisWalk col = col0;
+        for (std::int64_t x = xa; x < xEnd; ++x, px += Fmt::kBytes, col.advance()) {
+            if constexpr (Depth) {
+                const bool pass = *d >= z;
+                if (pass) *d = z;
+                ++d;
+                if (!pass) continue;
+            }
+            const std::int64_t sx = col.index < srcW ? col.index : srcW - 1;
+            const unsigned char* sp = srcRow + sx * kSrcBytes;
+            if constexpr (Fmt::kBpp == 16) {
+                store16(px, static_cast<std::uint16_t>(((sp[2] & 0xF8u) << 7) | ((sp[1] & 0xF8u) << 2) | (sp[0] >> 3)));
+            } else {
+                px[0] = sp[0];
+                px[1] = sp[1];
+                px[2] = sp[2];
+                if constexpr (Fmt::kBpp == 32) {
+                    // The fourth byte: the source's alpha; a 24-bit source
+                    // leaves it alone, except in the depth blit, which makes
+                    // it opaque.
+                    if constexpr (SrcBpp == 32) px[3] = sp[3];
+                    else if constexpr (Depth) px[3] = 255;
+                }
+            }
+        }
+    }
+}
+
+template <bool Depth>
+void blit(const RenderState& s, int x1, int y1, int x2, int y2, float z, int srcW, int srcH, int srcBpp,
+          const unsigned char* src) {
+    if (srcW < 1 || srcH < 1 || (srcBpp != 24 && srcBpp != 32) || src == nullptr) return;
+    if (Depth && s.zBuffer == nullptr) return;
+    // Extents in 64 bits: corners more than 2^31 apart stay positive.
+    const std::int64_t xa = x1 < x2 ? x1 : x2, xb = x1 < x2 ? x2 : x1;
+    const std::int64_t ya = y1 < y2 ? y1 : y2, yb = y1 < y2 ? y2 : y1;
+    if (xa >= s.width || xb < 0 || ya >= s.height || yb < 0) return;
+    const std::int64_t dw = xb - xa, dh = yb - ya;
+    if (dw <= 0 || dh <= 0) return;
+
+    const AxisWalk col = startAxis(xa, dw, srcW, !Depth);
+    const AxisWalk row = startAxis(ya, dh, srcH, !Depth);
+    const std::int64_t left = xa < 0 ? 0 : xa, top = ya < 0 ? 0 : ya;
+    const std::int64_t xEnd = xb < s.width ? xb : s.width, yEnd = yb < s.height ? yb : s.height;
+
+    withFormat(s.renderBpp, [&](auto format) {
+        using Fmt = decltype(format);
+        if constexpr (Fmt::kBpp != 8) {
+            if (srcBpp == 24)
+                blitRows<Fmt, 24, Depth>(s, left, xEnd, top, yEnd, col, row, srcW, srcH, src, z);
+            else
+                blitRows<Fmt, 32, Depth>(s, left, xEnd, top, yEnd, col, row, srcW, srcH, src, z);
+        }
+    });
+}
+
+}  // namespace
+}  // namespace kwr
+
+void KWRRender::kwrImage2D(int x1, int y1, int x2, int y2, int srcW, int srcH, int srcBpp, unsigned char* src) {
+    kwr::blit<false>(s, x1, y1, x2, y2, 0.0f, srcW, srcH, srcBpp, src);
+}
+
+void KWRRender::kwrImage2D3(int x1, int y1, int x2, int y2, float z, int srcW, int srcH, int srcBpp,
+                            unsigned char* src) {
+    kwr::blit<true>(s, x1, y1, x2, y2, z, srcW, srcH, srcBpp, src);
+}

@@ -1,0 +1,48 @@
+// Row ranges of triangles and the reset of their scan-line table rows.
+#ifndef KWR_RASTER_TRIANGLE_ROWS_H
+#define KWR_RASTER_TRIANGLE_ROWS_H
+
+#include "KWRRender.h"
+#include "render/numeric.h"
+
+namespace kwr {
+
+// Rows first..last inclusive; empty when first > last.
+struct RowRange {
+    int first;
+    int last;
+};
+
+// Keeps a range inside the surface and the table.  Ranges computed from
+// well-formed vertices already are; NaN vertices pass every rejection test
+// and would not be.
+inline RowRange limitRows(const RenderState& s, RowRange r) {
+    const int bottom = s.clipBottom < kScanLineRows - 1 ? s.clipBottom : kScanLineRows - 1;
+    if (r.first < 0) r.first = 0;
+    if (r.last > bottom) r.last = bottom;
+    return r;
+}
+
+// Integer vertices: max(top, 0) .. min(clipBottom, bottom).
+inline RowRange intRows(const RenderState& s, int top, int bottom) {
+    return limitRows(s, RowRange{top > 0 ? top : 0, bottom < s.clipBottom ? bottom : s.clipBottom});
+}
+
+// Float vertices: the same limits, each rounded by floor(v + 0.5).
+inline RowRange floatRows(const RenderState& s, float top, float bottom) {
+    const float first = top > 0.0f ? top : 0.0f;
+    const float last = s.clipBottomF < bottom ? s.clipBottomF : bottom;
+    return limitRows(s, RowRange{roundHalfUp(first), roundHalfUp(last)});
+}
+
+// Marks every row of the range as not reached by any edge yet.
+inline void resetRows(RenderState& s, RowRange r) {
+    for (int y = r.first; y <= r.last; ++y) {
+        s.scan.scanLeftX[y] = 32767;
+        s.scan.scanRightX[y] = -32767;
+    }
+}
+
+}  // namespace kwr
+
+#endif

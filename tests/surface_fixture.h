@@ -1,0 +1,65 @@
+// Small helpers for tests that draw into a render context and read it back.
+#ifndef KWR_TESTS_SURFACE_FIXTURE_H
+#define KWR_TESTS_SURFACE_FIXTURE_H
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "render/access.h"
+
+namespace kwr_test {
+
+// A render context with a cleared surface of the given format and size.
+struct Surface {
+    std::unique_ptr<KWRRender> r;
+    int bpp;
+
+    Surface(int bpp_, int w, int h, unsigned long clearColor = 0xFF000000ul, float clearDepth = 1.0f)
+        : r(new KWRRender()), bpp(bpp_) {
+        EXPECT_EQ(r->kwrSetRenderBpp(bpp), 1);
+        EXPECT_EQ(r->kwrInitBuffer(w, h), 1);
+        r->kwrSetColor(clearColor);
+        r->kwrSetZBackDepth(clearDepth);
+        r->kwrClear();
+    }
+    kwr::RenderState& s() const { return kwr::Access::state(*r); }
+    KWRRender* operator->() const { return r.get(); }
+
+    unsigned char* at(int x, int y) const {
+        return s().bits + static_cast<std::ptrdiff_t>(y) * s().pitch + static_cast<std::ptrdiff_t>(x) * (bpp / 8);
+    }
+    // The pixel as an integer: 8 bpp index, 16 bpp word, 24/32 bpp bytes
+    // little-endian (0x00RRGGBB / 0xAARRGGBB).
+    std::uint32_t px(int x, int y) const {
+        std::uint32_t v = 0;
+        std::memcpy(&v, at(x, y), static_cast<std::size_t>(bpp / 8));
+        return v;
+    }
+    float z(int x, int y) const { return s().zBuffer[static_cast<std::ptrdiff_t>(y) * s().width + x]; }
+    void setPx(int x, int y, std::uint32_t v) const { std::memcpy(at(x, y), &v, static_cast<std::size_t>(bpp / 8)); }
+
+    // All visible pixel bytes, row by row.
+    std::vector<unsigned char> bytes() const {
+        std::vector<unsigned char> out;
+        for (int y = 0; y < s().height; ++y) out.insert(out.end(), at(0, y), at(0, y) + s().width * (bpp / 8));
+        return out;
+    }
+    // Coordinates of the pixels that differ from `value`.
+    std::vector<std::pair<int, int>> pixelsNot(std::uint32_t value) const {
+        std::vector<std::pair<int, int>> out;
+        for (int y = 0; y < s().height; ++y)
+            for (int x = 0; x < s().width; ++x)
+                if (px(x, y) != value) out.emplace_back(x, y);
+        return out;
+    }
+};
+
+using Pixels = std::vector<std::pair<int, int>>;
+
+}  // namespace kwr_test
+
+#endif

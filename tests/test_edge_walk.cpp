@@ -1,0 +1,145 @@
+// Edge walkers: the x sequences of both divisor rules, clipping with
+// interpolated attributes, the merge and tie rules.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "surface_fixture.h"
+
+using kwr::Access;
+using kwr_test::Surface;
+
+namespace {
+
+void resetAll(kwr::RenderState& s) {
+    for (int y = 0; y < s.height; ++y) {
+        s.scan.scanLeftX[y] = 32767;
+        s.scan.scanRightX[y] = -32767;
+    }
+}
+
+std::vector<int> lefts(const kwr::RenderState& s, int from, int to) {
+    std::vector<int> v;
+    for (int y = from; y <= to; ++y) v.push_back(s.scan.scanLeftX[y]);
+    return v;
+}
+
+KWColor col(std::uint32_t c) {
+    KWColor k;
+    k.argb = c;
+    return k;
+}
+
+}  // namespace
+
+TEST(EdgeWalk, TwoDimensionalWalkersLagBehindDepthWalkers) {
+    Surface s(24, 40, 20);
+    resetAll(s.s());
+    Access::UpdateScanLine(*s.r, 0, 0, 20, 10);
+    EXPECT_EQ(lefts(s.s(), 0, 9), (std::vector<int>{0, 2, 4, 6, 8, 9, 11, 13, 15, 17}));
+    EXPECT_EQ(s.s().scan.scanLeftX[10], 32767);  // the bottom row is not written
+    resetAll(s.s());
+    Access::UpdateScanLine3(*s.r, 0, 0, 0.0f, 20, 10, 1.0f);
+    EXPECT_EQ(lefts(s.s(), 0, 9), (std::vector<int>{0, 2, 4, 6, 8, 10, 12, 14, 16, 18}));
+    resetAll(s.s());
+    Access::UpdateScanLine(*s.r, 20, 0, 0, 10);  // leftwards, as a left edge
+    EXPECT_EQ(lefts(s.s(), 0, 9), (std::vector<int>{20, 18, 16, 14, 12, 11, 9, 7, 5, 3}));
+    // As a right edge each is one less.
+    EXPECT_EQ(s.s().scan.scanRightX[0], 19);
+    EXPECT_EQ(s.s().scan.scanRightX[9], 2);
+}
+
+TEST(EdgeWalk, VerticalAndHorizontalEdges) {
+    Surface s(24, 10, 10);
+    resetAll(s.s());
+    Access::UpdateScanLine(*s.r, 5, 3, 9, 3);  // horizontal: nothing
+    EXPECT_EQ(s.s().scan.scanLeftX[3], 32767);
+    Access::UpdateScanLine(*s.r, 5, 0, 5, 4);
+    for (int y = 0; y < 4; ++y) {
+        EXPECT_EQ(s.s().scan.scanLeftX[y], 5);
+        EXPECT_EQ(s.s().scan.scanRightX[y], 4);  // one edge only: an empty span
+    }
+    EXPECT_EQ(s.s().scan.scanLeftX[4], 32767);
+}
+
+TEST(EdgeWalk, ClippingInterpolatesAttributes) {
+    Surface s(24, 10, 8);
+    resetAll(s.s());
+    // From y = -10 to y = 10: row 0 is halfway, with the colour halfway.
+    Access::UpdateScanLine3c(*s.r, 0, -10, 0.0f, col(0xFF000000), 20, 10, 1.0f, col(0xFFC8C8C8));
+    EXPECT_EQ(s.s().scan.scanLeftX[0], 10);
+    EXPECT_FLOAT_EQ(s.s().scan.scanLeftZ[0], 0.5f);
+    EXPECT_FLOAT_EQ(s.s().scan.scanLeftColor[0][0], 100.0f);
+    EXPECT_FLOAT_EQ(s.s().scan.scanLeftColor[3][0], 255.0f);
+    // Clipped at the height: the last row written is height - 1.
+    EXPECT_NE(s.s().scan.scanLeftX[7], 32767);
+    // Edges wholly below or above the surface write nothing.
+    resetAll(s.s());
+    Access::UpdateScanLine3(*s.r, 0, 8, 0.0f, 5, 20, 0.0f);
+    Access::UpdateScanLine3(*s.r, 0, -8, 0.0f, 5, 0, 0.0f);
+    for (int y = 0; y < 8; ++y) EXPECT_EQ(s.s().scan.scanLeftX[y], 32767);
+}
+
+TEST(EdgeWalk, FirstEdgeKeepsTiesAndRightEndKeepsCrossingAttributes) {
+    Surface s(24, 10, 4);
+    resetAll(s.s());
+    Access::UpdateScanLinect(*s.r, 3, 0, col(0xFF102030), 0.25f, 0.5f, 3, 2, col(0xFF102030), 0.25f, 0.5f);
+    Access::UpdateScanLinect(*s.r, 3, 0, col(0xFFFFFFFF), 0.75f, 0.0f, 3, 2, col(0xFFFFFFFF), 0.75f, 0.0f);
+    EXPECT_FLOAT_EQ(s.s().scan.scanLeftU[0], 0.25f);
+    EXPECT_FLOAT_EQ(s.s().scan.scanLeftColor[0][1], 16.0f);
+    EXPECT_EQ(s.s().scan.scanRightX[1], 2);
+    EXPECT_FLOAT_EQ(s.s().scan.scanRightV[1], 0.5f);
+}
+
+TEST(EdgeWalk, XMajorDepthStepsWithTravelledDistance) {
+    Surface s(24, 40, 10);
+    resetAll(s.s());
+    // 30 pixels over 4 rows: q = 7, r = 2; depth adds 7 * zx per row and
+    // one more zx on each carry, as two separate additions.
+    Access::UpdateScanLine3(*s.r, 0, 0, 0.0f, 30, 4, 3.0f);
+    const float zx = 3.0f / 30.0f;
+    float z = 0.0f;
+    int err = 2, x = 0;
+    for (int y = 0; y < 4; ++y) {
+        EXPECT_EQ(s.s().scan.scanLeftX[y], x);
+        EXPECT_EQ(s.s().scan.scanLeftZ[y], z) << y;
+        x += 7;
+        z += 7.0f * zx;
+        err -= 2;
+        if (err < 0) {
+            err += 4;
+            x += 1;
+            z += zx;
+        }
+    }
+}
+
+TEST(EdgeWalk, FloatWalkersClipThenRound) {
+    Surface s(24, 10, 10);
+    resetAll(s.s());
+    Access::UpdateScanLinef(*s.r, 0.4f, -5.0f, 0.4f, 4.6f);
+    EXPECT_EQ(s.s().scan.scanLeftX[0], 0);
+    EXPECT_EQ(s.s().scan.scanLeftX[4], 0);
+    EXPECT_EQ(s.s().scan.scanLeftX[5], 32767);
+    resetAll(s.s());
+    Access::UpdateScanLine3f(*s.r, 2.0f, 3.4f, 0.5f, 8.0f, 3.2f, 0.5f);  // rounds to one row: nothing
+    EXPECT_EQ(s.s().scan.scanLeftX[3], 32767);
+    Access::UpdateScanLine3f(*s.r, 2.0f, 0.0f, 0.5f, 2.0f, 30.0f, 0.5f);
+    EXPECT_EQ(s.s().scan.scanLeftX[9], 2);
+}
+
+TEST(EdgeWalk, ExtremeEndpointsStayInsideTable) {
+    Surface s(24, 16, 16);
+    const int big = std::numeric_limits<int>::max(), small = std::numeric_limits<int>::min();
+    resetAll(s.s());
+    Access::UpdateScanLine3ct(*s.r, small, small, 0.0f, col(0), 0.0f, 0.0f, big, big, 1.0f, col(~0u), 1.0f, 1.0f);
+    Access::UpdateScanLine(*s.r, big, small, small, big);
+    Access::UpdateScanLinef(*s.r, NAN, 1.0f, 5.0f, INFINITY);
+    Access::UpdateScanLine3f(*s.r, 1e30f, -1e30f, NAN, -1e30f, 1e30f, 0.0f);
+    for (int y = 0; y < 16; ++y) {
+        EXPECT_GE(s.s().scan.scanLeftX[y], -(1 << 30));
+        EXPECT_LE(s.s().scan.scanRightX[y], 1 << 30);
+    }
+}
