@@ -1,0 +1,248 @@
+// Points, boxes, bitmaps, image blits and lines: clipping, rounding, pixel
+// sequences, depth rules and the per-format stores.
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cmath>
+#include <random>
+
+#include "surface_fixture.h"
+
+using kwr_test::Pixels;
+using kwr_test::Surface;
+
+namespace kwr {
+bool ClippingLine3i(const RenderState& s, int& x1, int& y1, float& z1, int& x2, int& y2, float& z2);
+}
+
+TEST(Points, BoundsAndStores) {
+    Surface s(32, 4, 3);
+    s->kwrSetColor(0x12345678);
+    s->kwrPut(-1, 0);
+    s->kwrPut(4, 0);
+    s->kwrPut(0, 3);
+    EXPECT_TRUE(s.pixelsNot(0xFF000000u).empty());
+    s->kwrPut(3, 2);
+    const unsigned char* p = s.at(3, 2);
+    EXPECT_EQ(p[0], 0x78);
+    EXPECT_EQ(p[1], 0x56);
+    EXPECT_EQ(p[2], 0x34);
+    EXPECT_EQ(p[3], 0x12);
+}
+
+TEST(Boxes, CornersInAnyOrderAndPerAxisClip) {
+    Surface a(8, 10, 10), b(8, 10, 10);
+    a->kwrSetColor(0xFFFFFFFF);
+    b->kwrSetColor(0xFFFFFFFF);
+    a->kwrBox(5, 5, 2, 2);
+    b->kwrBox(2, 2, 5, 5);
+    EXPECT_EQ(a.bytes(), b.bytes());
+    EXPECT_EQ(a.pixelsNot(0).size(), 16u);
+    Surface c(24, 10, 10);
+    c->kwrSetColor(0xFFFFFFFF);
+    c->kwrBox(-10, -10, -1, 5);  // both x left of the surface
+    EXPECT_TRUE(c.pixelsNot(0).empty());
+    c->kwrBox(-10, 3, 20, 3);
+    EXPECT_EQ(c.pixelsNot(0).size(), 10u);
+    c->kwrBox(INT_MIN, INT_MAX, INT_MAX, INT_MIN);  // clamped to the whole surface
+    EXPECT_EQ(c.pixelsNot(0).size(), 100u);
+}
+
+TEST(Boxes, FloatAndCentredRounding) {
+    Surface s(16, 640, 480);
+    s->kwrSetColor(0xFFFFFFFF);
+    s->kwrBoxf(0.49f, 0, 0.49f, 0);
+    s->kwrBoxf(2.5f, 0, 2.5f, 0);
+    s->kwrBoxfg(0, 0, 0, 0);
+    EXPECT_EQ(s.pixelsNot(0), (Pixels{{0, 0}, {3, 0}, {320, 240}}));
+}
+
+TEST(Boxes, DepthBoxUsesRequestedTestAndGreaterOrEqual) {
+    Surface s(24, 4, 4);
+    s->kwrSetColor(0xFFFFFFFF);
+    s->kwrBox3(0, 0, 1, 1, 1.5f);
+    EXPECT_TRUE(s.pixelsNot(0).empty());
+    s->kwrBox3(0, 0, 1, 1, NAN);
+    EXPECT_TRUE(s.pixelsNot(0).empty());
+    s->kwrBox3(0, 0, 1, 1, 1.0f);  // equal passes
+    EXPECT_EQ(s.pixelsNot(0).size(), 4u);
+    s->kwrZTestEnable(0);
+    s->kwrBox3(2, 2, 3, 3, 5.0f);  // drawn, depth untouched
+    EXPECT_EQ(s.pixelsNot(0).size(), 8u);
+    EXPECT_EQ(s.z(3, 3), 1.0f);
+}
+
+TEST(Bitmaps, LeastSignificantBitFirstAndClipped) {
+    Surface s(8, 12, 3);
+    s->kwrSetColor(0xFFFFFFFF);
+    unsigned char a[2] = {0x01, 0x01};
+    s->kwrBitmap1(0, 0, 9, 1, a);
+    unsigned char b[2] = {0x80, 0x00};
+    s->kwrBitmap1(0, 1, 9, 1, b);
+    EXPECT_EQ(s.pixelsNot(0), (Pixels{{0, 0}, {8, 0}, {7, 1}}));
+    // Rows are (w + 7) / 8 bytes; clipped per pixel at every side.
+    unsigned char c[4] = {0xFF, 0x01, 0xFF, 0x01};
+    Surface t(8, 4, 4);
+    t->kwrSetColor(0xFFFFFFFF);
+    t->kwrBitmap1(-6, 2, 9, 2, c);
+    EXPECT_EQ(t.pixelsNot(0), (Pixels{{0, 2}, {1, 2}, {2, 2}, {0, 3}, {1, 3}, {2, 3}}));
+    t->kwrBitmap1(INT_MAX, INT_MAX, 9, 2, c);
+    t->kwrBitmap1(0, 0, 0, 2, c);
+    t->kwrBitmap1(0, 0, 9, 0, c);
+    EXPECT_EQ(t.pixelsNot(0).size(), 6u);
+}
+
+namespace {
+// A 32-bit source whose pixel (x, y) has blue x, green y, red 7, alpha 9.
+std::vector<unsigned char> source32(int w, int h) {
+    std::vector<unsigned char> v(static_cast<std::size_t>(w * h * 4));
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            unsigned char* p = &v[static_cast<std::size_t>((y * w + x) * 4)];
+            p[0] = static_cast<unsigned char>(x);
+            p[1] = static_cast<unsigned char>(y);
+            p[2] = 7;
+            p[3] = 9;
+        }
+    return v;
+}
+}  // namespace
+
+TEST(Blits, NearestNeighbourMappingWithClipping) {
+    std::mt19937 rng(5);
+    std::uniform_int_distribution<int> c(-30, 50), sz(1, 12);
+    for (int round = 0; round < 300; ++round) {
+        const int srcW = sz(rng), srcH = sz(rng);
+        auto src = source32(srcW, srcH);
+        int x1 = c(rng), y1 = c(rng), x2 = c(rng), y2 = c(rng);
+        Surface s(32, 20, 20);
+        s->kwrImage2D(x1, y1, x2, y2, srcW, srcH, 32, src.data());
+        const int xa = std::min(x1, x2), xb = std::max(x1, x2), ya = std::min(y1, y2), yb = std::max(y1, y2);
+        for (int y = 0; y < 20; ++y)
+            for (int x = 0; x < 20; ++x) {
+                std::uint32_t want = 0xFF000000u;
+                if (x >= xa && x < xb && y >= ya && y < yb) {
+                    const int sx = (x - xa) * srcW / (xb - xa), sy = (y - ya) * srcH / (yb - ya);
+                    want = 0x09070000u | static_cast<std::uint32_t>(sy << 8) | static_cast<std::uint32_t>(sx);
+                }
+                ASSERT_EQ(s.px(x, y), want) << round << ": " << x << "," << y;
+            }
+    }
+}
+
+TEST(Blits, FarLeftStartUsesSinglePrecisionAndStaysInSource) {
+    auto src = source32(3, 1);
+    Surface s(32, 4, 1);
+    s->kwrImage2D(-100000, 0, 4, 1, 3, 1, 32, src.data());
+    // floor(100000 * 3 / 100004) = 2 at x = 0: the right end of the source.
+    EXPECT_EQ(s.px(0, 0) & 0xFFu, 2u);
+    s->kwrImage2D(INT_MIN, 0, INT_MAX, 1, 3, 1, 32, src.data());
+    s->kwrImage2D3(INT_MIN, INT_MIN, INT_MAX, INT_MAX, 0.0f, 3, 1, 32, src.data());
+}
+
+TEST(Blits, FourthByteAndFormats) {
+    // 24-bit source, 3 pixels wide: rows of 12 bytes.
+    unsigned char src24[24] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 0, 0, 0, 10, 11, 12, 13, 14, 15, 16, 17, 18, 0, 0, 0};
+    Surface a(32, 3, 2, 0x55000000), b(32, 3, 2, 0x55000000);
+    a->kwrImage2D(0, 0, 3, 2, 3, 2, 24, src24);
+    b->kwrImage2D3(0, 0, 3, 2, 0.5f, 3, 2, 24, src24);
+    EXPECT_EQ(a.px(2, 1), 0x55121110u);  // fourth byte untouched
+    EXPECT_EQ(b.px(2, 1), 0xFF121110u);  // fourth byte 255
+    EXPECT_EQ(b.z(2, 1), 0.5f);
+    Surface c(16, 1, 1);
+    unsigned char one[4] = {0xFF, 0x08, 0xF8, 0x00};
+    c->kwrImage2D(1, 1, 0, 0, 1, 1, 32, one);  // corners reversed
+    EXPECT_EQ(c.px(0, 0), (0x1Fu << 10) | (1u << 5) | 0x1Fu);
+    Surface d(8, 4, 4);
+    d->kwrImage2D(0, 0, 4, 4, 1, 1, 32, one);
+    d->kwrImage2D3(0, 0, 4, 4, 0.0f, 1, 1, 32, one);
+    EXPECT_TRUE(d.pixelsNot(0).empty());
+    EXPECT_EQ(d.z(0, 0), 1.0f);
+    Surface e(24, 2, 2);
+    e->kwrImage2D3(0, 0, 2, 2, 2.0f, 1, 1, 32, one);  // behind everything
+    EXPECT_TRUE(e.pixelsNot(0).empty());
+}
+
+namespace {
+Pixels linePixels(int x1, int y1, int x2, int y2, int w = 16, int h = 16) {
+    Surface s(24, w, h);
+    s->kwrSetColor(0xFFFFFFFF);
+    s->kwrLine(x1, y1, x2, y2);
+    return s.pixelsNot(0);
+}
+}  // namespace
+
+TEST(Lines, PixelSequencesAndReversal) {
+    EXPECT_EQ(linePixels(2, 3, 2, 3), (Pixels{{2, 3}}));
+    const Pixels shallow{{0, 0}, {1, 0}, {2, 1}, {3, 1}, {4, 2}};
+    EXPECT_EQ(linePixels(0, 0, 4, 2), shallow);
+    EXPECT_EQ(linePixels(4, 2, 0, 0), shallow);
+    EXPECT_EQ(linePixels(0, 0, 3, 3), (Pixels{{0, 0}, {1, 1}, {2, 2}, {3, 3}}));
+    EXPECT_EQ(linePixels(1, 0, 2, 4), (Pixels{{1, 0}, {1, 1}, {1, 2}, {2, 3}, {2, 4}}));
+    EXPECT_TRUE(linePixels(-10, 5, -1, 12).empty());
+    EXPECT_EQ(linePixels(-5, 0, 5, 0).size(), 6u);
+}
+
+TEST(Lines, ClippingAtEveryEdge) {
+    const Pixels diag = linePixels(-50, -50, 150, 150, 100, 100);
+    ASSERT_EQ(diag.size(), 100u);
+    EXPECT_EQ(diag.front(), (std::pair<int, int>{0, 0}));
+    EXPECT_EQ(diag.back(), (std::pair<int, int>{99, 99}));
+    Surface f(24, 8, 8), g(24, 8, 8);
+    f->kwrSetColor(0xFFFFFFFF);
+    g->kwrSetColor(0xFFFFFFFF);
+    f->kwrLinef(0.4f, 0.6f, 3.5f, 0.6f);
+    g->kwrLine(0, 1, 4, 1);
+    EXPECT_EQ(f.bytes(), g.bytes());
+    Surface c(24, 640, 480);
+    c->kwrSetColor(0xFFFFFFFF);
+    c->kwrLinefg(0, 0, 0, 0);
+    EXPECT_EQ(c.pixelsNot(0), (Pixels{{320, 240}}));
+    // Beside a corner: rejected by a later edge.
+    EXPECT_TRUE(linePixels(-10, 2, 2, -10).empty());
+    // Wrapping clip products never draw off the surface.
+    linePixels(INT_MIN, INT_MAX, INT_MAX, INT_MIN);
+    linePixels(-46341, 3, 46341, 5);
+}
+
+TEST(DepthLines, ClipWalkAndDepthRules) {
+    Surface s(32, 8, 8);
+    s->kwrSetColor(0xFFFFFFFF);
+    s->kwrLine3(1, 1, 0.5f, 1, 1, 0.9f);  // one pixel at the first depth
+    EXPECT_EQ(s.pixelsNot(0xFF000000u), (Pixels{{1, 1}}));
+    EXPECT_EQ(s.z(1, 1), 0.5f);
+    s->kwrLine3(0, 1, 0.5f, 2, 1, 0.5f);  // equal depth passes again
+    EXPECT_EQ(s.pixelsNot(0xFF000000u).size(), 3u);
+    s->kwrLine3(0, 2, NAN, 7, 2, NAN);
+    EXPECT_EQ(s.pixelsNot(0xFF000000u).size(), 3u);
+    // Upward y-major line: depth moves from the left end toward the right.
+    s->kwrLine3(3, 7, 0.0f, 4, 3, 0.4f);
+    EXPECT_EQ(s.z(3, 7), 0.0f);
+    EXPECT_FLOAT_EQ(s.z(4, 3), 0.4f);
+    // Depth test off: pixels drawn, depth ignored.
+    s->kwrZTestEnable(0);
+    s->kwrLine3(0, 5, 9.0f, 7, 5, 9.0f);
+    EXPECT_EQ(s.z(0, 5), 1.0f);
+    EXPECT_EQ(s.px(0, 5), 0xFFFFFFFFu);
+}
+
+TEST(DepthLines, ClippersMoveEndsOntoTheSurface) {
+    Surface s(24, 10, 10);
+    int x1 = -10, y1 = 2, x2 = 2, y2 = -10;
+    float z1 = 0, z2 = 1;
+    EXPECT_FALSE(kwr::ClippingLine3i(s.s(), x1, y1, z1, x2, y2, z2));
+    x1 = -10, y1 = 5, x2 = 10, y2 = 5, z1 = 0.0f, z2 = 1.0f;
+    EXPECT_TRUE(kwr::ClippingLine3i(s.s(), x1, y1, z1, x2, y2, z2));
+    EXPECT_EQ(x1, 0);
+    EXPECT_EQ(x2, 9);
+    EXPECT_FLOAT_EQ(z1, 0.5f);
+    float fx1 = 9.4f, fy1 = 0, fz1 = 0, fx2 = -0.4f, fy2 = 0, fz2 = 0;
+    EXPECT_TRUE(kwr::Access::ClippingLine3(*s.r, fx1, fy1, fz1, fx2, fy2, fz2));
+    EXPECT_EQ(fx1, 9.0f);
+    EXPECT_EQ(fx2, 0.0f);
+    s->kwrSetColor(0xFFFFFFFF);
+    s->kwrLine3f(7.0f, 9.0f, 0.5f, 9.4f, 9.0f, 0.5f);  // clipped to column 9, never 10
+    EXPECT_EQ(s.pixelsNot(0), (Pixels{{7, 9}, {8, 9}, {9, 9}}));
+    s->kwrLine3f(1e30f, -1e30f, 0.0f, -1e30f, 1e30f, 0.0f);
+    s->kwrLine3fg(NAN, 0, 0, INFINITY, 0, 0);
+}
