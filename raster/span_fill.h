@@ -75,8 +75,10 @@ inline unsigned roundedByte(float v) { return static_cast<std::uint32_t>(roundHa
 inline std::uint32_t roundedBits(float v) { return static_cast<std::uint32_t>(roundHalfUp(v)); }
 
 // Repeat addressing: i wrapped into 0..size-1 (size >= 1).  Computed in 64
-// bits so that INT_MIN has a negation.
+// bits so that INT_MIN has a negation.  For a power-of-two size the rule is
+// exactly the low bits of i, which needs no division.
 inline int wrapCoord(int i, int size) {
+    if ((size & (size - 1)) == 0) return static_cast<int>(static_cast<unsigned>(i) & static_cast<unsigned>(size - 1));
     if (i >= size) return i % size;
     if (i < 0) {
         const int w = size - static_cast<int>((-static_cast<std::int64_t>(i)) % size);

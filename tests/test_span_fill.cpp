@@ -109,6 +109,32 @@ TEST(SpanFill, DepthComparisonsPerMember) {
     }
 }
 
+// The repeat rule as written, and the wrap the fills use, agree for every
+// size (the power-of-two sizes take a mask instead of a remainder).
+TEST(SpanFill, WrapRuleForAllSizes) {
+    auto plain = [](std::int64_t i, std::int64_t w) -> std::int64_t {
+        if (i >= w) return i % w;
+        if (i < 0) {
+            const std::int64_t r = w - ((-i) % w);
+            return r == w ? 0 : r;
+        }
+        return i;
+    };
+    std::mt19937 rng(7);
+    for (int w = 1; w <= 70; ++w) {
+        for (int i = -300; i <= 300; ++i) ASSERT_EQ(kwr::wrapCoord(i, w), plain(i, w)) << i << " " << w;
+        for (int k = 0; k < 2000; ++k) {
+            const int i = static_cast<int>(rng());
+            ASSERT_EQ(kwr::wrapCoord(i, w), plain(i, w)) << i << " " << w;
+        }
+        ASSERT_EQ(kwr::wrapCoord(std::numeric_limits<int>::min(), w), plain(std::numeric_limits<int>::min(), w));
+        ASSERT_EQ(kwr::wrapCoord(std::numeric_limits<int>::max(), w), plain(std::numeric_limits<int>::max(), w));
+    }
+    for (int w : {1 << 20, (1 << 30) + 3, std::numeric_limits<int>::max()})
+        for (int i : {std::numeric_limits<int>::min(), -1, 0, w - 1, std::numeric_limits<int>::max()})
+            ASSERT_EQ(kwr::wrapCoord(i, w), plain(i, w));
+}
+
 TEST(SpanFill, ZeroWeightWritesNeitherPixelNorDepth) {
     Surface s(32, 4, 1, 0xFF102030, 0.9f);
     setRow(s, 0, 0, 3, colour(255, 255, 255, 0, 0.1f), colour(255, 255, 255, 0, 0.1f));
