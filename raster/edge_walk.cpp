@@ -61,6 +61,18 @@ void lerpAttributes(EdgeEnd& a, const EdgeEnd& b, float t) {
 constexpr std::int64_t kXLimit = std::int64_t{1} << 30;
 std::int64_t limitX(std::int64_t x) { return x < -kXLimit ? -kXLimit : (x > kXLimit ? kXLimit : x); }
 
+// Stores the carried attributes of `a` as one end of row y.
+template <class K>
+void storeAttributes(int y, const EdgeEnd& a, float* z, float (*color)[kScanLineRows], float* u, float* v) {
+    if constexpr (K::kDepth) z[y] = a.z;
+    if constexpr (K::kColor)
+        for (int k = 0; k < 4; ++k) color[k][y] = a.c[k];
+    if constexpr (K::kUV) {
+        u[y] = a.u;
+        v[y] = a.v;
+    }
+}
+
 template <class K>
 void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2) {
     // Horizontal edges write nothing; the upper end is the top.
@@ -131,23 +143,11 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2) {
         const std::int32_t xi = static_cast<std::int32_t>(x);
         if (t.scanLeftX[y] > xi) {
             t.scanLeftX[y] = xi;
-            if constexpr (K::kDepth) t.scanLeftZ[y] = a.z;
-            if constexpr (K::kColor)
-                for (int k = 0; k < 4; ++k) t.scanLeftColor[k][y] = a.c[k];
-            if constexpr (K::kUV) {
-                t.scanLeftU[y] = a.u;
-                t.scanLeftV[y] = a.v;
-            }
+            storeAttributes<K>(y, a, t.scanLeftZ, t.scanLeftColor, t.scanLeftU, t.scanLeftV);
         }
         if (t.scanRightX[y] < xi - 1) {
             t.scanRightX[y] = xi - 1;
-            if constexpr (K::kDepth) t.scanRightZ[y] = a.z;
-            if constexpr (K::kColor)
-                for (int k = 0; k < 4; ++k) t.scanRightColor[k][y] = a.c[k];
-            if constexpr (K::kUV) {
-                t.scanRightU[y] = a.u;
-                t.scanRightV[y] = a.v;
-            }
+            storeAttributes<K>(y, a, t.scanRightZ, t.scanRightColor, t.scanRightU, t.scanRightV);
         }
         x += sx * q;
         err -= r;

@@ -33,81 +33,95 @@ bool anyTranslucent(std::uint32_t c1, std::uint32_t c2, std::uint32_t c3) {
     return (c1 & c2 & c3 & 0xFF000000u) != 0xFF000000u;
 }
 
-// Each kind names its edge walker and its span fill.
+// When a kind's blended fill runs instead of its opaque one.
+enum class BlendRule {
+    kFillDecides,          // the flat depth fill looks at the colour itself
+    kWhenEnabled,          // textured kinds: whenever blending is on
+    kWhenVertexTranslucent // colour-only kinds: blending on and a vertex alpha below 0xFF
+};
+
+// Each kind names its edge walker, its opaque and blended span fills and
+// the rule that chooses between them.
 struct Kind3 {
+    static constexpr BlendRule kBlend = BlendRule::kFillDecides;
     static void walk(KWRRender& r, const Vertex<int>& a, const Vertex<int>& b) {
         Access::UpdateScanLine3(r, a.x, a.y, a.z, b.x, b.y, b.z);
     }
     static void walk(KWRRender& r, const Vertex<float>& a, const Vertex<float>& b) {
         Access::UpdateScanLine3f(r, a.x, a.y, a.z, b.x, b.y, b.z);
     }
-    // The flat depth fill decides about blending itself.
-    static void fill(KWRRender& r, RowRange rows, const Vertex<int>*) { Access::rasterTriangle3(r, rows.first, rows.last); }
+    static void opaque(KWRRender& r, RowRange w) { Access::rasterTriangle3(r, w.first, w.last); }
+    static void blended(KWRRender& r, RowRange w) { Access::rasterTriangle3(r, w.first, w.last); }
 };
 
 struct Kind3c {
+    static constexpr BlendRule kBlend = BlendRule::kWhenVertexTranslucent;
     static void walk(KWRRender& r, const Vertex<int>& a, const Vertex<int>& b) {
         Access::UpdateScanLine3c(r, a.x, a.y, a.z, asColor(a.c), b.x, b.y, b.z, asColor(b.c));
     }
-    static void fill(KWRRender& r, RowRange rows, const Vertex<int>* v) {
-        if (Access::state(r).alphaEnable != 0 && anyTranslucent(v[0].c, v[1].c, v[2].c))
-            Access::rasterTriangle3ca(r, rows.first, rows.last);
-        else
-            Access::rasterTriangle3c(r, rows.first, rows.last);
-    }
+    static void opaque(KWRRender& r, RowRange w) { Access::rasterTriangle3c(r, w.first, w.last); }
+    static void blended(KWRRender& r, RowRange w) { Access::rasterTriangle3ca(r, w.first, w.last); }
 };
 
 struct Kind3ct {
+    static constexpr BlendRule kBlend = BlendRule::kWhenEnabled;
     static void walk(KWRRender& r, const Vertex<int>& a, const Vertex<int>& b) {
         Access::UpdateScanLine3ct(r, a.x, a.y, a.z, asColor(a.c), a.u, a.v, b.x, b.y, b.z, asColor(b.c), b.u, b.v);
     }
-    static void fill(KWRRender& r, RowRange rows, const Vertex<int>*) {
-        if (Access::state(r).alphaEnable != 0) Access::rasterTriangle3cat(r, rows.first, rows.last);
-        else Access::rasterTriangle3ct(r, rows.first, rows.last);
-    }
+    static void opaque(KWRRender& r, RowRange w) { Access::rasterTriangle3ct(r, w.first, w.last); }
+    static void blended(KWRRender& r, RowRange w) { Access::rasterTriangle3cat(r, w.first, w.last); }
 };
 
 struct Kind3t {
+    static constexpr BlendRule kBlend = BlendRule::kWhenEnabled;
     static void walk(KWRRender& r, const Vertex<int>& a, const Vertex<int>& b) {
         Access::UpdateScanLine3t(r, a.x, a.y, a.z, a.u, a.v, b.x, b.y, b.z, b.u, b.v);
     }
-    static void fill(KWRRender& r, RowRange rows, const Vertex<int>*) {
-        if (Access::state(r).alphaEnable != 0) Access::rasterTriangle3at(r, rows.first, rows.last);
-        else Access::rasterTriangle3t(r, rows.first, rows.last);
-    }
+    static void opaque(KWRRender& r, RowRange w) { Access::rasterTriangle3t(r, w.first, w.last); }
+    static void blended(KWRRender& r, RowRange w) { Access::rasterTriangle3at(r, w.first, w.last); }
 };
 
 struct Kindc {
+    static constexpr BlendRule kBlend = BlendRule::kWhenVertexTranslucent;
     static void walk(KWRRender& r, const Vertex<int>& a, const Vertex<int>& b) {
         Access::UpdateScanLinec(r, a.x, a.y, asColor(a.c), b.x, b.y, asColor(b.c));
     }
-    static void fill(KWRRender& r, RowRange rows, const Vertex<int>* v) {
-        if (Access::state(r).alphaEnable != 0 && anyTranslucent(v[0].c, v[1].c, v[2].c))
-            Access::rasterTriangleca(r, rows.first, rows.last);
-        else
-            Access::rasterTrianglec(r, rows.first, rows.last);
-    }
+    static void opaque(KWRRender& r, RowRange w) { Access::rasterTrianglec(r, w.first, w.last); }
+    static void blended(KWRRender& r, RowRange w) { Access::rasterTriangleca(r, w.first, w.last); }
 };
 
 struct Kindct {
+    static constexpr BlendRule kBlend = BlendRule::kWhenEnabled;
     static void walk(KWRRender& r, const Vertex<int>& a, const Vertex<int>& b) {
         Access::UpdateScanLinect(r, a.x, a.y, asColor(a.c), a.u, a.v, b.x, b.y, asColor(b.c), b.u, b.v);
     }
-    static void fill(KWRRender& r, RowRange rows, const Vertex<int>*) {
-        if (Access::state(r).alphaEnable != 0) Access::rasterTrianglecat(r, rows.first, rows.last);
-        else Access::rasterTrianglect(r, rows.first, rows.last);
-    }
+    static void opaque(KWRRender& r, RowRange w) { Access::rasterTrianglect(r, w.first, w.last); }
+    static void blended(KWRRender& r, RowRange w) { Access::rasterTrianglecat(r, w.first, w.last); }
 };
 
 struct Kindt {
+    static constexpr BlendRule kBlend = BlendRule::kWhenEnabled;
     static void walk(KWRRender& r, const Vertex<int>& a, const Vertex<int>& b) {
         Access::UpdateScanLinet(r, a.x, a.y, a.u, a.v, b.x, b.y, b.u, b.v);
     }
-    static void fill(KWRRender& r, RowRange rows, const Vertex<int>*) {
-        if (Access::state(r).alphaEnable != 0) Access::rasterTriangleat(r, rows.first, rows.last);
-        else Access::rasterTrianglet(r, rows.first, rows.last);
-    }
+    static void opaque(KWRRender& r, RowRange w) { Access::rasterTrianglet(r, w.first, w.last); }
+    static void blended(KWRRender& r, RowRange w) { Access::rasterTriangleat(r, w.first, w.last); }
 };
+
+// Walks the three edges (top to middle and middle to bottom only where
+// they can reach the surface) and runs the kind's fill.
+template <class K, class V>
+void walkAndFill(KWRRender& r, RowRange rows, const V* v, bool topEdge, bool bottomEdge) {
+    if (topEdge) K::walk(r, v[0], v[1]);
+    if (bottomEdge) K::walk(r, v[1], v[2]);
+    K::walk(r, v[0], v[2]);
+    bool blend = false;
+    if constexpr (K::kBlend == BlendRule::kWhenEnabled) blend = Access::state(r).alphaEnable != 0;
+    if constexpr (K::kBlend == BlendRule::kWhenVertexTranslucent)
+        blend = Access::state(r).alphaEnable != 0 && anyTranslucent(v[0].c, v[1].c, v[2].c);
+    if (blend) K::blended(r, rows);
+    else K::opaque(r, rows);
+}
 
 template <class Coord>
 void sortByY(Vertex<Coord>* v) {
@@ -134,10 +148,7 @@ void drawTriangle(KWRRender& r, Vertex<int> v1, Vertex<int> v2, Vertex<int> v3) 
     if (v[2].y < 0 || v[0].y >= s.height) return;
     const RowRange rows = intRows(s, v[0].y, v[2].y);
     resetRows(s, rows);
-    if (v[1].y >= 0) K::walk(r, v[0], v[1]);
-    if (v[1].y <= s.clipBottom) K::walk(r, v[1], v[2]);
-    K::walk(r, v[0], v[2]);
-    K::fill(r, rows, v);
+    walkAndFill<K>(r, rows, v, v[1].y >= 0, v[1].y <= s.clipBottom);
 }
 
 // Float vertices: rejection, row range and edge conditions use the
@@ -154,18 +165,12 @@ void drawTriangle(KWRRender& r, Vertex<float> v1, Vertex<float> v2, Vertex<float
     const bool topEdge = v[1].y >= 0;
     const bool bottomEdge = s.clipBottomF >= v[1].y;
     if constexpr (std::is_same<K, Kind3>::value) {
-        if (topEdge) K::walk(r, v[0], v[1]);
-        if (bottomEdge) K::walk(r, v[1], v[2]);
-        K::walk(r, v[0], v[2]);
-        K::fill(r, rows, nullptr);
+        walkAndFill<K>(r, rows, v, topEdge, bottomEdge);
     } else {
         Vertex<int> w[3];
         for (int i = 0; i < 3; ++i)
             w[i] = Vertex<int>{roundHalfUp(v[i].x), roundHalfUp(v[i].y), v[i].z, v[i].c, v[i].u, v[i].v};
-        if (topEdge) K::walk(r, w[0], w[1]);
-        if (bottomEdge) K::walk(r, w[1], w[2]);
-        K::walk(r, w[0], w[2]);
-        K::fill(r, rows, w);
+        walkAndFill<K>(r, rows, w, topEdge, bottomEdge);
     }
 }
 

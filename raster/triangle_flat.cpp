@@ -1,6 +1,7 @@
 // Flat triangles in the current colour: edges into the scan-line table, then
 // their own span loop with one opaque and one blending writer per format.
 #include <cstring>
+#include <type_traits>
 
 #include "KWRRender.h"
 #include "raster/triangle_rows.h"
@@ -99,31 +100,44 @@ struct FloatPoint {
     float x, y;
 };
 
+void walkFlatEdge(KWRRender& r, const IntPoint& a, const IntPoint& b) { Access::UpdateScanLine(r, a.x, a.y, b.x, b.y); }
+void walkFlatEdge(KWRRender& r, const FloatPoint& a, const FloatPoint& b) {
+    Access::UpdateScanLinef(r, a.x, a.y, b.x, b.y);
+}
+
+// One flat triangle: sort, reject, reset the covered rows, walk the three
+// edges, fill.  Float vertices are compared unrounded and handed to the
+// float edge walker as they are.
+template <class P>
+void flatTriangle(KWRRender& r, const P& v1, const P& v2, const P& v3) {
+    RenderState& s = Access::state(r);
+    constexpr bool kFloat = std::is_same<P, FloatPoint>::value;
+    P t, m, b;
+    sortFlat(v1, v2, v3, t, m, b);
+    RowRange rows;
+    if constexpr (kFloat) {
+        if (0 > b.y || t.y >= s.heightF) return;
+        rows = floatRows(s, t.y, b.y);
+    } else {
+        if (b.y < 0 || t.y >= s.height) return;
+        rows = intRows(s, t.y, b.y);
+    }
+    resetRows(s, rows);
+    if (m.y >= 0) walkFlatEdge(r, t, m);
+    if (kFloat ? m.y <= s.clipBottomF : m.y <= s.clipBottom) walkFlatEdge(r, m, b);
+    walkFlatEdge(r, t, b);
+    fillFlat(s, rows);
+}
+
 }  // namespace
 }  // namespace kwr
 
 void KWRRender::kwrTriangle(int x1, int y1, int x2, int y2, int x3, int y3) {
-    kwr::IntPoint t, m, b;
-    kwr::sortFlat(kwr::IntPoint{x1, y1}, kwr::IntPoint{x2, y2}, kwr::IntPoint{x3, y3}, t, m, b);
-    if (b.y < 0 || t.y >= s.height) return;
-    const kwr::RowRange rows = kwr::intRows(s, t.y, b.y);
-    kwr::resetRows(s, rows);
-    if (m.y >= 0) UpdateScanLine(t.x, t.y, m.x, m.y);
-    if (m.y <= s.clipBottom) UpdateScanLine(m.x, m.y, b.x, b.y);
-    UpdateScanLine(t.x, t.y, b.x, b.y);
-    kwr::fillFlat(s, rows);
+    kwr::flatTriangle(*this, kwr::IntPoint{x1, y1}, kwr::IntPoint{x2, y2}, kwr::IntPoint{x3, y3});
 }
 
 void KWRRender::kwrTrianglef(float x1, float y1, float x2, float y2, float x3, float y3) {
-    kwr::FloatPoint t, m, b;
-    kwr::sortFlat(kwr::FloatPoint{x1, y1}, kwr::FloatPoint{x2, y2}, kwr::FloatPoint{x3, y3}, t, m, b);
-    if (0 > b.y || t.y >= s.heightF) return;
-    const kwr::RowRange rows = kwr::floatRows(s, t.y, b.y);
-    kwr::resetRows(s, rows);
-    if (m.y >= 0.0f) UpdateScanLinef(t.x, t.y, m.x, m.y);
-    if (m.y <= s.clipBottomF) UpdateScanLinef(m.x, m.y, b.x, b.y);
-    UpdateScanLinef(t.x, t.y, b.x, b.y);
-    kwr::fillFlat(s, rows);
+    kwr::flatTriangle(*this, kwr::FloatPoint{x1, y1}, kwr::FloatPoint{x2, y2}, kwr::FloatPoint{x3, y3});
 }
 
 void KWRRender::kwrTrianglefg(float x1, float y1, float x2, float y2, float x3, float y3) {
