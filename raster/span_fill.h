@@ -34,7 +34,6 @@ struct SampledMap {
 
 // Everything a fill needs from the render context, prepared once per call.
 struct SpanContext {
-    const ScanLineTable* table;
     SolidColor solid;
     unsigned cB, cG, cR, cA;
     SampledMap texture;
@@ -44,7 +43,6 @@ struct SpanContext {
 
 inline SpanContext makeSpanContext(const RenderState& s) {
     SpanContext k;
-    k.table = &s.scan;
     k.solid = solidColor(s);
     k.cB = s.color & 0xFFu;
     k.cG = (s.color >> 8) & 0xFFu;
@@ -96,11 +94,29 @@ struct Texel {
     float un, vn;
 };
 
-inline Texel sampleTexture(const SpanContext& k, int row, float p) {
-    const ScanLineTable& t = *k.table;
+// A row's attribute ends, read from the table once per row.
+struct RowEnds {
+    float leftColor[4], rightColor[4];
+    float leftU, rightU, leftV, rightV;
+};
+
+inline RowEnds loadRowEnds(const ScanLineTable& t, int row) {
+    RowEnds e;
+    for (int i = 0; i < 4; ++i) {
+        e.leftColor[i] = t.scanLeftColor[i][row];
+        e.rightColor[i] = t.scanRightColor[i][row];
+    }
+    e.leftU = t.scanLeftU[row];
+    e.rightU = t.scanRightU[row];
+    e.leftV = t.scanLeftV[row];
+    e.rightV = t.scanRightV[row];
+    return e;
+}
+
+inline Texel sampleTexture(const SpanContext& k, const RowEnds& e, float p) {
     Texel x;
-    x.un = lerpSpan(p, t.scanLeftU[row], t.scanRightU[row]);
-    x.vn = lerpSpan(p, t.scanLeftV[row], t.scanRightV[row]);
+    x.un = lerpSpan(p, e.leftU, e.rightU);
+    x.vn = lerpSpan(p, e.leftV, e.rightV);
     x.iu = texelCoord(x.un, k.texture.width);
     x.iv = texelCoord(x.vn, k.texture.height);
     const unsigned char* q = k.texture.data + static_cast<std::ptrdiff_t>(x.iv) * k.texture.pitch +
@@ -130,17 +146,17 @@ inline unsigned alphaByte(const SpanContext& k, const Texel& x) {
 struct Shade {
     float c[4];
 };
-inline Shade shadeAt(const SpanContext& k, int row, float p) {
-    const ScanLineTable& t = *k.table;
+inline Shade shadeAt(const RowEnds& e, float p) {
     Shade sh;
-    for (int i = 0; i < 4; ++i) sh.c[i] = lerpSpan(p, t.scanLeftColor[i][row], t.scanRightColor[i][row]);
+    for (int i = 0; i < 4; ++i) sh.c[i] = lerpSpan(p, e.leftColor[i], e.rightColor[i]);
     return sh;
 }
 
 // Walks rows firstRow..lastRow: skip test, clipping with the depth and span
 // parameter corrections taken from the unclipped ends, depth stepped by
 // addition, the span parameter p stepped by addition.  Rule::pixel decides
-// per pixel; it returns whether the depth is to be stored.
+// per pixel from the row's attribute ends, the span parameter and the pixel
+// address; it returns whether the depth is to be stored.
 template <class Rule, class Fmt, class PixelFn>
 void walkSpans(const RenderState& s, int firstRow, int lastRow, PixelFn&& pixel) {
     constexpr bool kDepth = Rule::kDepth;
@@ -178,6 +194,8 @@ void walkSpans(const RenderState& s, int firstRow, int lastRow, PixelFn&& pixel)
         if constexpr (kDepth) {
             if (L < R) dz = (zR - zL) / static_cast<float>(R - L);
         }
+        RowEnds ends{};
+        if constexpr (kParam) ends = loadRowEnds(t, row);
         unsigned char* px = s.bits + pixelOffset(static_cast<int>(L), row, s.pitch, Fmt::kBytes);
         float* zp = kDepth ? s.zBuffer + static_cast<std::ptrdiff_t>(row) * s.width + L : nullptr;
         float z = zL;
@@ -185,7 +203,7 @@ void walkSpans(const RenderState& s, int firstRow, int lastRow, PixelFn&& pixel)
         auto step = [&]() {
             bool pass = true;
             if constexpr (kDepth) pass = Rule::kStrictDepth ? *zp > z : *zp >= z;
-            if (pass && pixel(row, p, px) && kDepth) *zp = z;
+            if (pass && pixel(ends, p, px) && kDepth) *zp = z;
             px += Fmt::kBytes;
             if constexpr (kDepth) {
                 ++zp;

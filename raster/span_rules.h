@@ -79,7 +79,7 @@ struct RuleShape {
 // Flat colour; 32 bpp stores alpha 255.
 struct Rule3 : RuleShape<true, true, false, Mode8::kCubeWithDepth, true> {
     template <class Fmt>
-    static bool pixel(const SpanContext& k, int, float, unsigned char* px) {
+    static bool pixel(const SpanContext& k, const RowEnds&, float, unsigned char* px) {
         if constexpr (Fmt::kBpp == 16) store16(px, k.solid.c16);
         else storeOpaque<Fmt>(px, k.cB, k.cG, k.cR);
         return true;
@@ -90,8 +90,8 @@ struct Rule3 : RuleShape<true, true, false, Mode8::kCubeWithDepth, true> {
 template <bool Depth>
 struct RuleShaded : RuleShape<Depth, true, true, Mode8::kNothing> {
     template <class Fmt>
-    static bool pixel(const SpanContext& k, int row, float p, unsigned char* px) {
-        const Shade sh = shadeAt(k, row, p);
+    static bool pixel(const SpanContext&, const RowEnds& e, float p, unsigned char* px) {
+        const Shade sh = shadeAt(e, p);
         storeOpaque<Fmt>(px, roundedBits(sh.c[2]), roundedBits(sh.c[1]), roundedBits(sh.c[0]));
         return true;
     }
@@ -102,8 +102,8 @@ template <bool Depth>
 struct RuleTextured
     : RuleShape<Depth, true, true, Depth ? Mode8::kCubeWithDepth : Mode8::kNothing> {
     template <class Fmt>
-    static bool pixel(const SpanContext& k, int row, float p, unsigned char* px) {
-        const Texel x = sampleTexture(k, row, p);
+    static bool pixel(const SpanContext& k, const RowEnds& e, float p, unsigned char* px) {
+        const Texel x = sampleTexture(k, e, p);
         if constexpr (Fmt::kBpp == 16) {
             const std::uint32_t w = ((x.g * k.cG * 992u) / 65025u & 0x3E0u) |
                                     ((x.r * k.cR * 31744u) / 65025u & 0x7C00u) |
@@ -119,9 +119,9 @@ struct RuleTextured
 // Texel times the interpolated colour, in float, rounded (depth-tested).
 struct Rule3ct : RuleShape<true, true, true, Mode8::kNothing> {
     template <class Fmt>
-    static bool pixel(const SpanContext& k, int row, float p, unsigned char* px) {
-        const Shade sh = shadeAt(k, row, p);
-        const Texel x = sampleTexture(k, row, p);
+    static bool pixel(const SpanContext& k, const RowEnds& e, float p, unsigned char* px) {
+        const Shade sh = shadeAt(e, p);
+        const Texel x = sampleTexture(k, e, p);
         if constexpr (Fmt::kBpp == 16) {
             const std::uint32_t g =
                 roundedBits(sh.c[1] * static_cast<float>(x.g) * 992.0f / 255.0f / 255.0f) & 0x3E0u;
@@ -143,9 +143,9 @@ struct Rule3ct : RuleShape<true, true, true, Mode8::kNothing> {
 // the texel in integers and truncated.
 struct Rulect : RuleShape<false, true, true, Mode8::kNothing> {
     template <class Fmt>
-    static bool pixel(const SpanContext& k, int row, float p, unsigned char* px) {
-        const Shade sh = shadeAt(k, row, p);
-        const Texel x = sampleTexture(k, row, p);
+    static bool pixel(const SpanContext& k, const RowEnds& e, float p, unsigned char* px) {
+        const Shade sh = shadeAt(e, p);
+        const Texel x = sampleTexture(k, e, p);
         auto scaled = [](float c, unsigned t) {
             return static_cast<std::uint32_t>(static_cast<std::int64_t>(roundHalfUp(c)) * t / 255);
         };
@@ -159,7 +159,7 @@ struct Rulect : RuleShape<false, true, true, Mode8::kNothing> {
 // Flat colour, integer blend weighted by alpha + 1.
 struct Rule3a : RuleShape<true, true, false, Mode8::kCubeWithDepth, true> {
     template <class Fmt>
-    static bool pixel(const SpanContext& k, int, float, unsigned char* px) {
+    static bool pixel(const SpanContext& k, const RowEnds&, float, unsigned char* px) {
         const std::uint32_t a1 = k.cA + 1u, ia = 256u - a1;
         const std::uint32_t sB = k.cB * a1, sG = k.cG * a1, sR = k.cR * a1;
         if constexpr (Fmt::kBpp == 16) {
@@ -182,8 +182,8 @@ struct Rule3a : RuleShape<true, true, false, Mode8::kCubeWithDepth, true> {
 template <bool Depth>
 struct RuleShadedBlend : RuleShape<Depth, false, true, Mode8::kNothing, false, !Depth> {
     template <class Fmt>
-    static bool pixel(const SpanContext& k, int row, float p, unsigned char* px) {
-        const Shade sh = shadeAt(k, row, p);
+    static bool pixel(const SpanContext&, const RowEnds& e, float p, unsigned char* px) {
+        const Shade sh = shadeAt(e, p);
         const float a = sh.c[3] / 255.0f;
         if (!(a > 0.0f) && !(Fmt::kBpp == 16 && RuleShadedBlend::kBlend16Always)) return false;
         blendFloat<Fmt>(
@@ -200,8 +200,8 @@ template <bool Depth>
 struct RuleTexturedBlend
     : RuleShape<Depth, true, true, Depth ? Mode8::kCubeNoDepth : Mode8::kNothing, false, !Depth> {
     template <class Fmt>
-    static bool pixel(const SpanContext& k, int row, float p, unsigned char* px) {
-        const Texel x = sampleTexture(k, row, p);
+    static bool pixel(const SpanContext& k, const RowEnds& e, float p, unsigned char* px) {
+        const Texel x = sampleTexture(k, e, p);
         const unsigned m = alphaByte(k, x);
         const float a = static_cast<float>(m * k.cA) / 255.0f / 255.0f;
         if (!(a > 0.0f) && !(Fmt::kBpp == 16 && RuleTexturedBlend::kBlend16Always)) return false;
@@ -222,9 +222,9 @@ struct RuleTexturedBlend
 template <bool Depth>
 struct RuleShadedTexturedBlend : RuleShape<Depth, false, true, Mode8::kNothing, false, !Depth> {
     template <class Fmt>
-    static bool pixel(const SpanContext& k, int row, float p, unsigned char* px) {
-        const Shade sh = shadeAt(k, row, p);
-        const Texel x = sampleTexture(k, row, p);
+    static bool pixel(const SpanContext& k, const RowEnds& e, float p, unsigned char* px) {
+        const Shade sh = shadeAt(e, p);
+        const Texel x = sampleTexture(k, e, p);
         const unsigned m = alphaByte(k, x);
         const float a = sh.c[3] * static_cast<float>(m) / 255.0f / 255.0f;
         if (!(a > 0.0f) && !(Fmt::kBpp == 16 && RuleShadedTexturedBlend::kBlend16Always)) return false;
@@ -273,14 +273,14 @@ void fillTriangleRows(const RenderState& s, int firstRow, int lastRow) {
         using Fmt = decltype(format);
         if constexpr (Fmt::kBpp == 8) {
             if constexpr (Rule::kMode8 != Mode8::kNothing) {
-                walkSpans<CubeRule<Rule>, Fmt>(s, firstRow, lastRow, [&](int, float, unsigned char* px) {
+                walkSpans<CubeRule<Rule>, Fmt>(s, firstRow, lastRow, [&](const RowEnds&, float, unsigned char* px) {
                     *px = k.solid.c8;
                     return Rule::kMode8 == Mode8::kCubeWithDepth;
                 });
             }
         } else {
-            walkSpans<Rule, Fmt>(s, firstRow, lastRow, [&](int row, float p, unsigned char* px) {
-                return Rule::template pixel<Fmt>(k, row, p, px);
+            walkSpans<Rule, Fmt>(s, firstRow, lastRow, [&](const RowEnds& e, float p, unsigned char* px) {
+                return Rule::template pixel<Fmt>(k, e, p, px);
             });
         }
     });
