@@ -2,13 +2,12 @@
 // and alpha-map sampling, and the per-call context.
 //
 // A span rule (raster/span_rules.h) says what one member does per pixel;
-// fillSpans<Rule, Format> walks the rows and calls it.  Every rule and
+// walkSpans<Rule, Format> walks the rows and calls it.  Every rule and
 // format combination is one instantiation of the same walk.
 #ifndef KWR_RASTER_SPAN_FILL_H
 #define KWR_RASTER_SPAN_FILL_H
 
 #include <cstdint>
-#include <cstring>
 
 #include "KWRRender.h"
 #include "render/access.h"

@@ -50,8 +50,9 @@ struct Kind3 {
     static void walk(KWRRender& r, const Vertex<float>& a, const Vertex<float>& b) {
         Access::UpdateScanLine3f(r, a.x, a.y, a.z, b.x, b.y, b.z);
     }
+    // One fill for both: it hands translucent colours to the blended fill.
     static void opaque(KWRRender& r, RowRange w) { Access::rasterTriangle3(r, w.first, w.last); }
-    static void blended(KWRRender& r, RowRange w) { Access::rasterTriangle3(r, w.first, w.last); }
+    static void blended(KWRRender& r, RowRange w) { opaque(r, w); }
 };
 
 struct Kind3c {
