@@ -91,8 +91,9 @@ template <bool Depth>
 struct RuleShaded : RuleShape<Depth, true, true, Mode8::kNothing> {
     template <class Fmt>
     static bool pixel(const SpanContext&, const RowEnds& e, float p, unsigned char* px) {
-        const Shade sh = shadeAt(e, p);
-        storeOpaque<Fmt>(px, roundedBits(sh.c[2]), roundedBits(sh.c[1]), roundedBits(sh.c[0]));
+        const RoundedShade q = roundedShade(e, p);
+        storeOpaque<Fmt>(px, static_cast<std::uint32_t>(q.c[2]), static_cast<std::uint32_t>(q.c[1]),
+                         static_cast<std::uint32_t>(q.c[0]));
         return true;
     }
 };
@@ -144,12 +145,12 @@ struct Rule3ct : RuleShape<true, true, true, Mode8::kNothing> {
 struct Rulect : RuleShape<false, true, true, Mode8::kNothing> {
     template <class Fmt>
     static bool pixel(const SpanContext& k, const RowEnds& e, float p, unsigned char* px) {
-        const Shade sh = shadeAt(e, p);
+        const RoundedShade q = roundedShade(e, p);
         const Texel x = sampleTexture(k, e, p);
-        auto scaled = [](float c, unsigned t) {
-            return static_cast<std::uint32_t>(static_cast<std::int64_t>(roundHalfUp(c)) * t / 255);
+        auto scaled = [](std::int32_t c, unsigned t) {
+            return static_cast<std::uint32_t>(static_cast<std::int64_t>(c) * t / 255);
         };
-        storeOpaque<Fmt>(px, scaled(sh.c[2], x.b), scaled(sh.c[1], x.g), scaled(sh.c[0], x.r));
+        storeOpaque<Fmt>(px, scaled(q.c[2], x.b), scaled(q.c[1], x.g), scaled(q.c[0], x.r));
         return true;
     }
 };

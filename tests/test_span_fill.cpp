@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <random>
 
@@ -276,6 +277,32 @@ TEST(SpanFill, AlphaSourceRules) {
     EXPECT_EQ(s8.px(0, 0), 215u);
     EXPECT_EQ(s8.z(0, 0), 1.0f);
 }
+
+#if KWR_HAVE_SSE2
+// The vector interpolation and rounding of the four colour channels equal
+// the plain per-channel forms, for ordinary, huge and non-finite values.
+TEST(SpanFill, VectorShadeMatchesPlainShade) {
+    std::mt19937 rng(2024);
+    const float specials[] = {NAN, INFINITY, -INFINITY, 3e9f, -3e9f, 2147483520.0f, 2147483648.0f,
+                              -2147483648.0f, -2147483904.0f, 0.5f, -0.5f, 254.5f, -0.0f, 1e-40f};
+    std::uniform_real_distribution<float> colour(-20.0f, 280.0f), param(0.0f, 1.0f);
+    for (int i = 0; i < 400000; ++i) {
+        kwr::RowEnds e{};
+        for (int k = 0; k < 4; ++k) {
+            const int pick = static_cast<int>(rng() % 24);
+            e.leftColor[k] = pick < 14 ? specials[pick] : colour(rng);
+            e.rightColor[k] = rng() % 8 == 0 ? specials[rng() % 14] : colour(rng);
+        }
+        const float p = rng() % 16 == 0 ? specials[rng() % 14] : param(rng);
+        const kwr::RoundedShade a = kwr::roundedShadeVector(e, p), b = kwr::roundedShadePlain(e, p);
+        const kwr::Shade c = kwr::shadeAtVector(e, p), d = kwr::shadeAtPlain(e, p);
+        for (int k = 0; k < 4; ++k) {
+            ASSERT_EQ(a.c[k], b.c[k]) << e.leftColor[k] << " " << e.rightColor[k] << " p " << p;
+            ASSERT_TRUE(std::memcmp(&c.c[k], &d.c[k], 4) == 0 || (std::isnan(c.c[k]) && std::isnan(d.c[k])));
+        }
+    }
+}
+#endif
 
 // The four-wide flat loop against a plain one-pixel reference on random
 // spans and depths: identical pixels and depths.
