@@ -1,4 +1,5 @@
 // The render context: lifecycle, state, bindings, clearing and presentation.
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -201,34 +202,65 @@ void KWRRender::kwrSetColor4f(float r, float g, float b, float a) {
 unsigned long KWRRender::kwrGetColor() { return s.color; }
 
 namespace {
-template <class T>
-void fillWords(unsigned char* dst, std::size_t count, T value) {
-    for (std::size_t i = 0; i < count; ++i) std::memcpy(dst + i * sizeof(T), &value, sizeof(T));
+// Fills `bytes` bytes (a multiple of `period`) with a repeated pattern of
+// `period` bytes: the first block pattern by pattern, the rest by copying
+// blocks already filled, which the C library does with its widest stores.
+// The copied block stays small so that it is read from the first-level cache.
+void fillRepeating(unsigned char* dst, std::size_t bytes, const unsigned char* pattern, std::size_t period) {
+    bool uniform = true;
+    for (std::size_t i = 1; i < period; ++i) uniform = uniform && pattern[i] == pattern[0];
+    if (uniform) {
+        std::memset(dst, pattern[0], bytes);
+        return;
+    }
+    const std::size_t block = 1024 * period;  // a multiple of the period
+    std::size_t done = 0;
+    for (; done < bytes && done < 16 * period; done += period) std::memcpy(dst + done, pattern, period);
+    while (done < bytes) {
+        std::size_t n = done < block ? done : block;
+        if (n > bytes - done) n = bytes - done;
+        std::memcpy(dst + done, dst, n);
+        done += n;
+    }
 }
 }  // namespace
 
 void KWRRender::kwrClear() {
     if (s.dib == nullptr || s.bits == nullptr) return;
+    // 8, 16 and 32 bpp fill the whole pixel area, row padding included;
+    // 24 bpp fills the first `width` pixels of every row and leaves the
+    // padding as it is.
     const std::size_t areaBytes = static_cast<std::size_t>(s.pitch) * static_cast<std::size_t>(s.height);
     switch (s.renderBpp) {
     case 8: std::memset(s.bits, s.color8, areaBytes); break;
-    case 16: fillWords<std::uint16_t>(s.bits, areaBytes / 2, s.color16); break;
+    case 16: {
+        unsigned char pattern[4];
+        std::memcpy(pattern, &s.color16, 2);
+        std::memcpy(pattern + 2, &s.color16, 2);
+        fillRepeating(s.bits, areaBytes, pattern, 4);  // the pitch is a multiple of 4
+        break;
+    }
     case 24: {
         const unsigned char bgr[3] = {static_cast<unsigned char>(s.color),
                                       static_cast<unsigned char>(s.color >> 8),
                                       static_cast<unsigned char>(s.color >> 16)};
-        for (int y = 0; y < s.height; ++y) {
-            unsigned char* p = s.bits + static_cast<std::ptrdiff_t>(y) * s.pitch;
-            for (int x = 0; x < s.width; ++x, p += 3) std::memcpy(p, bgr, 3);
-        }
+        const std::size_t rowBytes = static_cast<std::size_t>(s.width) * 3;
+        fillRepeating(s.bits, rowBytes, bgr, 3);
+        for (int y = 1; y < s.height; ++y)
+            std::memcpy(s.bits + static_cast<std::ptrdiff_t>(y) * s.pitch, s.bits, rowBytes);
         break;
     }
-    case 32: fillWords<std::uint32_t>(s.bits, areaBytes / 4, s.color); break;
+    case 32: {
+        unsigned char pattern[4];
+        std::memcpy(pattern, &s.color, 4);
+        fillRepeating(s.bits, areaBytes, pattern, 4);
+        break;
+    }
     default: break;
     }
     if (s.zBufferEnable != 0 && s.zBuffer != nullptr) {
         const std::size_t count = static_cast<std::size_t>(s.width) * static_cast<std::size_t>(s.height);
-        for (std::size_t i = 0; i < count; ++i) s.zBuffer[i] = s.zBackDepth;
+        std::fill(s.zBuffer, s.zBuffer + count, s.zBackDepth);
     }
 }
 

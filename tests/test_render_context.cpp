@@ -1,12 +1,14 @@
 // The render context: defaults, colours, frame-buffer creation, clearing,
-// depth-buffer lifecycle, bindings, copying; and the DIB surface under it.
+// depth-buffer lifecycle, bindings, copying, and the guards that make calls
+// without a surface harmless.
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 
-#include "render/dib_stream.h"
+#include "render/platform.h"
 #include "surface_fixture.h"
 
 using kwr_test::Surface;
@@ -196,78 +198,142 @@ TEST(RenderContext, AssignmentIsShallowCopy) {
     kwr::Access::state(*b).zBuffer = nullptr;
 }
 
-TEST(DibSurface, CreateRowSizeAndTables) {
-    kwr::DibStream d;
-    ASSERT_TRUE(d.Create(3, -2, 24));
-    EXPECT_EQ(d.GetRowBytes(), 12);
-    EXPECT_EQ(d.header->bmiHeader.biSizeImage, 24u);
-    EXPECT_EQ(d.header->bmiHeader.biClrUsed, 0u);
-    EXPECT_EQ(d.header->bmiHeader.biHeight, -2);
-    EXPECT_EQ(d.headerAlloc, kwr::kAllocHeap);
-
-    ASSERT_TRUE(d.Create(1, -1, 8));
-    EXPECT_EQ(d.GetRowBytes(), 4);
-    EXPECT_EQ(d.header->bmiHeader.biClrUsed, 256u);
-    const unsigned char* t = reinterpret_cast<const unsigned char*>(d.header) + 40;
-    EXPECT_EQ(t[4 * 200 + 1], 200);
-
-    ASSERT_TRUE(d.Create(9, 1, 1));
-    EXPECT_EQ(d.GetRowBytes(), 4);
-    t = reinterpret_cast<const unsigned char*>(d.header) + 40;
-    EXPECT_EQ(t[4], 255);
-    EXPECT_EQ(t[0], 0);
-}
-
-TEST(DibSurface, FailuresLeaveObjectEmpty) {
-    kwr::DibStream d;
-    EXPECT_FALSE(d.Create(5, -5, 12));
-    EXPECT_EQ(d.lastError, kwr::kDibAllocateMemory);
-    EXPECT_EQ(d.header, nullptr);
-    EXPECT_EQ(d.bits, nullptr);
-    EXPECT_EQ(d.GetRowBytes(), 0);
-    ASSERT_TRUE(d.Create(2, 2, 32));
-    EXPECT_FALSE(d.Create(0, -10, 32));
-    EXPECT_EQ(d.header, nullptr);
-    EXPECT_EQ(d.bits, nullptr);
-    d.Draw(nullptr, 0, 0);  // nothing to draw, nothing called
-}
-
-TEST(DibSurface, ReleaseKindsAndErrorTexts) {
-    // Blocks of every kind are released by their own routine (the
-    // sanitizers check the matching).
-    auto* d = new kwr::DibStream();
-    d->header = static_cast<kwr::BITMAPINFO*>(std::malloc(40));
-    d->headerAlloc = kwr::kAllocMalloc;
-    d->bits = static_cast<unsigned char*>(std::malloc(4));
-    d->bitsAlloc = 3;  // unknown kinds are released with free
-    EXPECT_EQ(d->AddRef(), 2);
-    EXPECT_EQ(d->Release(), 1);
-    EXPECT_EQ(d->Release(), 0);  // deleted here
-
-    unsigned char notOwned[4];
-    kwr::DibStream keep;
-    keep.bits = notOwned;  // kind 0: never freed
-    EXPECT_STREQ(kwr::dibErrorText(0), "");
-    EXPECT_STREQ(kwr::dibErrorText(2), "allocate memory");
-    EXPECT_STREQ(kwr::dibErrorText(7), "unsupport type");
-    EXPECT_STREQ(kwr::dibErrorText(9), "load interrput");
-    EXPECT_STREQ(kwr::dibErrorText(10), "(undefined)");
-    EXPECT_STREQ(kwr::dibErrorText(-1), "(undefined)");
-}
-
-#if !defined(_WIN32)
-TEST(Presentation, CopiesFrameIntoMemoryTargetWithClipping) {
-    for (int bpp : {8, 16, 24, 32}) {
-        Surface s(bpp, 3, 2, 0xFFFF0000ul);
-        std::uint32_t pixels[4 * 4];
-        for (auto& p : pixels) p = 0xDEADBEEF;
-        KWRMemoryDC dc{4, 4, 16, pixels};
-        s->kwrRender(&dc, 2, -1);  // clipped right and top
-        const std::uint32_t red = bpp == 8 ? 0xD70000u : 0xFF0000u;  // 8 bpp: cube entry 5*43
-        for (int y = 0; y < 4; ++y)
-            for (int x = 0; x < 4; ++x)
-                EXPECT_EQ(pixels[y * 4 + x], (x >= 2 && y == 0) ? red : 0xDEADBEEFu) << bpp << " " << x << "," << y;
-        s->kwrRender(nullptr, 0, 0);  // no target: nothing
+TEST(RenderContext, OutOfRangeComponentsSpillUnmasked) {
+    Surface s(32, 1, 1);
+    struct Case {
+        float r, g, b, a;
+        std::uint32_t word;
+    };
+    // -1.0 gives -255, whose sign bits cover every channel above it; 2.0
+    // gives 510, whose ninth bit lands in the next channel; bits above 31
+    // are lost.  NaN gives a defined word instead of undefined behaviour.
+    const Case cases[] = {
+        {0, 0, -1.0f, 1, 0xFFFFFF01u}, {0, -1.0f, 0, 0, 0xFFFF0100u}, {2.0f, 0, 0, 1, 0xFFFE0000u},
+        {0, 0, 0, 2.0f, 0xFE000000u},  {0, 0, 0, 1.0f / 255, 0x01000000u},
+    };
+    for (const Case& c : cases) {
+        s->kwrSetColor4f(c.r, c.g, c.b, c.a);
+        EXPECT_EQ(s->kwrGetColor(), c.word) << c.r << " " << c.g << " " << c.b << " " << c.a;
     }
+    s->kwrSetColorf(0, 0, -1.0f);
+    EXPECT_EQ(s->kwrGetColor(), 0xFFFFFF01u);
+    s->kwrSetColorf(0, 2.0f, 0);
+    EXPECT_EQ(s->kwrGetColor(), 0xFF01FE00u);
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    s->kwrSetColor4f(nan, nan, nan, nan);
+    s->kwrSetColorf(nan, 1e30f, -1e30f);
 }
-#endif
+
+TEST(RenderContext, DerivedColourFollowsFormatAtInit) {
+    auto r = std::make_unique<KWRRender>();
+    const kwr::RenderState& s = kwr::Access::state(*r);
+    r->kwrSetColor(0x00FFFFFF);  // 24 bpp: neither derived colour changes
+    EXPECT_EQ(s.color16, 0);
+    EXPECT_EQ(s.color8, 0);
+    ASSERT_EQ(r->kwrSetRenderBpp(16), 1);
+    ASSERT_EQ(r->kwrInitBuffer(2, 2), 1);
+    EXPECT_EQ(s.color16, 0x7FFF);
+    ASSERT_EQ(r->kwrSetRenderBpp(8), 1);
+    r->kwrSetColor(0x00000000);  // now the 8 bpp colour; the 16 bpp one stays
+    EXPECT_EQ(s.color8, 0);
+    EXPECT_EQ(s.color16, 0x7FFF);
+    r->kwrSetColor(0x00FFFFFF);
+    EXPECT_EQ(s.color8, 215);
+}
+
+TEST(RenderContext, GeometryAfterInitAndAfterRelease) {
+    auto r = std::make_unique<KWRRender>();
+    const kwr::RenderState& s = kwr::Access::state(*r);
+    // Before any surface and after one is released, the clip bounds reject
+    // every pixel and there is no pixel pointer.
+    auto expectNoGeometry = [&s](const char* when) {
+        EXPECT_EQ(s.width, 0) << when;
+        EXPECT_EQ(s.height, 0) << when;
+        EXPECT_EQ(s.clipRight, -1) << when;
+        EXPECT_EQ(s.clipBottom, -1) << when;
+        EXPECT_EQ(s.clipRightF, -1.0f) << when;
+        EXPECT_EQ(s.clipBottomF, -1.0f) << when;
+        EXPECT_EQ(s.bits, nullptr) << when;
+    };
+    expectNoGeometry("fresh");
+    ASSERT_EQ(r->kwrSetRenderBpp(16), 1);
+    ASSERT_EQ(r->kwrInitBuffer(7, 3), 1);
+    EXPECT_EQ(s.width, 7);
+    EXPECT_EQ(s.height, 3);
+    EXPECT_EQ(s.clipRight, 6);
+    EXPECT_EQ(s.clipBottom, 2);
+    EXPECT_EQ(s.clipRightF, 6.0f);
+    EXPECT_EQ(s.clipBottomF, 2.0f);
+    EXPECT_EQ(s.widthF, 7.0f);
+    EXPECT_EQ(s.centerX, 3.5f);
+    EXPECT_EQ(s.centerY, 1.5f);
+    EXPECT_EQ(s.pitch, 16);
+    void* header = nullptr;
+    void* pixels = nullptr;
+    ASSERT_EQ(r->kwrGetDib(&header, &pixels), 1);
+    EXPECT_EQ(pixels, s.bits);
+    EXPECT_EQ(static_cast<kwr::BITMAPINFO*>(header)->bmiHeader.biHeight, -3);  // top-down
+    r->kwrDestroy();
+    expectNoGeometry("destroyed");
+    EXPECT_EQ(r->kwrGetDib(&header, &pixels), 0);
+    EXPECT_EQ(pixels, nullptr);
+    r->kwrClear();  // no surface: nothing to fill
+    ASSERT_EQ(r->kwrInitBuffer(4096, 1), 1);
+    EXPECT_EQ(r->kwrInitBuffer(1, 4097), 0);
+    expectNoGeometry("failed init");
+}
+
+TEST(RenderContext, DepthClearFollowsBufferEnableOnly) {
+    auto r = std::make_unique<KWRRender>();
+    const kwr::RenderState& s = kwr::Access::state(*r);
+    float external[4] = {7, 7, 7, 7};
+    r->kwrSetExternalZBuffer(external);
+    ASSERT_EQ(r->kwrInitBuffer(2, 2), 1);
+    EXPECT_EQ(s.zTestActive, 1);
+    r->kwrZTestEnable(0);
+    EXPECT_EQ(s.zTestActive, 0);  // a buffer exists: follows at once
+    r->kwrClear();
+    EXPECT_EQ(external[3], 1.0f);  // cleared although the test is off
+    external[3] = 7;
+    r->kwrZBufferEnable(0);  // takes effect at init for allocation...
+    EXPECT_EQ(s.zTestActive, 0);
+    r->kwrClear();  // ...but clearing reads it at once
+    EXPECT_EQ(external[3], 7.0f);
+    ASSERT_EQ(r->kwrInitBuffer(2, 2), 1);
+    EXPECT_EQ(r->kwrGetZBuffer(), external);  // a host buffer stays bound
+    EXPECT_EQ(s.zTestActive, 0);
+    r->kwrZBufferEnable(1);
+    r->kwrZTestEnable(1);
+    EXPECT_EQ(s.zTestActive, 1);
+    ASSERT_EQ(r->kwrInitBuffer(2, 2), 1);
+    EXPECT_EQ(s.zTestActive, 1);
+    r->kwrSetExternalZBuffer(nullptr);  // detach; not freed
+    r->kwrClear();  // depth wanted but no buffer: the pixels alone are cleared
+    EXPECT_EQ(r->kwrGetZBuffer(), nullptr);
+}
+
+// Clearing large frames fills every pixel with the colour's bytes, whether
+// the colour's bytes are all equal or not, and keeps the 24 bpp padding.
+TEST(RenderContext, ClearFillsLargeFramesExactly) {
+    for (int bpp : {16, 24, 32})
+        for (unsigned long colour : {0xFF336699ul, 0xFFFFFFFFul, 0x00000000ul, 0x80FF00FFul})
+            for (int w : {1, 5, 17, 1023, 1501}) {
+                Surface s(bpp, w, 3);
+                const std::size_t area = static_cast<std::size_t>(s.s().pitch) * 3;
+                std::memset(s.s().bits, 0xAB, area);
+                s->kwrSetColor(colour);
+                s->kwrClear();
+                const std::uint32_t want = bpp == 16   ? s.s().color16
+                                           : bpp == 24 ? static_cast<std::uint32_t>(colour & 0xFFFFFF)
+                                                       : static_cast<std::uint32_t>(colour);
+                EXPECT_TRUE(s.pixelsNot(want).empty()) << bpp << " bpp, width " << w;
+                const int bytes = bpp / 8;
+                for (int y = 0; y < 3; ++y)
+                    for (int i = w * bytes; i < s.s().pitch; ++i) {
+                        const unsigned char pad = s.s().bits[y * s.s().pitch + i];
+                        const unsigned char expect =
+                            bpp == 24 ? 0xAB : static_cast<unsigned char>(s.s().color16 >> (8 * (i % 2)));
+                        ASSERT_EQ(pad, expect) << bpp << " bpp, width " << w << ", padding byte " << i;
+                    }
+            }
+}

@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
-# Runs every test: the native build, the sanitizer build and the Windows
-# build under Wine.  Run as root on a fresh Debian machine it first installs
-# what is missing.
+# Runs every test: the native build (with the test of an outside host that
+# finds the installed package), the sanitizer build and the Windows build
+# under Wine.  Run as root on a fresh Debian machine it first installs what
+# is missing.  Exits non-zero if any of them fails.
 set -u
 cd "$(dirname "$0")/.."
 
 if [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null; then
   need=""
-  for p in g++ clang cmake ninja-build googletest libgtest-dev libbenchmark-dev \
-           g++-mingw-w64-x86-64-posix wine64; do
+  for p in g++ clang libclang-rt-14-dev cmake ninja-build googletest libgtest-dev \
+           libbenchmark-dev g++-mingw-w64-x86-64-posix wine64; do
     dpkg -s "$p" >/dev/null 2>&1 || need="$need $p"
   done
   if [ -n "$need" ]; then

@@ -1,0 +1,157 @@
+// The DIB surface: header block, row size, colour tables, release of blocks
+// by allocation kind, error codes and their texts.
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+#include "render/dib_stream.h"
+
+namespace {
+
+using kwr::DibStream;
+
+struct HeaderCase {
+    int width, height, bitCount;
+    int rowBytes;
+    unsigned clrUsed;
+};
+
+class DibCreate : public ::testing::TestWithParam<HeaderCase> {};
+
+TEST_P(DibCreate, HeaderFieldsAndRowSize) {
+    const HeaderCase c = GetParam();
+    DibStream d;
+    ASSERT_TRUE(d.Create(c.width, c.height, c.bitCount));
+    ASSERT_NE(d.header, nullptr);
+    ASSERT_NE(d.bits, nullptr);
+    const kwr::BITMAPINFOHEADER& h = d.header->bmiHeader;
+    EXPECT_EQ(h.biSize, 40u);
+    EXPECT_EQ(h.biWidth, c.width);
+    EXPECT_EQ(h.biHeight, c.height);
+    EXPECT_EQ(h.biPlanes, 1);
+    EXPECT_EQ(h.biBitCount, c.bitCount);
+    EXPECT_EQ(h.biCompression, 0u);
+    EXPECT_EQ(h.biSizeImage, static_cast<unsigned>(c.rowBytes * std::abs(c.height)));
+    EXPECT_EQ(h.biXPelsPerMeter, 0);
+    EXPECT_EQ(h.biYPelsPerMeter, 0);
+    EXPECT_EQ(h.biClrUsed, c.clrUsed);
+    EXPECT_EQ(h.biClrImportant, 0u);
+    EXPECT_EQ(d.GetRowBytes(), c.rowBytes);
+    EXPECT_EQ(d.headerAlloc, kwr::kAllocHeap);
+    EXPECT_EQ(d.bitsAlloc, kwr::kAllocHeap);
+    EXPECT_EQ(d.lastError, 0);
+    // The pixel block is one run of |height| rows: its last byte is writable.
+    d.bits[h.biSizeImage - 1] = 0x5A;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Formats, DibCreate,
+    ::testing::Values(HeaderCase{3, -2, 24, 12, 0}, HeaderCase{1, -1, 8, 4, 256}, HeaderCase{5, 3, 8, 8, 256},
+                      HeaderCase{9, -1, 1, 4, 2}, HeaderCase{33, -2, 1, 8, 2}, HeaderCase{7, -3, 4, 4, 16},
+                      HeaderCase{9, -3, 4, 8, 16}, HeaderCase{3, -2, 16, 8, 0}, HeaderCase{2, -2, 16, 4, 0},
+                      HeaderCase{5, -1, 32, 20, 0}, HeaderCase{640, -480, 24, 1920, 0}));
+
+TEST(DibStream, ColourTables) {
+    DibStream d;
+    ASSERT_TRUE(d.Create(1, -1, 8));
+    const unsigned char* t = reinterpret_cast<const unsigned char*>(d.header) + 40;
+    for (int i = 0; i < 256; ++i) {
+        const unsigned char grey[4] = {static_cast<unsigned char>(i), static_cast<unsigned char>(i),
+                                       static_cast<unsigned char>(i), 0};
+        EXPECT_EQ(std::memcmp(t + 4 * i, grey, 4), 0) << i;
+    }
+    ASSERT_TRUE(d.Create(9, 1, 1));
+    t = reinterpret_cast<const unsigned char*>(d.header) + 40;
+    const unsigned char mono[8] = {0, 0, 0, 0, 255, 255, 255, 0};
+    EXPECT_EQ(std::memcmp(t, mono, 8), 0);
+}
+
+TEST(DibStream, FailuresLeaveObjectEmpty) {
+    struct Bad {
+        int w, h, bpp;
+    };
+    for (const Bad& b : {Bad{5, -5, 12}, Bad{5, -5, 0}, Bad{5, -5, 2}, Bad{5, -5, 64}, Bad{0, -10, 32},
+                         Bad{10, 0, 32}}) {
+        DibStream d;
+        ASSERT_TRUE(d.Create(2, -2, 32));  // an earlier surface is discarded
+        EXPECT_FALSE(d.Create(b.w, b.h, b.bpp)) << b.w << "x" << b.h << "x" << b.bpp;
+        EXPECT_EQ(d.lastError, kwr::kDibAllocateMemory);
+        EXPECT_EQ(d.header, nullptr);
+        EXPECT_EQ(d.bits, nullptr);
+        EXPECT_EQ(d.GetRowBytes(), 0);
+        d.Draw(nullptr, 0, 0);  // nothing to draw, nothing called
+        EXPECT_TRUE(d.Create(1, -1, 24));  // the object stays usable
+    }
+    // An unsupported depth stops before any pixel block: the header kind
+    // still records the process heap, the pixel block was released.
+    DibStream d;
+    EXPECT_FALSE(d.Create(4, -4, 12));
+    EXPECT_EQ(d.headerAlloc, kwr::kAllocHeap);
+    EXPECT_EQ(d.bitsAlloc, kwr::kAllocNone);
+}
+
+// A block that the release of `kind` frees correctly on this system.
+void* blockOfKind(int kind, std::size_t bytes) {
+    switch (kind) {
+    case kwr::kAllocHeap: return kwr::HeapAlloc(kwr::GetProcessHeap(), 0, bytes);
+#if defined(_WIN32)
+    case kwr::kAllocLocal: return LocalAlloc(LMEM_FIXED, bytes);
+#endif
+    default: return std::malloc(bytes);
+    }
+}
+
+TEST(DibStream, BlocksAreReleasedByTheirKind) {
+    // Every kind the class knows plus unknown ones (released with free).
+    // The sanitizers and the Windows heap check that each block goes back
+    // the way it came; kind 0 blocks are never freed.
+    for (int kind : {1, 4, 6, 3, 7, -1}) {
+        auto* d = new DibStream();
+        d->header = static_cast<kwr::BITMAPINFO*>(blockOfKind(kind, 40));
+        d->headerAlloc = kind;
+        d->bits = static_cast<unsigned char*>(blockOfKind(kind, 16));
+        d->bitsAlloc = kind;
+        EXPECT_EQ(d->AddRef(), 2);
+        EXPECT_EQ(d->Release(), 1);
+        EXPECT_EQ(d->Release(), 0);  // deleted through the virtual destructor
+    }
+    alignas(8) unsigned char header[40] = {};
+    unsigned char pixels[4] = {1, 2, 3, 4};
+    {
+        DibStream d;
+        d.header = reinterpret_cast<kwr::BITMAPINFO*>(header);
+        d.bits = pixels;
+        ASSERT_TRUE(d.Create(1, -1, 32));  // releases the unowned blocks: no free
+        EXPECT_NE(d.bits, pixels);
+    }
+    DibStream notOwned;
+    notOwned.bits = pixels;  // destroyed without freeing
+    EXPECT_EQ(pixels[3], 4);
+}
+
+TEST(DibStream, ErrorTexts) {
+    const char* texts[] = {"",           "some error",    "allocate memory", "open file",      "read file",
+                           "write file", "invalid image", "unsupport type",  "not match type", "load interrput"};
+    for (int code = 0; code < 10; ++code) EXPECT_STREQ(kwr::dibErrorText(code), texts[code]) << code;
+    for (int code : {10, 11, -1, 255, INT_MIN, INT_MAX}) EXPECT_STREQ(kwr::dibErrorText(code), "(undefined)");
+}
+
+#if !defined(_WIN32)
+// A positive height stores rows bottom-up: the first stored row is shown at
+// the bottom.
+TEST(DibStream, BottomUpRowsAreShownReversed) {
+    DibStream d;
+    ASSERT_TRUE(d.Create(1, 2, 32));
+    const std::uint32_t rows[2] = {0x00FF0000u, 0x0000FF00u};
+    std::memcpy(d.bits, rows, sizeof rows);
+    std::uint32_t shown[2] = {0, 0};
+    KWRMemoryDC dc{1, 2, 4, shown};
+    d.Draw(&dc, 0, 0);
+    EXPECT_EQ(shown[0], 0x0000FF00u);
+    EXPECT_EQ(shown[1], 0x00FF0000u);
+}
+#endif
+
+}  // namespace
