@@ -1,12 +1,13 @@
-# Checks that the DLL's export table lists members of KWRRender, public and
-# internal ones alike.
+# Checks the DLL's tables: it exports members of KWRRender, public and
+# internal ones alike, and nothing else; and it needs no MinGW runtime DLL
+# (libstdc++, libgcc, winpthread are linked in), only system DLLs.
 execute_process(COMMAND ${OBJDUMP} -p ${DLL} OUTPUT_VARIABLE table RESULT_VARIABLE rc)
 if(rc)
   message(FATAL_ERROR "objdump failed: ${rc}")
 endif()
 foreach(symbol
     _ZN9KWRRenderC1Ev _ZN9KWRRenderD1Ev _ZN9KWRRenderaSERKS_
-    _ZN9KWRRender13kwrInitBufferEii _ZN9KWRRender8kwrClearEv
+    _ZN9KWRRender13kwrInitBufferEii _ZN9KWRRender8kwrClearEv _ZN9KWRRender9kwrGetDibEPPvS1_
     _ZN9KWRRender9kwrRenderEP5HDC__ii
     _ZN9KWRRender11kwrTriangleEiiiiii _ZN9KWRRender6kwrBoxEiiii
     _ZN9KWRRender17rasterTriangle3ctEii _ZN9KWRRender17UpdateScanLine3ctEiif7KWColorffiifS0_ff
@@ -16,4 +17,25 @@ foreach(symbol
     message(FATAL_ERROR "${symbol} is not exported by ${DLL}")
   endif()
 endforeach()
-message(STATUS "all checked members are exported")
+
+# The export name table: lines "[ordinal] name" after its heading.
+string(FIND "${table}" "[Ordinal/Name Pointer] Table" at)
+if(at EQUAL -1)
+  message(FATAL_ERROR "no export name table in ${DLL}")
+endif()
+string(SUBSTRING "${table}" ${at} -1 names)
+string(REGEX MATCHALL "\n\t\\[ *[0-9]+\\] [^\n]+" exports "${names}")
+list(LENGTH exports count)
+foreach(line IN LISTS exports)
+  if(NOT line MATCHES "\\] _ZN9KWRRender")
+    message(FATAL_ERROR "exported but not a KWRRender member:${line}")
+  endif()
+endforeach()
+
+string(REGEX MATCHALL "DLL Name: [^\n]+" imports "${table}")
+foreach(line IN LISTS imports)
+  if(line MATCHES "(libstdc|libgcc|libwinpthread)")
+    message(FATAL_ERROR "${DLL} needs a MinGW runtime DLL: ${line}")
+  endif()
+endforeach()
+message(STATUS "${count} exports, all KWRRender members; imports: ${imports}")

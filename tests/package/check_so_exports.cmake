@@ -1,0 +1,27 @@
+# Checks the shared library's dynamic symbols: members of KWRRender, public
+# and internal ones alike, and no other strong symbol (internal code stays
+# hidden).  Weak instances of standard-library templates that an unoptimised
+# build leaves out of line are exported by the standard headers themselves
+# and are not checked.
+execute_process(COMMAND ${NM} -D --defined-only ${LIB} OUTPUT_VARIABLE table RESULT_VARIABLE rc)
+if(rc)
+  message(FATAL_ERROR "nm failed: ${rc}")
+endif()
+foreach(symbol
+    _ZN9KWRRenderC1Ev _ZN9KWRRenderD1Ev _ZN9KWRRenderaSERKS_
+    _ZN9KWRRender13kwrInitBufferEii _ZN9KWRRender8kwrClearEv _ZN9KWRRender9kwrGetDibEPPvS1_
+    _ZN9KWRRender9kwrRenderEP11KWRMemoryDCii
+    _ZN9KWRRender17rasterTriangle3ctEii _ZN9KWRRender17UpdateScanLine3ctEiif7KWColorffiifS0_ff)
+  string(FIND "${table}" " ${symbol}\n" at)
+  if(at EQUAL -1)
+    message(FATAL_ERROR "${symbol} is not exported by ${LIB}")
+  endif()
+endforeach()
+string(REGEX MATCHALL "[^\n]+" lines "${table}")
+list(LENGTH lines count)
+foreach(line IN LISTS lines)
+  if(line MATCHES " [TDBR] " AND NOT line MATCHES " _ZN9KWRRender")
+    message(FATAL_ERROR "exported but not a KWRRender member: ${line}")
+  endif()
+endforeach()
+message(STATUS "${count} exports, all KWRRender members")
