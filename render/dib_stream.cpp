@@ -47,6 +47,15 @@ std::uint32_t rowBytes(int bitCount, int width) {
            ~3u;
 }
 
+// |height| rows of the row size, without wrapping.
+std::uint64_t exactImageBytes(int bitCount, int width, int height) {
+    const std::uint64_t row =
+        ((static_cast<std::uint64_t>(bitCount) * static_cast<std::uint64_t>(width) + 31u) >> 3) & ~std::uint64_t{3};
+    const std::uint64_t rows = height < 0 ? 0u - static_cast<std::uint64_t>(static_cast<std::int64_t>(height))
+                                          : static_cast<std::uint64_t>(height);
+    return row * rows;
+}
+
 }  // namespace
 
 DibStream::~DibStream() {
@@ -115,8 +124,12 @@ bool DibStream::Create(int width, int height, int bitCount) {
         return false;
     }
 
+    // A negative width, or a size whose byte count does not fit the 32-bit
+    // header field, would describe more pixels than the block holds: such a
+    // surface is refused like a failed allocation.
     const std::uint32_t size = header->bmiHeader.biSizeImage;
-    if (size != 0) {
+    const bool sizeExact = width >= 0 && exactImageBytes(bitCount, width, height) == size;
+    if (size != 0 && sizeExact) {
         bits = static_cast<unsigned char*>(HeapAlloc(GetProcessHeap(), 0, size));
         bitsAlloc = kAllocHeap;
         if (bits != nullptr) return true;

@@ -72,8 +72,11 @@ TEST(DibStream, FailuresLeaveObjectEmpty) {
     struct Bad {
         int w, h, bpp;
     };
+    // Unsupported depths, empty sizes, and sizes that a 32-bit byte count or
+    // a negative width would misdescribe.
     for (const Bad& b : {Bad{5, -5, 12}, Bad{5, -5, 0}, Bad{5, -5, 2}, Bad{5, -5, 64}, Bad{0, -10, 32},
-                         Bad{10, 0, 32}}) {
+                         Bad{10, 0, 32}, Bad{-5, -5, 32}, Bad{INT_MIN, 1, 8}, Bad{0x7FFFFFFF, -2, 32},
+                         Bad{65536, -65536, 32}, Bad{65536, INT_MIN, 8}}) {
         DibStream d;
         ASSERT_TRUE(d.Create(2, -2, 32));  // an earlier surface is discarded
         EXPECT_FALSE(d.Create(b.w, b.h, b.bpp)) << b.w << "x" << b.h << "x" << b.bpp;
