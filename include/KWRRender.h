@@ -60,6 +60,7 @@ union KWColor {
 };
 
 namespace kwr {
+class DibStream;
 struct RenderState;
 struct Access;
 }  // namespace kwr
