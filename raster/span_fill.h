@@ -57,12 +57,12 @@ inline SpanContext makeSpanContext(const RenderState& s) {
     // A map bound with a size of zero or less would divide by zero in the
     // wrap: such a texture samples the built-in texel, and such an alpha map
     // counts as unbound.
-    if (s.textureWidth > 0 && s.textureHeight > 0)
+    if (textureBound(s))
         k.texture = SampledMap{s.texture, s.textureWidth, s.textureHeight, s.textureBpp};
     else
         k.texture = SampledMap{kBuiltinTexel, 1, 1, 4};
     k.alphaMap = SampledMap{s.alphaMap, s.alphaMapWidth, s.alphaMapHeight, s.alphaMapBpp};
-    if (s.alphaMap == kBuiltinTexel || s.alphaMapWidth <= 0 || s.alphaMapHeight <= 0)
+    if (!alphaMapBound(s))
         k.alphaSource = SpanContext::kAlphaFromTexel;
     else if (s.alphaMapWidth == k.texture.width && s.alphaMapHeight == k.texture.height)
         k.alphaSource = SpanContext::kAlphaSameSize;
@@ -217,9 +217,7 @@ void walkSpans(const RenderState& s, int firstRow, int lastRow, PixelFn&& pixel)
     constexpr bool kParam = Rule::kParam;
     if (kDepth && s.zBuffer == nullptr) return;
     // Rows outside the surface or the table are never filled.
-    if (firstRow < 0) firstRow = 0;
-    const int rowLimit = s.clipBottom < kScanLineRows - 1 ? s.clipBottom : kScanLineRows - 1;
-    if (lastRow > rowLimit) lastRow = rowLimit;
+    clampRows(s, firstRow, lastRow);
     const ScanLineTable& t = s.scan;
     for (int row = firstRow; row <= lastRow; ++row) {
         std::int64_t L = t.scanLeftX[row];

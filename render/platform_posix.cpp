@@ -1,4 +1,5 @@
 // Stand-ins for the Windows calls the library uses, on other systems.
+#include "render/dib_stream.h"
 #include "render/platform.h"
 
 #if !defined(_WIN32)
@@ -75,7 +76,8 @@ int StretchDIBits(HDC hdc, int xDest, int yDest, int destWidth, int destHeight, 
     const bool topDown = h.biHeight < 0;
     const std::int64_t imageW = h.biWidth;
     const std::int64_t imageH = topDown ? -static_cast<std::int64_t>(h.biHeight) : h.biHeight;
-    const std::int64_t rowBytes = ((static_cast<std::int64_t>(bitCount) * imageW + 31) >> 3) & ~std::int64_t{3};
+    const std::int64_t rowBytes = static_cast<std::int64_t>(
+        dibRowBytes(static_cast<std::uint64_t>(bitCount), static_cast<std::uint64_t>(imageW)));
     const RGBQUAD* table = info->bmiColors;
 
     // Intersect the copied rectangle with the image and with the target.
