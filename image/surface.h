@@ -45,6 +45,9 @@ int createSurface(DibStream& out, int width, int height, int bpp);
 // with alpha 255, 32-bit pixels with their fourth byte as alpha.
 void rowToArgb(const SurfaceView& view, const unsigned char* row, std::uint32_t* out);
 
+// Pixel (x, y), y from the top, as rowToArgb gives it.
+std::uint32_t argbAt(const SurfaceView& view, int x, int y);
+
 // Index of the nearest of the sixteen fixed colours of 4-bit surfaces.
 std::uint8_t toColor16(std::uint32_t argb);
 // Grey level (77 R + 150 G + 29 B + 128) / 256; exact for grey pixels.
