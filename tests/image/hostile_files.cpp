@@ -125,7 +125,7 @@ std::vector<Hostile> hostileFiles() {
     exact.maxWidth = 5, exact.maxHeight = 3, exact.maxPixelBytes = 48;
     v.push_back({"cap_width_lowered", b24, KWR_IMAGE_ALLOCATE_MEMORY, narrow, {}});
     v.push_back({"cap_bytes_lowered", b24, KWR_IMAGE_ALLOCATE_MEMORY, small, {}});
-    v.push_back({"cap_exact_fit", b24, 0, exact, {{4, 0, kBlack}}});
+    v.push_back({"cap_exact_fit", b24, 0, exact, {{4, 0, 0xFF0000FFu}}});
     return v;
 }
 
