@@ -232,11 +232,15 @@ TEST(DepthLines, ClippersMoveEndsOntoTheSurface) {
     s->kwrLine3(-10, 5, 0.0f, 10, 5, 1.0f);
     EXPECT_EQ(s.pixelsNot(0).size(), 10u);
     EXPECT_FLOAT_EQ(s.z(0, 5), 0.5f);
-    float fx1 = 9.4f, fy1 = 0, fz1 = 0, fx2 = -0.4f, fy2 = 0, fz2 = 0;
-    EXPECT_TRUE(kwr::Access::ClippingLine3(*s.r, fx1, fy1, fz1, fx2, fy2, fz2));
-    EXPECT_EQ(fx1, 9.0f);
-    EXPECT_EQ(fx2, 0.0f);
     Surface t(24, 10, 10);
+    t->kwrSetColor(0xFFFFFFFF);
+    // (-0.4, 2) moves along the line to (0, 3) before rounding; rounded
+    // first it would start at (0, 2).
+    t->kwrLine3f(-0.4f, 2.0f, 0.5f, 2.0f, 8.0f, 0.5f);
+    EXPECT_NE(t.px(0, 3), 0u);
+    EXPECT_EQ(t.px(0, 2), 0u);
+    t->kwrSetColor(0xFF000000);
+    t->kwrClear();
     t->kwrSetColor(0xFFFFFFFF);
     t->kwrLine3f(7.0f, 9.0f, 0.5f, 9.4f, 9.0f, 0.5f);  // clipped to column 9, never 10
     EXPECT_EQ(t.pixelsNot(0), (Pixels{{7, 9}, {8, 9}, {9, 9}}));
