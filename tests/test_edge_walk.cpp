@@ -96,24 +96,12 @@ TEST(EdgeWalk, FirstEdgeKeepsTiesAndRightEndKeepsCrossingAttributes) {
 TEST(EdgeWalk, XMajorDepthStepsWithTravelledDistance) {
     Surface s(24, 40, 10);
     resetAll(s.s());
-    // 30 pixels over 4 rows: q = 7, r = 2; depth adds 7 * zx per row and
-    // one more zx on each carry, as two separate additions.
+    // 30 pixels over 4 rows: x 0, 7, 15, 22 (the carry on row 2), and depth
+    // 0.1 per pixel travelled, not 0.75 per row.
     Access::UpdateScanLine3(*s.r, 0, 0, 0.0f, 30, 4, 3.0f);
-    const float zx = 3.0f / 30.0f;
-    float z = 0.0f;
-    int err = 2, x = 0;
-    for (int y = 0; y < 4; ++y) {
-        EXPECT_EQ(s.s().scan.scanLeftX[y], x);
-        EXPECT_EQ(s.s().scan.scanLeftZ[y], z) << y;
-        x += 7;
-        z += 7.0f * zx;
-        err -= 2;
-        if (err < 0) {
-            err += 4;
-            x += 1;
-            z += zx;
-        }
-    }
+    EXPECT_EQ(lefts(s.s(), 0, 3), (std::vector<int>{0, 7, 15, 22}));
+    const float want[4] = {0.0f, 0.7f, 1.5f, 2.2f};
+    for (int y = 0; y < 4; ++y) EXPECT_NEAR(s.s().scan.scanLeftZ[y], want[y], 1e-5f) << y;
 }
 
 TEST(EdgeWalk, FloatWalkersClipThenRound) {
