@@ -7,6 +7,7 @@
 #include "KWRRender.h"
 #include "render/dib_stream.h"
 #include "render/numeric.h"
+#include "render/pixel_format.h"
 #include "render/state.h"
 
 namespace kwr {
@@ -126,20 +127,9 @@ int KWRRender::kwrInitBuffer(int width, int height) {
     s.centerY = s.heightF * 0.5f;
 
     if (s.renderBpp == 8) {
-        // Palette entries 0..215 become the 6x6x6 colour cube, red outermost;
-        // entries 216..255 keep the surface's grey ramp.
-        unsigned char* entry = reinterpret_cast<unsigned char*>(s.dib->header) + 40;
-        for (int r = 0; r <= 255; r += 43) {
-            for (int g = 0; g <= 255; g += 43) {
-                for (int b = 0; b <= 255; b += 43) {
-                    entry[0] = static_cast<unsigned char>(b);
-                    entry[1] = static_cast<unsigned char>(g);
-                    entry[2] = static_cast<unsigned char>(r);
-                    entry[3] = 0;
-                    entry += 4;
-                }
-            }
-        }
+        // Palette entries 0..215 become the colour cube; entries 216..255
+        // keep the surface's grey ramp.
+        kwr::writeColorCubeTable(reinterpret_cast<unsigned char*>(s.dib->header) + 40);
     }
 
     if (s.zBufferEnable != 0) {
