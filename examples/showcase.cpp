@@ -303,7 +303,7 @@ private:
     // the eye, read back from the depth buffer.
     void chartPanel() {
         const int s = l_.ui;
-        const int pw = 150 * s, ph = 92 * s;
+        const int pw = std::min(150 * s, l_.w * 3 / 8), ph = pw * 92 / 150;
         const int x0 = 12 * s, y0 = l_.h - ph - 12 * s;
         const int bins = 30;
         int counts[bins] = {};
@@ -357,7 +357,7 @@ private:
     // blit into a framed thumbnail.
     void thumbnail() {
         const int s = l_.ui;
-        const int size = 72 * s;
+        const int size = std::min(72 * s, l_.w / 5);
         const int x1 = l_.w - size - 14 * s, y1 = 14 * s;
         r_.kwrImage2D(x1, y1, x1 + size, y1 + size, a_.texture.width, a_.texture.height, 32, a_.texture.data());
         r_.kwrSetColor(rgb(200, 215, 240));
