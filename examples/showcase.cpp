@@ -182,6 +182,7 @@ private:
         unsigned long colour;
         Vec3 world, normal;
     };
+    std::vector<Vertex> knotVertices_;  // the knot turned, lit and projected, for the wireframe too
 
     std::vector<Vertex> transformKnot() const {
         const Mesh& m = a_.knot;
@@ -196,7 +197,8 @@ private:
 
     void knot() {
         const Mesh& m = a_.knot;
-        const std::vector<Vertex> v = transformKnot();
+        knotVertices_ = transformKnot();
+        const std::vector<Vertex>& v = knotVertices_;
         r_.kwrSetTexture(a_.texture.data(), a_.texture.width, a_.texture.height, a_.texture.pitch);
         for (std::size_t t = 0; t + 2 < m.indices.size(); t += 3) {
             const int i0 = m.indices[t], i1 = m.indices[t + 1], i2 = m.indices[t + 2];
@@ -228,7 +230,7 @@ private:
     // towards the eye so that they win against the surface they lie on.
     void wireframe() {
         const Mesh& m = a_.knot;
-        const std::vector<Vertex> v = transformKnot();
+        const std::vector<Vertex>& v = knotVertices_;
         const int stride = m.sides + 1;
         const float bias = 0.0012f;
         r_.kwrSetColor(rgb(120, 235, 255));
@@ -303,7 +305,7 @@ private:
     // the eye, read back from the depth buffer.
     void chartPanel() {
         const int s = l_.ui;
-        const int pw = 150 * s, ph = 92 * s;
+        const int pw = std::min(150 * s, l_.w * 3 / 8), ph = pw * 92 / 150;
         const int x0 = 12 * s, y0 = l_.h - ph - 12 * s;
         const int bins = 30;
         int counts[bins] = {};
@@ -357,7 +359,7 @@ private:
     // blit into a framed thumbnail.
     void thumbnail() {
         const int s = l_.ui;
-        const int size = 72 * s;
+        const int size = std::min(72 * s, l_.w / 5);
         const int x1 = l_.w - size - 14 * s, y1 = 14 * s;
         r_.kwrImage2D(x1, y1, x1 + size, y1 + size, a_.texture.width, a_.texture.height, 32, a_.texture.data());
         r_.kwrSetColor(rgb(200, 215, 240));
