@@ -2,7 +2,8 @@
 # Runs every test: the native build (with the test of an outside host that
 # finds the installed package), the sanitizer build, a minute of fuzzing the
 # bitmap loader and the Windows build under Wine.  Run as root on a fresh
-# Debian machine it first installs what is missing.  Exits non-zero if any of them fails.
+# Debian machine it first installs what is missing.  Exits non-zero if any
+# of them fails.
 set -u
 cd "$(dirname "$0")/.."
 
