@@ -182,6 +182,7 @@ private:
         unsigned long colour;
         Vec3 world, normal;
     };
+    std::vector<Vertex> knotVertices_;  // the knot turned, lit and projected, for the wireframe too
 
     std::vector<Vertex> transformKnot() const {
         const Mesh& m = a_.knot;
@@ -196,7 +197,8 @@ private:
 
     void knot() {
         const Mesh& m = a_.knot;
-        const std::vector<Vertex> v = transformKnot();
+        knotVertices_ = transformKnot();
+        const std::vector<Vertex>& v = knotVertices_;
         r_.kwrSetTexture(a_.texture.data(), a_.texture.width, a_.texture.height, a_.texture.pitch);
         for (std::size_t t = 0; t + 2 < m.indices.size(); t += 3) {
             const int i0 = m.indices[t], i1 = m.indices[t + 1], i2 = m.indices[t + 2];
@@ -228,7 +230,7 @@ private:
     // towards the eye so that they win against the surface they lie on.
     void wireframe() {
         const Mesh& m = a_.knot;
-        const std::vector<Vertex> v = transformKnot();
+        const std::vector<Vertex>& v = knotVertices_;
         const int stride = m.sides + 1;
         const float bias = 0.0012f;
         r_.kwrSetColor(rgb(120, 235, 255));
