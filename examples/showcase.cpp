@@ -98,6 +98,7 @@ public:
         shards();
         disc();
         chartPanel();
+        legend();
         thumbnail();
         titles();
     }
@@ -353,6 +354,35 @@ private:
         // A flat triangle as the panel's corner mark.
         r_.kwrSetColor(rgb(255, 170, 80));
         r_.kwrTriangle(x0 + pw - 14 * s, y0 + 3 * s, x0 + pw - 3 * s, y0 + 3 * s, x0 + pw - 3 * s, y0 + 14 * s);
+    }
+
+    // What is drawn with what: a panel of swatches and labels.
+    void legend() {
+        struct Item {
+            unsigned long swatch;
+            const char* text;
+        };
+        const Item items[] = {{rgb(235, 135, 70), "textured Gouraud knot"}, {rgb(120, 235, 255), "depth-line wireframe"},
+                              {rgb(190, 110, 255), "blended glass shards"}, {rgb(230, 80, 220), "alpha-mapped disc"},
+                              {rgb(255, 170, 80), "2D lines and boxes"},    {rgb(255, 255, 255), "one-bit bitmap text"},
+                              {rgb(245, 236, 215), "scaled image blit"}};
+        const int s = l_.ui, line = 10 * s, n = static_cast<int>(sizeof items / sizeof items[0]);
+        const int pw = textWidth(items[0].text, s) + 26 * s, ph = n * line + 10 * s;
+        const int x0 = l_.w - pw - 12 * s, y0 = l_.h - ph - 12 * s;
+        if (x0 < l_.w / 2) return;  // no room beside the chart
+        r_.kwrSetColor(rgb(12, 16, 30));
+        r_.kwrBox(x0, y0, x0 + pw, y0 + ph);
+        r_.kwrSetColor(rgb(60, 80, 120));
+        r_.kwrLine(x0, y0, x0 + pw, y0);
+        r_.kwrLine(x0 + pw, y0, x0 + pw, y0 + ph);
+        r_.kwrLine(x0 + pw, y0 + ph, x0, y0 + ph);
+        r_.kwrLine(x0, y0 + ph, x0, y0);
+        for (int i = 0; i < n; ++i) {
+            const int y = y0 + 6 * s + i * line;
+            r_.kwrSetColor(items[i].swatch);
+            r_.kwrBox(x0 + 6 * s, y, x0 + 13 * s, y + 6 * s);
+            drawText(r_, x0 + 19 * s, y, items[i].text, s, rgb(200, 215, 240));
+        }
     }
 
     // The texture the knot wears, loaded from its bitmap file, shrunk by a
