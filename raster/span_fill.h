@@ -25,9 +25,9 @@ namespace kwr {
 
 // What a member does on an 8 bpp surface.
 enum class Mode8 {
-    kNothing,         // draws nothing, touches no depth
-    kCubeWithDepth,   // depth test, then color8 and the depth
-    kCubeNoDepth,     // depth test, then color8 only
+    kNothing,        // draws nothing, touches no depth
+    kCubeWithDepth,  // depth test, then color8 and the depth
+    kCubeNoDepth,    // depth test, then color8 only
 };
 
 // Which stored depths let a pixel through.
@@ -89,7 +89,8 @@ struct SpanContext {
 
 inline SampledMap sampledMap(const unsigned char* data, int width, int height, std::ptrdiff_t pitch) {
     const std::int64_t absPitch = pitch < 0 ? -static_cast<std::int64_t>(pitch) : pitch;
-    const std::int64_t reach = (static_cast<std::int64_t>(height) - 1) * absPitch + static_cast<std::int64_t>(width) * 4;
+    const std::int64_t reach =
+        (static_cast<std::int64_t>(height) - 1) * absPitch + static_cast<std::int64_t>(width) * 4;
     return SampledMap{data, width, height, pitch, 1.0 / width, 1.0 / height, reach <= INT32_MAX};
 }
 
@@ -175,8 +176,8 @@ inline Texel sampleTexture(const SpanContext& k, const RowEnds& e, float p) {
     x.vn = lerpSpan(p, e.leftV, e.rightV);
     x.iu = texelCoord(x.un, k.texture.width);
     x.iv = texelCoord(x.vn, k.texture.height);
-    const unsigned char* q = k.texture.data + static_cast<std::ptrdiff_t>(x.iv) * k.texture.pitch +
-                             static_cast<std::ptrdiff_t>(x.iu) * 4;
+    const unsigned char* q =
+        k.texture.data + static_cast<std::ptrdiff_t>(x.iv) * k.texture.pitch + static_cast<std::ptrdiff_t>(x.iu) * 4;
     x.b = q[0];
     x.g = q[1];
     x.r = q[2];
@@ -241,8 +242,7 @@ void plainBlock(const SpanContext& k, const RowEnds& e, const SpanBlock& b) {
     unsigned char* px = b.px;
     for (int i = 0; i < b.n; ++i, px += Fmt::kBytes) {
         if constexpr (Rule::kTraits.depth != DepthTest::kNone) {
-            if (passesDepth<Rule>(b.zrow[i], b.z[i]) && Rule::template pixel<Fmt>(k, e, b.p[i], px))
-                b.zrow[i] = b.z[i];
+            if (passesDepth<Rule>(b.zrow[i], b.z[i]) && Rule::template pixel<Fmt>(k, e, b.p[i], px)) b.zrow[i] = b.z[i];
         } else {
             Rule::template pixel<Fmt>(k, e, b.p[i], px);
         }
@@ -283,8 +283,7 @@ void walkSpans(const RenderState& s, int firstRow, int lastRow, PixelFn&& pixel,
         }
         if (R > s.clipRight) {
             if constexpr (kDepth) {
-                if (L != R)
-                    zR = zR + (static_cast<float>(s.clipRight - R) * (zL - zR)) / static_cast<float>(L - R);
+                if (L != R) zR = zR + (static_cast<float>(s.clipRight - R) * (zL - zR)) / static_cast<float>(L - R);
             }
             R = s.clipRight;
         }

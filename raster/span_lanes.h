@@ -232,7 +232,9 @@ struct Lanes {
     static void storeF(float* p, F v) { _mm512_storeu_ps(p, v); }
     static I loadI(const void* p) { return _mm512_loadu_si512(p); }
     static void storeI(void* p, I v) { _mm512_storeu_si512(p, v); }
-    static I loadU16(const void* p) { return _mm512_cvtepu16_epi32(_mm256_loadu_si256(static_cast<const __m256i*>(p))); }
+    static I loadU16(const void* p) {
+        return _mm512_cvtepu16_epi32(_mm256_loadu_si256(static_cast<const __m256i*>(p)));
+    }
     static void storeU16(void* p, I v) { _mm256_storeu_si256(static_cast<__m256i*>(p), _mm512_cvtepi32_epi16(v)); }
     static I loadU24(const unsigned char* p) { return loadBytes3<Lanes>(p); }
     static void storeU24(unsigned char* p, I v) { storeBytes3<Lanes>(p, v); }

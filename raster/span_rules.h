@@ -38,8 +38,21 @@ typename V::I texelByteLanes(const TexelLanes<V>& x, int i) {
 }
 
 // The interpolating members, numbered for the tables of lane blocks.
-enum LaneFill { kFill3c, kFillc, kFill3t, kFillt, kFill3ct, kFillct, kFill3ca, kFillca,
-                kFill3at, kFillat, kFill3cat, kFillcat, kLaneFillCount };
+enum LaneFill {
+    kFill3c,
+    kFillc,
+    kFill3t,
+    kFillt,
+    kFill3ct,
+    kFillct,
+    kFill3ca,
+    kFillca,
+    kFill3at,
+    kFillat,
+    kFill3cat,
+    kFillcat,
+    kLaneFillCount
+};
 
 constexpr SpanTraits kTested = SpanTraits{}.withDepth(DepthTest::kGreater);
 constexpr SpanTraits kTestedOrEqual = SpanTraits{}.withDepth(DepthTest::kGreaterOrEqual);
@@ -87,8 +100,7 @@ struct RuleTextured {
         const Texel x = sampleTexture(k, e, p);
         if constexpr (Fmt::kBpp == 16) {
             const std::uint32_t w = ((x.g * k.cG * 992u) / 65025u & 0x3E0u) |
-                                    ((x.r * k.cR * 31744u) / 65025u & 0x7C00u) |
-                                    ((x.b * k.cB * 31u) / 65025u & 0x1Fu);
+                                    ((x.r * k.cR * 31744u) / 65025u & 0x7C00u) | ((x.b * k.cB * 31u) / 65025u & 0x1Fu);
             store16(px, static_cast<std::uint16_t>(w));
         } else {
             Fmt::storeOpaque(px, (x.b * k.cB) / 255u, (x.g * k.cG) / 255u, (x.r * k.cR) / 255u);
@@ -120,12 +132,10 @@ struct Rule3ct {
         const Shade sh = shadeAt(e, p);
         const Texel x = sampleTexture(k, e, p);
         if constexpr (Fmt::kBpp == 16) {
-            const std::uint32_t g =
-                roundedBits(sh.c[1] * static_cast<float>(x.g) * 992.0f / 255.0f / 255.0f) & 0x3E0u;
+            const std::uint32_t g = roundedBits(sh.c[1] * static_cast<float>(x.g) * 992.0f / 255.0f / 255.0f) & 0x3E0u;
             const std::uint32_t r =
                 roundedBits(sh.c[0] * static_cast<float>(x.r) * 31744.0f / 255.0f / 255.0f) & 0x7C00u;
-            const std::uint32_t b =
-                roundedBits(sh.c[2] * static_cast<float>(x.b) * 31.0f / 255.0f / 255.0f) & 0x1Fu;
+            const std::uint32_t b = roundedBits(sh.c[2] * static_cast<float>(x.b) * 31.0f / 255.0f / 255.0f) & 0x1Fu;
             store16(px, static_cast<std::uint16_t>(g | r | b));
         } else {
             Fmt::storeOpaque(px, roundedBits(sh.c[2] * static_cast<float>(x.b) / 255.0f),
@@ -143,7 +153,8 @@ struct Rule3ct {
         const F d = V::splatF(255.0f);
         if constexpr (Fmt::kBpp == 16) {
             auto field = [&](int c, int t, float scale, std::int32_t mask) {
-                const F v = V::div(V::div(V::mul(V::mul(sh.c[c], V::toF(texelByteLanes<V>(x, t))), V::splatF(scale)), d), d);
+                const F v =
+                    V::div(V::div(V::mul(V::mul(sh.c[c], V::toF(texelByteLanes<V>(x, t))), V::splatF(scale)), d), d);
                 return V::andI(roundLanes<V>(v), V::splatI(mask));
             };
             return V::orI(V::orI(field(1, 1, 992.0f, 0x3E0), field(0, 2, 31744.0f, 0x7C00)), field(2, 0, 31.0f, 0x1F));
@@ -308,15 +319,13 @@ struct RuleShadedTexturedBlend {
         if (!(a > 0.0f) && !blendsEveryPixel<RuleShadedTexturedBlend, Fmt>()) return false;
         if constexpr (Depth) {
             Fmt::blendFloat(
-                px, a,
-                [&](int i) { return sh.c[shadeIndex(i)] * static_cast<float>(texelByte(x, i)) * a / 255.0f; },
+                px, a, [&](int i) { return sh.c[shadeIndex(i)] * static_cast<float>(texelByte(x, i)) * a / 255.0f; },
                 [&](int i, float scale) {
                     return sh.c[shadeIndex(i)] * static_cast<float>(texelByte(x, i)) * a * scale / 255.0f / 255.0f;
                 });
         } else {
             Fmt::blendFloat(
-                px, a,
-                [&](int i) { return sh.c[shadeIndex(i)] * a * static_cast<float>(texelByte(x, i)) / 255.0f; },
+                px, a, [&](int i) { return sh.c[shadeIndex(i)] * a * static_cast<float>(texelByte(x, i)) / 255.0f; },
                 [&](int i, float scale) {
                     return sh.c[shadeIndex(i)] * a * static_cast<float>(texelByte(x, i)) / 255.0f / 255.0f * scale;
                 });
@@ -365,8 +374,8 @@ using Rulecat = RuleShadedTexturedBlend<false>;
 
 // Every interpolating member, for the tables of lane blocks.
 #define KWR_LANE_FILLS(X) \
-    X(Rule3c) X(Rulec) X(Rule3t) X(Rulet) X(Rule3ct) X(Rulect) X(Rule3ca) X(Ruleca) X(Rule3at) X(Ruleat) \
-    X(Rule3cat) X(Rulecat)
+    X(Rule3c)             \
+    X(Rulec) X(Rule3t) X(Rulet) X(Rule3ct) X(Rulect) X(Rule3ca) X(Ruleca) X(Rule3at) X(Ruleat) X(Rule3cat) X(Rulecat)
 
 // Lane blocks of one level: [member][format 16, 24, 32]; null where a
 // level is not built for this processor family.
@@ -376,9 +385,9 @@ struct LaneBlocks {
 template <class V>
 constexpr LaneBlocks makeLaneBlocks() {
     LaneBlocks t{};
-#define KWR_LANE_ROW(R)                                          \
-    t.fill[R::kId][0] = &laneBlock<V, R, Format16>;              \
-    t.fill[R::kId][1] = &laneBlock<V, R, Format24>;              \
+#define KWR_LANE_ROW(R)                             \
+    t.fill[R::kId][0] = &laneBlock<V, R, Format16>; \
+    t.fill[R::kId][1] = &laneBlock<V, R, Format24>; \
     t.fill[R::kId][2] = &laneBlock<V, R, Format32>;
     KWR_LANE_FILLS(KWR_LANE_ROW)
 #undef KWR_LANE_ROW
@@ -404,8 +413,8 @@ BlockFn blockFor(SimdLevel level) {
 // The 8 bpp form of a depth-tested member that draws the cube colour.
 template <class Rule>
 struct CubeRule {
-    static constexpr SpanTraits kTraits{Rule::kTraits.depth, false, false, Rule::kTraits.unrollBy4, false,
-                                        Rule::kTraits.mode8};
+    static constexpr SpanTraits kTraits{Rule::kTraits.depth,     false, false,
+                                        Rule::kTraits.unrollBy4, false, Rule::kTraits.mode8};
 };
 
 // Runs `Rule` over rows firstRow..lastRow on the surface's format.

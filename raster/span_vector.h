@@ -52,7 +52,7 @@ typename V::I wrapLanes(typename V::I i, int size, double inverse) {
     const D w = V::splatD(static_cast<double>(size)), zero = V::splatD(0.0);
     auto half = [&](D x) {
         D r = V::subD(x, V::mulD(V::floorD(V::mulD(x, V::splatD(inverse))), w));
-        r = V::addD(r, V::andLessD(r, zero, w));                // below 0: add size
+        r = V::addD(r, V::andLessD(r, zero, w));              // below 0: add size
         return V::subD(r, V::subD(w, V::andLessD(r, w, w)));  // size or above: subtract it
     };
     return V::fromD(half(V::loD(i)), half(V::hiD(i)));
@@ -92,10 +92,12 @@ typename V::I readLanes(const SampledMap& map, typename V::I u, typename V::I v,
     for (int i = 0; i < V::kLanes; ++i) {
         out[i] = 0;
         if (ms[i] == 0) continue;
-        const unsigned char* q = map.data + static_cast<std::ptrdiff_t>(vs[i]) * map.pitch +
-                                 static_cast<std::ptrdiff_t>(us[i]) * Bytes;
-        if constexpr (Bytes == 4) std::memcpy(&out[i], q, 4);
-        else out[i] = *q;
+        const unsigned char* q =
+            map.data + static_cast<std::ptrdiff_t>(vs[i]) * map.pitch + static_cast<std::ptrdiff_t>(us[i]) * Bytes;
+        if constexpr (Bytes == 4)
+            std::memcpy(&out[i], q, 4);
+        else
+            out[i] = *q;
     }
     return V::loadI(out);
 }
@@ -126,8 +128,7 @@ typename V::I alphaLanes(const SpanContext& k, const TexelLanes<V>& x, typename 
 // One group of V::kLanes pixels: depth test, the rule, the depth and pixel
 // stores of the lanes the rule writes.
 template <class V, class Rule, class Fmt>
-void laneGroup(const SpanContext& k, const RowEnds& e, const float* p, const float* z, float* zrow,
-               unsigned char* px) {
+void laneGroup(const SpanContext& k, const RowEnds& e, const float* p, const float* z, float* zrow, unsigned char* px) {
     using I = typename V::I;
     using F = typename V::F;
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;

@@ -96,16 +96,24 @@ struct Format16 {
     static void blendFloat(unsigned char* p, float a, Src8&&, Src16&& src16) {
         const float ia = 1.0f - a;
         const std::uint32_t w = load16(p);
-        const std::uint32_t g = static_cast<std::uint32_t>(roundHalfUp(src16(1, 992.0f) + static_cast<float>(w & 0x3E0u) * ia)) & 0x3E0u;
-        const std::uint32_t r = static_cast<std::uint32_t>(roundHalfUp(src16(2, 31744.0f) + static_cast<float>(w & 0x7C00u) * ia)) & 0x7C00u;
-        const std::uint32_t b = static_cast<std::uint32_t>(roundHalfUp(src16(0, 31.0f) + static_cast<float>(w & 0x1Fu) * ia)) & 0x1Fu;
+        const std::uint32_t g =
+            static_cast<std::uint32_t>(roundHalfUp(src16(1, 992.0f) + static_cast<float>(w & 0x3E0u) * ia)) & 0x3E0u;
+        const std::uint32_t r =
+            static_cast<std::uint32_t>(roundHalfUp(src16(2, 31744.0f) + static_cast<float>(w & 0x7C00u) * ia)) &
+            0x7C00u;
+        const std::uint32_t b =
+            static_cast<std::uint32_t>(roundHalfUp(src16(0, 31.0f) + static_cast<float>(w & 0x1Fu) * ia)) & 0x1Fu;
         store16(p, static_cast<std::uint16_t>(g | r | b));
     }
 
     template <class V>
-    static typename V::I load(const unsigned char* p) { return V::loadU16(p); }
+    static typename V::I load(const unsigned char* p) {
+        return V::loadU16(p);
+    }
     template <class V>
-    static void store(unsigned char* p, typename V::I v) { V::storeU16(p, v); }
+    static void store(unsigned char* p, typename V::I v) {
+        V::storeU16(p, v);
+    }
     template <class V>
     static typename V::I opaque(typename V::I b, typename V::I g, typename V::I r) {
         return V::orI(V::orI(V::shl(7, V::andI(r, V::splatI(0xF8))), V::shl(2, V::andI(g, V::splatI(0xF8)))),
@@ -151,19 +159,25 @@ struct FormatBytes {
     template <class Src8, class Src16>
     static void blendFloat(unsigned char* p, float a, Src8&& src8, Src16&&) {
         const float ia = 1.0f - a;
-        for (int i = 0; i < 3; ++i) p[i] = static_cast<unsigned char>(roundHalfUp(src8(i) + static_cast<float>(p[i]) * ia));
-        if constexpr (Bpp == 32) p[3] = static_cast<unsigned char>(roundHalfUp(static_cast<float>(p[3]) * ia + a * 255.0f));
+        for (int i = 0; i < 3; ++i)
+            p[i] = static_cast<unsigned char>(roundHalfUp(src8(i) + static_cast<float>(p[i]) * ia));
+        if constexpr (Bpp == 32)
+            p[3] = static_cast<unsigned char>(roundHalfUp(static_cast<float>(p[3]) * ia + a * 255.0f));
     }
 
     template <class V>
     static typename V::I load(const unsigned char* p) {
-        if constexpr (Bpp == 32) return V::loadI(p);
-        else return V::loadU24(p);
+        if constexpr (Bpp == 32)
+            return V::loadI(p);
+        else
+            return V::loadU24(p);
     }
     template <class V>
     static void store(unsigned char* p, typename V::I v) {
-        if constexpr (Bpp == 32) V::storeI(p, v);
-        else V::storeU24(p, v);
+        if constexpr (Bpp == 32)
+            V::storeI(p, v);
+        else
+            V::storeU24(p, v);
     }
     template <class V>
     static typename V::I opaque(typename V::I b, typename V::I g, typename V::I r) {
@@ -183,7 +197,8 @@ struct FormatBytes {
                                           V::shl(8, rounded(V::add(src8(1), V::mul(channel(1), ia))))),
                                    V::shl(16, rounded(V::add(src8(2), V::mul(channel(2), ia)))));
         if constexpr (Bpp == 32)
-            out = V::orI(out, V::shl(24, rounded(V::add(V::mul(V::toF(V::shr(24, w)), ia), V::mul(a, V::splatF(255.0f))))));
+            out = V::orI(out,
+                         V::shl(24, rounded(V::add(V::mul(V::toF(V::shr(24, w)), ia), V::mul(a, V::splatF(255.0f))))));
         return out;
     }
 };

@@ -25,8 +25,8 @@ SimdLevel detect() {
     __builtin_cpu_init();
     // The AVX-512 path uses the foundation plus the byte/word, doubleword/
     // quadword and vector-length extensions.
-    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-        __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl"))
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512dq") &&
+        __builtin_cpu_supports("avx512vl"))
         return SimdLevel::kAvx512;
     if (__builtin_cpu_supports("avx2")) return SimdLevel::kAvx2;
     if (__builtin_cpu_supports("sse4.1")) return SimdLevel::kSse41;
@@ -61,7 +61,8 @@ SimdLevel fromEnvironment(SimdLevel best) {
     const char* cap = std::getenv("KWRENDER_SIMD");
     if (cap == nullptr) return best;
     for (int i = 0; i < kSimdLevelCount; ++i)
-        if (std::strcmp(cap, kNames[i]) == 0) return static_cast<SimdLevel>(i) < best ? static_cast<SimdLevel>(i) : best;
+        if (std::strcmp(cap, kNames[i]) == 0)
+            return static_cast<SimdLevel>(i) < best ? static_cast<SimdLevel>(i) : best;
     return best;  // an unknown name caps nothing
 }
 

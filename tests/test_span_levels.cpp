@@ -23,11 +23,11 @@ namespace {
 
 using Fill = void (*)(KWRRender&, int, int);
 #define KWR_FILL(name) [](KWRRender& r, int a, int b) { Access::name(r, a, b); }
-const Fill kFills[] = {KWR_FILL(rasterTriangle3),    KWR_FILL(rasterTriangle3c),  KWR_FILL(rasterTriangle3t),
-                       KWR_FILL(rasterTriangle3ct),  KWR_FILL(rasterTrianglec),   KWR_FILL(rasterTrianglet),
-                       KWR_FILL(rasterTrianglect),   KWR_FILL(rasterTriangle3a),  KWR_FILL(rasterTriangle3ca),
-                       KWR_FILL(rasterTriangle3at),  KWR_FILL(rasterTriangle3cat), KWR_FILL(rasterTriangleca),
-                       KWR_FILL(rasterTriangleat),   KWR_FILL(rasterTrianglecat)};
+const Fill kFills[] = {KWR_FILL(rasterTriangle3),   KWR_FILL(rasterTriangle3c),   KWR_FILL(rasterTriangle3t),
+                       KWR_FILL(rasterTriangle3ct), KWR_FILL(rasterTrianglec),    KWR_FILL(rasterTrianglet),
+                       KWR_FILL(rasterTrianglect),  KWR_FILL(rasterTriangle3a),   KWR_FILL(rasterTriangle3ca),
+                       KWR_FILL(rasterTriangle3at), KWR_FILL(rasterTriangle3cat), KWR_FILL(rasterTriangleca),
+                       KWR_FILL(rasterTriangleat),  KWR_FILL(rasterTrianglecat)};
 #undef KWR_FILL
 
 // A random scene for the fills: spans with clipping on either side, odd
@@ -96,7 +96,8 @@ Scene randomScene(std::mt19937& rng, int bpp) {
 std::vector<unsigned char> draw(Scene& sc, Fill fill, SimdLevel level) {
     Surface s(sc.bpp, kW, kH);
     kwr::RenderState& st = s.s();
-    for (int y = 0; y < kH; ++y) std::memcpy(s.at(0, y), &sc.pixels[static_cast<std::size_t>(y * kW * 4)], kW * sc.bpp / 8);
+    for (int y = 0; y < kH; ++y)
+        std::memcpy(s.at(0, y), &sc.pixels[static_cast<std::size_t>(y * kW * 4)], kW * sc.bpp / 8);
     std::memcpy(st.zBuffer, sc.depth.data(), sc.depth.size() * sizeof(float));
     s->kwrSetColor(sc.color);
     s->kwrAlphaEnable(1);
@@ -143,8 +144,8 @@ TEST(SpanLevels, EveryLevelDrawsThePlainBytes) {
                     std::size_t at = 0;
                     while (at < plain.size() && fast[at] == plain[at]) ++at;
                     ASSERT_EQ(at, plain.size())
-                        << "byte " << at << " of " << plain.size() << ": fill " << f << " at " << bpp << " bpp, level " << kwr::simdLevelName(level) << ", round "
-                        << round;
+                        << "byte " << at << " of " << plain.size() << ": fill " << f << " at " << bpp << " bpp, level "
+                        << kwr::simdLevelName(level) << ", round " << round;
                 }
             }
         }
@@ -184,8 +185,19 @@ TEST(SpanLevels, DivisionFreeFormsEqualDivisions) {
 TEST(SpanLevels, LaneWrapEqualsRepeatRule) {
     using V = kwr::lanes_sse2::Lanes;
     const int sizes[] = {1, 3, 7, 64, 100, 1000003, std::numeric_limits<int>::max()};
-    const int ints[] = {std::numeric_limits<int>::min(), std::numeric_limits<int>::min() + 1, -300, -7, -1, 0,
-                        1, 6, 7, 299, 1000002, 1000003, std::numeric_limits<int>::max() - 1,
+    const int ints[] = {std::numeric_limits<int>::min(),
+                        std::numeric_limits<int>::min() + 1,
+                        -300,
+                        -7,
+                        -1,
+                        0,
+                        1,
+                        6,
+                        7,
+                        299,
+                        1000002,
+                        1000003,
+                        std::numeric_limits<int>::max() - 1,
                         std::numeric_limits<int>::max()};
     for (int w : sizes) {
         for (int i : ints) {
