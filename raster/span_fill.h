@@ -48,18 +48,34 @@ struct SpanTraits {
     bool blend16Always = false;
     Mode8 mode8 = Mode8::kNothing;
 
-    constexpr SpanTraits withDepth(DepthTest d) const { return set(&SpanTraits::depth, d); }
-    constexpr SpanTraits interpolated() const { return set(&SpanTraits::interpolates, true); }
-    constexpr SpanTraits blended() const { return set(&SpanTraits::blends, true); }
-    constexpr SpanTraits unrolled() const { return set(&SpanTraits::unrollBy4, true); }
-    constexpr SpanTraits blendingEvery16() const { return set(&SpanTraits::blend16Always, true); }
-    constexpr SpanTraits on8(Mode8 m) const { return set(&SpanTraits::mode8, m); }
-
-private:
-    template <class T>
-    constexpr SpanTraits set(T SpanTraits::*field, T value) const {
+    constexpr SpanTraits withDepth(DepthTest d) const {
         SpanTraits t = *this;
-        t.*field = value;
+        t.depth = d;
+        return t;
+    }
+    constexpr SpanTraits interpolated() const {
+        SpanTraits t = *this;
+        t.interpolates = true;
+        return t;
+    }
+    constexpr SpanTraits blended() const {
+        SpanTraits t = *this;
+        t.blends = true;
+        return t;
+    }
+    constexpr SpanTraits unrolled() const {
+        SpanTraits t = *this;
+        t.unrollBy4 = true;
+        return t;
+    }
+    constexpr SpanTraits blendingEvery16() const {
+        SpanTraits t = *this;
+        t.blend16Always = true;
+        return t;
+    }
+    constexpr SpanTraits on8(Mode8 m) const {
+        SpanTraits t = *this;
+        t.mode8 = m;
         return t;
     }
 };
