@@ -19,10 +19,11 @@
 namespace kwr {
 
 // Channel i of the memory order (0 blue, 1 green, 2 red) in the colour
-// order of the scan-line table (0 red, 1 green, 2 blue).
-inline int shadeIndex(int i) { return 2 - i; }
-inline unsigned texelByte(const Texel& x, int i) { return i == 0 ? x.b : (i == 1 ? x.g : x.r); }
-inline unsigned colorByte(const SpanContext& k, int i) { return i == 0 ? k.cB : (i == 1 ? k.cG : k.cR); }
+// order of the scan-line table (0 red, 1 green, 2 blue).  Static: the lane
+// blocks of every level call them, and each level keeps its own copy.
+static inline int shadeIndex(int i) { return 2 - i; }
+static inline unsigned texelByte(const Texel& x, int i) { return i == 0 ? x.b : (i == 1 ? x.g : x.r); }
+static inline unsigned colorByte(const SpanContext& k, int i) { return i == 0 ? k.cB : (i == 1 ? k.cG : k.cR); }
 
 // The interpolated channels of a lane group, in the table's order.
 template <class V>
