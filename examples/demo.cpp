@@ -1,118 +1,283 @@
-// Demo: draws the example scene in every surface format, presents each frame
-// and writes it to a BMP file, then times a run of animated frames.
+// kwrender_demo: renders the showcase scene, as a picture, as a timed
+// animation or in a window, and writes the gallery pictures.
+//
+//   kwrender_demo [--size WxH] [--bpp 8|16|24|32] [--out FILE.png|FILE.bmp]
+//                 [--frames N] [--window] [--gallery DIR] [--format png|bmp]
+//
+// Without --frames one frame is drawn and timed; with --frames N the knot
+// turns for N frames and the frame rate is printed (with a progress line on
+// a terminal).  --window shows the frames in a window until it is closed
+// (or for N frames).  --gallery writes the README's pictures into DIR.
 #include <chrono>
-#include <cstring>
-#include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #if defined(_WIN32)
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
-#include <windows.h>
+#include <io.h>
+#define KWR_ISATTY(fd) _isatty(fd)
+#else
+#include <unistd.h>
+#define KWR_ISATTY(fd) isatty(fd)
 #endif
 
 #include "KWRRender.h"
-#include "scene.h"
+#include "families.h"
+#include "picture.h"
+#include "showcase.h"
+#include "texture_file.h"
+#include "window.h"
 
 namespace {
 
-// Writes a 32-bit top-down pixel buffer (0x00RRGGBB) as a 24-bit BMP file.
-bool writeBmp(const std::string& path, const std::vector<std::uint32_t>& px, int w, int h) {
-    const int row = (w * 3 + 3) & ~3;
-    const std::uint32_t size = 54u + static_cast<std::uint32_t>(row * h);
-    unsigned char head[54] = {'B', 'M'};
-    auto put32 = [&head](int at, std::uint32_t v) {
-        for (int i = 0; i < 4; ++i) head[at + i] = static_cast<unsigned char>(v >> (8 * i));
-    };
-    put32(2, size);
-    put32(10, 54);
-    put32(14, 40);
-    put32(18, static_cast<std::uint32_t>(w));
-    put32(22, static_cast<std::uint32_t>(h));
-    head[26] = 1;
-    head[28] = 24;
-    put32(34, static_cast<std::uint32_t>(row * h));
-    std::FILE* f = std::fopen(path.c_str(), "wb");
-    if (f == nullptr) return false;
-    std::fwrite(head, 1, sizeof head, f);
-    std::vector<unsigned char> line(static_cast<std::size_t>(row), 0);
-    for (int y = h - 1; y >= 0; --y) {  // BMP rows run bottom-up
-        for (int x = 0; x < w; ++x) {
-            const std::uint32_t p = px[static_cast<std::size_t>(y * w + x)];
-            line[static_cast<std::size_t>(3 * x)] = static_cast<unsigned char>(p);
-            line[static_cast<std::size_t>(3 * x + 1)] = static_cast<unsigned char>(p >> 8);
-            line[static_cast<std::size_t>(3 * x + 2)] = static_cast<unsigned char>(p >> 16);
-        }
-        std::fwrite(line.data(), 1, line.size(), f);
-    }
-    return std::fclose(f) == 0;
+using namespace kwr_demo;
+using Clock = std::chrono::steady_clock;
+
+struct Options {
+    int width = 1024, height = 768, bpp = 32;
+    std::string out;
+    int frames = 0;           // 0: one timed picture
+    bool window = false;
+    std::string gallery;      // directory, empty when not asked for
+    std::string format;       // "png" or "bmp" for the gallery
+    std::string windowTest;   // directory of the window test's hand-shake files
+};
+
+void usage() {
+    std::fprintf(stderr,
+                 "usage: kwrender_demo [--size WxH] [--bpp 8|16|24|32] [--out FILE.png|FILE.bmp]\n"
+                 "                     [--frames N] [--window] [--gallery DIR] [--format png|bmp]\n");
 }
 
-// Presents the frame 1:1 into `target` (w x h, 0x00RRGGBB, top-down).
-void present(KWRRender& r, std::vector<std::uint32_t>& target, int w, int h) {
-#if defined(_WIN32)
-    // Through GDI: a memory device context with a 32 bpp DIB section.
-    HDC dc = CreateCompatibleDC(nullptr);
-    BITMAPINFO bi = {};
-    bi.bmiHeader.biSize = sizeof(BITMAPINFOHEADER);
-    bi.bmiHeader.biWidth = w;
-    bi.bmiHeader.biHeight = -h;
-    bi.bmiHeader.biPlanes = 1;
-    bi.bmiHeader.biBitCount = 32;
-    bi.bmiHeader.biCompression = BI_RGB;
-    void* bits = nullptr;
-    HBITMAP bitmap = CreateDIBSection(dc, &bi, DIB_RGB_COLORS, &bits, nullptr, 0);
-    HGDIOBJ old = SelectObject(dc, bitmap);
-    r.kwrRender(dc, 0, 0);
-    GdiFlush();
-    if (bits != nullptr) std::memcpy(target.data(), bits, target.size() * 4);
-    SelectObject(dc, old);
-    DeleteObject(bitmap);
-    DeleteDC(dc);
-#else
-    KWRMemoryDC dc{w, h, w * 4, target.data()};
-    r.kwrRender(&dc, 0, 0);
-#endif
+bool parse(int argc, char** argv, Options& o) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string a = argv[i];
+        const bool hasValue = i + 1 < argc;
+        if (a == "--size" && hasValue) {
+            if (std::sscanf(argv[++i], "%dx%d", &o.width, &o.height) != 2 || o.width < 16 || o.height < 16 ||
+                o.width > 4096 || o.height > 4096) {
+                std::fprintf(stderr, "--size wants WxH between 16x16 and 4096x4096\n");
+                return false;
+            }
+        } else if (a == "--bpp" && hasValue) {
+            o.bpp = std::atoi(argv[++i]);
+            if (o.bpp != 8 && o.bpp != 16 && o.bpp != 24 && o.bpp != 32) {
+                std::fprintf(stderr, "--bpp wants 8, 16, 24 or 32\n");
+                return false;
+            }
+        } else if (a == "--out" && hasValue) {
+            o.out = argv[++i];
+        } else if (a == "--frames" && hasValue) {
+            o.frames = std::atoi(argv[++i]);
+            if (o.frames < 1) {
+                std::fprintf(stderr, "--frames wants a positive count\n");
+                return false;
+            }
+        } else if (a == "--window") {
+            o.window = true;
+        } else if (a == "--gallery" && hasValue) {
+            o.gallery = argv[++i];
+        } else if (a == "--format" && hasValue) {
+            o.format = argv[++i];
+            if (o.format != "png" && o.format != "bmp") {
+                std::fprintf(stderr, "--format wants png or bmp\n");
+                return false;
+            }
+        } else if (a == "--window-test" && hasValue) {
+            o.windowTest = argv[++i];
+            o.window = true;
+        } else {
+            usage();
+            return false;
+        }
+    }
+    return true;
+}
+
+std::unique_ptr<KWRRender> makeRender(int w, int h, int bpp) {
+    auto r = std::make_unique<KWRRender>();
+    if (r->kwrSetRenderBpp(bpp) != 1 || r->kwrInitBuffer(w, h) != 1) {
+        std::fprintf(stderr, "cannot create a %dx%d frame of %d bpp\n", w, h, bpp);
+        return nullptr;
+    }
+    return r;
+}
+
+std::string directoryOf(const std::string& path) {
+    if (path.empty()) return ".";
+    const std::size_t slash = path.find_last_of("/\\");
+    return slash == std::string::npos ? std::string(".") : path.substr(0, slash);
+}
+
+bool save(const Picture& p, const std::string& path) {
+    const std::string error = savePicture(p, path);
+    if (!error.empty()) {
+        std::fprintf(stderr, "%s\n", error.c_str());
+        return false;
+    }
+    return true;
+}
+
+bool saveFrameTo(KWRRender& r, const std::string& path) {
+    const std::string error = saveFrame(r, path);
+    if (!error.empty()) {
+        std::fprintf(stderr, "%s\n", error.c_str());
+        return false;
+    }
+    return true;
+}
+
+double millisecondsSince(Clock::time_point start) {
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+std::string frameStatus(double ms) {
+    char text[64];
+    std::snprintf(text, sizeof text, "frame %.2f ms (%.0f fps)", ms, ms > 0 ? 1000.0 / ms : 0.0);
+    return text;
+}
+
+// One picture: draw the first frame a few times, show the best time in the
+// picture and print it.
+int renderPicture(const Options& o, ShowcaseAssets& assets) {
+    auto r = makeRender(o.width, o.height, o.bpp);
+    if (!r) return 1;
+    ShowcaseFrame f;
+    double best = 1e30;
+    for (int i = 0; i < 5; ++i) {
+        const auto start = Clock::now();
+        drawShowcase(*r, assets, f);
+        const double ms = millisecondsSince(start);
+        best = ms < best ? ms : best;
+    }
+    f.status = frameStatus(best);
+    drawShowcase(*r, assets, f);
+    std::printf("%2d bpp, %dx%d: %.2f ms per frame (%.0f fps)", o.bpp, o.width, o.height, best, 1000.0 / best);
+    if (!o.out.empty()) {
+        if (!saveFrameTo(*r, o.out)) return 1;
+        std::printf(", picture %s", o.out.c_str());
+    }
+    std::printf("\n");
+    return 0;
+}
+
+// Frames of the turning knot, timed; on a terminal a progress line.
+int renderAnimation(const Options& o, ShowcaseAssets& assets, Window* window) {
+    auto r = makeRender(o.width, o.height, o.bpp);
+    if (!r) return 1;
+    const bool progress = KWR_ISATTY(2) != 0 && window == nullptr;
+    ShowcaseFrame f;
+    double total = 0, last = 0;
+    int done = 0;
+    const int frames = o.frames > 0 ? o.frames : 1 << 30;
+    for (int i = 0; i < frames; ++i) {
+        f.angle = showcaseAngle(i);
+        f.status = i > 0 ? frameStatus(last) : std::string();
+        const auto start = Clock::now();
+        drawShowcase(*r, assets, f);
+        last = millisecondsSince(start);
+        total += last;
+        ++done;
+        if (window != nullptr) {
+            window->present(*r);
+            if (!window->pump()) break;
+        }
+        if (progress && (i % 10 == 9 || i + 1 == frames)) {
+            std::fprintf(stderr, "\rframe %d/%d  %.2f ms  %.1f fps   ", i + 1, frames, total / done,
+                         1000.0 * done / total);
+            std::fflush(stderr);
+        }
+    }
+    if (progress) std::fprintf(stderr, "\n");
+    std::printf("%2d bpp, %dx%d: %d frames, %.2f ms per frame (%.1f fps)\n", o.bpp, o.width, o.height, done,
+                total / done, 1000.0 * done / total);
+    if (!o.out.empty() && !saveFrameTo(*r, o.out)) return 1;
+
+    if (window != nullptr && !o.windowTest.empty()) {
+        // The window test: the frame the library rendered, where the
+        // window's client area is on the screen, then "ready"; the test
+        // grabs the screen and says "done".
+        const std::string dir = o.windowTest;
+        if (!save(capture(*r, o.width, o.height), dir + (havePng() ? "/frame.png" : "/frame.bmp"))) return 1;
+        int x = 0, y = 0;
+        window->origin(x, y);
+        if (std::FILE* g = std::fopen((dir + "/geometry.txt").c_str(), "w")) {
+            std::fprintf(g, "%dx%d+%d+%d\n", o.width, o.height, x, y);
+            std::fclose(g);
+        }
+        if (std::FILE* ready = std::fopen((dir + "/ready").c_str(), "w")) std::fclose(ready);
+        const std::string done = dir + "/done";
+        for (int wait = 0; wait < 600; ++wait) {
+            window->present(*r);
+            if (!window->pump()) break;
+            if (std::FILE* d = std::fopen(done.c_str(), "r")) {
+                std::fclose(d);
+                break;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
+    }
+    return 0;
+}
+
+// The README's pictures: the showcase at every depth (without the frame
+// time, so that they are the same on every run) and one picture per family.
+int renderGallery(const Options& o, ShowcaseAssets& assets) {
+    const std::string ext = !o.format.empty() ? o.format : (havePng() ? "png" : "bmp");
+    int failures = 0;
+    for (int bpp : {8, 16, 24, 32}) {
+        auto r = makeRender(o.width, o.height, bpp);
+        if (!r) return 1;
+        drawShowcase(*r, assets, ShowcaseFrame());
+        const std::string path = o.gallery + "/showcase_" + std::to_string(bpp) + "bpp." + ext;
+        failures += save(capture(*r, o.width, o.height), path) ? 0 : 1;
+    }
+    for (const Family& fam : families()) {
+        auto r = makeRender(kFamilyWidth, kFamilyHeight, 32);
+        if (!r) return 1;
+        fam.draw(*r, assets);
+        const std::string path = o.gallery + "/" + fam.name + "." + ext;
+        failures += save(capture(*r, kFamilyWidth, kFamilyHeight), path) ? 0 : 1;
+    }
+    std::printf("gallery written to %s\n", o.gallery.c_str());
+    return failures == 0 ? 0 : 1;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    const std::string outDir = argc > 1 ? argv[1] : ".";
-    const int w = kwr_demo::kSceneWidth, h = kwr_demo::kSceneHeight;
-    kwr_demo::SceneAssets assets;
-    int failures = 0;
-    for (int bpp : {8, 16, 24, 32}) {
-        auto r = std::make_unique<KWRRender>();
-        if (r->kwrSetRenderBpp(bpp) != 1 || r->kwrInitBuffer(w, h) != 1) {
-            std::fprintf(stderr, "cannot create a %d bpp frame\n", bpp);
+    Options o;
+    if (!parse(argc, argv, o)) return 2;
+
+    // The knot's texture goes to a bitmap file first and is loaded back from
+    // it, as a host would load its own pictures.
+    ShowcaseAssets assets;
+    std::string dir = !o.gallery.empty() ? o.gallery : !o.windowTest.empty() ? o.windowTest : directoryOf(o.out);
+    if (o.out.empty() && dir == ".") {
+        std::error_code ec;
+        dir = std::filesystem::temp_directory_path(ec).string();
+        if (ec) dir = ".";
+    }
+    const std::string error = roundTripTexture(assets, dir + "/" + assets.textureName);
+    if (!error.empty()) std::fprintf(stderr, "texture kept in memory (%s)\n", error.c_str());
+
+    if (!o.gallery.empty()) return renderGallery(o, assets);
+    if (o.window) {
+        std::string why;
+        auto w = Window::open("kwrender showcase", 40, 30, o.width, o.height, why);
+        if (!w) {
+            std::fprintf(stderr, "%s\n", why.c_str());
             return 1;
         }
-        kwr_demo::drawScene(*r, assets, 0);
-
-        std::vector<std::uint32_t> target(static_cast<std::size_t>(w * h), 0);
-        present(*r, target, w, h);
-        const std::string path = outDir + "/demo_" + std::to_string(bpp) + "bpp.bmp";
-        if (!writeBmp(path, target, w, h)) {
-            std::fprintf(stderr, "cannot write %s\n", path.c_str());
-            ++failures;
-        }
-        const auto start = std::chrono::steady_clock::now();
-        const int frames = 200;
-        for (int i = 0; i < frames; ++i) kwr_demo::drawScene(*r, assets, i);
-        const double ms =
-            std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
-        kwr_demo::drawScene(*r, assets, 0);
-        std::printf("%2d bpp: frame hash 0x%016llX, %.3f ms per %dx%d frame\n", bpp,
-                    static_cast<unsigned long long>(kwr_demo::frameHash(*r)), ms / frames, w, h);
+        return renderAnimation(o, assets, w.get());
     }
-    std::printf("frames written to %s/demo_{8,16,24,32}bpp.bmp\n", outDir.c_str());
-    return failures == 0 ? 0 : 1;
+    if (o.frames > 0) return renderAnimation(o, assets, nullptr);
+    Options one = o;
+    if (one.out.empty()) one.out = havePng() ? "showcase.png" : "showcase.bmp";
+    return renderPicture(one, assets);
 }

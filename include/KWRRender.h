@@ -60,62 +60,9 @@ union KWColor {
 };
 
 namespace kwr {
-
 class DibStream;
+struct RenderState;
 struct Access;
-
-// Rows of the triangle rasteriser's scan-line table.  Surfaces taller than
-// this are refused when the frame buffer is created.
-constexpr int kScanLineRows = 4096;
-
-// Per-row edge records of the triangle rasteriser.  For every row the
-// leftmost span pixel and its attributes, and the rightmost span pixel and
-// the attributes of the edge crossing just right of it.  Colour channels are
-// 0 red, 1 green, 2 blue, 3 alpha, each 0..255 as float.
-struct ScanLineTable {
-    std::int32_t scanLeftX[kScanLineRows];
-    std::int32_t scanRightX[kScanLineRows];
-    float scanLeftZ[kScanLineRows];
-    float scanRightZ[kScanLineRows];
-    float scanLeftColor[4][kScanLineRows];
-    float scanRightColor[4][kScanLineRows];
-    float scanLeftU[kScanLineRows];
-    float scanRightU[kScanLineRows];
-    float scanLeftV[kScanLineRows];
-    float scanRightV[kScanLineRows];
-};
-
-// The render context's state.  It is part of the object (so the object is
-// large: create it on the heap or keep it long-lived) and is internal to the
-// library: hosts use the member functions of KWRRender only.
-struct RenderState {
-    DibStream* dib;            // owned frame-buffer surface, null when none
-    float* zBuffer;            // width * height depth values, row stride width
-    int zBufferExternal;       // 1: zBuffer belongs to the host
-    std::uint32_t color;       // current colour 0xAARRGGBB
-    std::uint16_t color16;     // color as X1R5G5B5 (valid at 16 bpp)
-    std::uint8_t color8;       // color as colour-cube index (valid at 8 bpp)
-    int zBufferEnable;
-    int zTestEnable;
-    int alphaEnable;
-    int renderBpp;
-    float zBackDepth;
-    int width, height;
-    int clipRight, clipBottom;
-    float widthF, heightF, clipRightF, clipBottomF;
-    float centerX, centerY;
-    int pitch;                 // bytes per surface row
-    unsigned char* bits;       // surface row 0 (the top row)
-    int zTestActive;           // depth test in force
-    unsigned char* texture;    // 4-byte texels blue, green, red, alpha
-    int textureWidth, textureHeight;
-    int textureBpp;            // texture row pitch in bytes
-    unsigned char* alphaMap;   // one byte per value
-    int alphaMapWidth, alphaMapHeight;
-    int alphaMapBpp;           // alpha-map row pitch in bytes
-    ScanLineTable scan;
-};
-
 }  // namespace kwr
 
 // ---------------------------------------------------------------------------
@@ -295,7 +242,13 @@ private:
     void DrawLine2(int x1, int y1, int x2, int y2);
     void DrawLine3(int x1, int y1, float z1, int x2, int y2, float z2);
 
-    kwr::RenderState s;
+    // The render context's state lives in this block, which is part of the
+    // object: the scan-line table of the triangle rasteriser is inside it,
+    // so a KWRRender is large (create it on the heap or keep it long-lived).
+    // Its layout is internal to the library; `s` refers to it.
+    static constexpr std::size_t kStateBytes = 262144 + 512;
+    alignas(16) unsigned char state_[kStateBytes];
+    kwr::RenderState& s;
 };
 
 #endif  // KWRRENDER_H

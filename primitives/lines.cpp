@@ -2,19 +2,20 @@
 // an integer and a float clip, drawn by one Bresenham walk.
 #include <cstdint>
 
+#include <type_traits>
+
 #include "KWRRender.h"
-#include "render/access.h"
 #include "render/numeric.h"
 #include "render/pixel_format.h"
+#include "render/state.h"
 
 namespace kwr {
+namespace {
 
 struct LineEnd {
     int x, y;
     float z;
 };
-
-namespace {
 
 bool onSurface(const RenderState& s, const LineEnd& p) {
     return p.x >= 0 && p.x <= s.clipRight && p.y >= 0 && p.y <= s.clipBottom;
@@ -98,81 +99,96 @@ void drawSegment(const RenderState& s, const LineEnd& a, const LineEnd& b) {
     withFormat(s.renderBpp, [&](auto format) { walkLine<decltype(format), Depth>(s, a, b); });
 }
 
-// Moves P onto the vertical line x = X toward Q, in 32-bit wrapping
-// arithmetic, carrying depth.  Swapping the roles of x and y gives the
-// horizontal case.
-void moveToX(int& px, int& py, float& pz, int qx, int qy, float qz, int X) {
-    const std::int32_t span = wrapSub(qx, px);
-    py = wrapAdd(py, wrapDiv(wrapMul(wrapSub(qy, py), wrapSub(X, px)), span));
-    pz = pz + static_cast<float>(wrapSub(X, px)) * (qz - pz) / static_cast<float>(span);
-    px = X;
-}
+// No depth: the two-dimensional lines clip only x and y.
+struct NoDepth {};
 
-// Float form: the product first, then the quotient, then the sum.
-void moveToXf(float& px, float& py, float& pz, float qx, float qy, float qz, float X) {
-    py = (qy - py) * (X - px) / (qx - px) + py;
-    pz = (qz - pz) * (X - px) / (qx - px) + pz;
-    px = X;
-}
+// The clip arithmetic of the integer lines: 32-bit products that wrap,
+// quotients truncated toward zero.  Moves P onto the line a = X toward Q;
+// `a` is the clipped axis, `b` the other one.
+struct WrappingIntClip {
+    using Coord = int;
+    template <class Z>
+    static void moveOnto(int& pa, int& pb, Z& pz, int qa, int qb, Z qz, int X) {
+        const std::int32_t span = wrapSub(qa, pa);
+        pb = wrapAdd(pb, wrapDiv(wrapMul(wrapSub(qb, pb), wrapSub(X, pa)), span));
+        if constexpr (std::is_same<Z, float>::value)
+            pz = pz + static_cast<float>(wrapSub(X, pa)) * (qz - pz) / static_cast<float>(span);
+        pa = X;
+    }
+};
 
-}  // namespace
+// The float lines' arithmetic: the product first, then the quotient, then
+// the sum, in single precision.
+struct FloatClip {
+    using Coord = float;
+    template <class Z>
+    static void moveOnto(float& pa, float& pb, Z& pz, float qa, float qb, Z qz, float X) {
+        pb = (qb - pb) * (X - pa) / (qa - pa) + pb;
+        if constexpr (std::is_same<Z, float>::value) pz = (qz - pz) * (X - pa) / (qa - pa) + pz;
+        pa = X;
+    }
+};
 
-// Integer clip of a depth line against the surface: left, right, top,
-// bottom, each looking at end 1 first.  False when nothing is visible.
-bool ClippingLine3i(const RenderState& s, int& x1, int& y1, float& z1, int& x2, int& y2, float& z2) {
-    const int R = s.clipRight, B = s.clipBottom;
-    if (x1 < 0 && x2 < 0) return false;
-    if (x1 < 0) moveToX(x1, y1, z1, x2, y2, z2, 0);
-    else if (x2 < 0) moveToX(x2, y2, z2, x1, y1, z1, 0);
-    if (x1 > R && x2 > R) return false;
-    if (x1 > R) moveToX(x1, y1, z1, x2, y2, z2, R);
-    else if (x2 > R) moveToX(x2, y2, z2, x1, y1, z1, R);
-    if (y1 < 0 && y2 < 0) return false;
-    if (y1 < 0) moveToX(y1, x1, z1, y2, x2, z2, 0);
-    else if (y2 < 0) moveToX(y2, x2, z2, y1, x1, z1, 0);
-    if (y1 > B && y2 > B) return false;
-    if (y1 > B) moveToX(y1, x1, z1, y2, x2, z2, B);
-    else if (y2 > B) moveToX(y2, x2, z2, y1, x1, z1, B);
+// One rung: both ends beyond the bound rejects the segment; otherwise the
+// end beyond it, end 1 looked at first, moves onto it.  `Beyond` says which
+// side of the bound is outside; the comparisons are strict, so NaN is never
+// outside.
+template <class Clip, class Z, class C, class Beyond>
+bool clipRung(C& a1, C& b1, Z& z1, C& a2, C& b2, Z& z2, C bound, Beyond beyond) {
+    if (beyond(a1, bound) && beyond(a2, bound)) return false;
+    if (beyond(a1, bound)) Clip::moveOnto(a1, b1, z1, a2, b2, z2, bound);
+    else if (beyond(a2, bound)) Clip::moveOnto(a2, b2, z2, a1, b1, z1, bound);
     return true;
 }
 
+// The clip of every line against the surface: left, right, top, bottom, in
+// that order, each rung working on what the earlier ones left.  False when
+// nothing is visible.
+template <class Clip, class Z, class C = typename Clip::Coord>
+bool clipLine(C right, C bottom, C& x1, C& y1, Z& z1, C& x2, C& y2, Z& z2) {
+    const auto below = [](C v, C bound) { return bound > v; };
+    const auto above = [](C v, C bound) { return v > bound; };
+    return clipRung<Clip>(x1, y1, z1, x2, y2, z2, C{0}, below) &&
+           clipRung<Clip>(x1, y1, z1, x2, y2, z2, right, above) &&
+           clipRung<Clip>(y1, x1, z1, y2, x2, z2, C{0}, below) &&
+           clipRung<Clip>(y1, x1, z1, y2, x2, z2, bottom, above);
+}
+
+// The integer clip of the depth lines.
+bool ClippingLine3i(const RenderState& s, int& x1, int& y1, float& z1, int& x2, int& y2, float& z2) {
+    return clipLine<WrappingIntClip>(s.clipRight, s.clipBottom, x1, y1, z1, x2, y2, z2);
+}
+
+// The float clip uses the integer bounds converted to float.
+template <class Z>
+bool clipLineF(const RenderState& s, float& x1, float& y1, Z& z1, float& x2, float& y2, Z& z2) {
+    return clipLine<FloatClip>(static_cast<float>(s.clipRight), static_cast<float>(s.clipBottom), x1, y1, z1, x2,
+                               y2, z2);
+}
+
+}  // namespace
 }  // namespace kwr
 
 using kwr::LineEnd;
 
 void KWRRender::kwrLine(int x1, int y1, int x2, int y2) {
-    // The same clip as the depth lines' without depth: only the integer
-    // coordinates matter, and they move identically.
-    float z1 = 0, z2 = 0;
-    if (!kwr::ClippingLine3i(s, x1, y1, z1, x2, y2, z2)) return;
+    kwr::NoDepth z1, z2;
+    if (!kwr::clipLine<kwr::WrappingIntClip>(s.clipRight, s.clipBottom, x1, y1, z1, x2, y2, z2)) return;
     kwr::drawSegment<false>(s, LineEnd{x1, y1, 0}, LineEnd{x2, y2, 0});
 }
 
 void KWRRender::kwrLinef(float x1, float y1, float x2, float y2) {
-    float z1 = 0, z2 = 0;
-    if (!ClippingLine3(x1, y1, z1, x2, y2, z2)) return;
+    kwr::NoDepth z1, z2;
+    if (!kwr::clipLineF(s, x1, y1, z1, x2, y2, z2)) return;
     kwrLine(kwr::roundHalfUp(x1), kwr::roundHalfUp(y1), kwr::roundHalfUp(x2), kwr::roundHalfUp(y2));
 }
 
 void KWRRender::kwrLinefg(float x1, float y1, float x2, float y2) {
-    kwrLinef(s.centerX + x1, s.centerY - y1, s.centerX + x2, s.centerY - y2);
+    kwrLinef(kwr::centredX(s, x1), kwr::centredY(s, y1), kwr::centredX(s, x2), kwr::centredY(s, y2));
 }
 
 bool KWRRender::ClippingLine3(float& x1, float& y1, float& z1, float& x2, float& y2, float& z2) {
-    const float R = static_cast<float>(s.clipRight), B = static_cast<float>(s.clipBottom);
-    if (0 > x1 && 0 > x2) return false;
-    if (0 > x1) kwr::moveToXf(x1, y1, z1, x2, y2, z2, 0);
-    else if (0 > x2) kwr::moveToXf(x2, y2, z2, x1, y1, z1, 0);
-    if (x1 > R && x2 > R) return false;
-    if (x1 > R) kwr::moveToXf(x1, y1, z1, x2, y2, z2, R);
-    else if (x2 > R) kwr::moveToXf(x2, y2, z2, x1, y1, z1, R);
-    if (0 > y1 && 0 > y2) return false;
-    if (0 > y1) kwr::moveToXf(y1, x1, z1, y2, x2, z2, 0);
-    else if (0 > y2) kwr::moveToXf(y2, x2, z2, y1, x1, z1, 0);
-    if (y1 > B && y2 > B) return false;
-    if (y1 > B) kwr::moveToXf(y1, x1, z1, y2, x2, z2, B);
-    else if (y2 > B) kwr::moveToXf(y2, x2, z2, y1, x1, z1, B);
-    return true;
+    return kwr::clipLineF(s, x1, y1, z1, x2, y2, z2);
 }
 
 void KWRRender::DrawLine2(int x1, int y1, int x2, int y2) {
@@ -185,7 +201,7 @@ void KWRRender::DrawLine3(int x1, int y1, float z1, int x2, int y2, float z2) {
 
 void KWRRender::kwrLine3(int x1, int y1, float z1, int x2, int y2, float z2) {
     if (!kwr::ClippingLine3i(s, x1, y1, z1, x2, y2, z2)) return;
-    if (s.zTestActive == 0 || s.zBuffer == nullptr) DrawLine2(x1, y1, x2, y2);
+    if (!kwr::depthTestActive(s)) DrawLine2(x1, y1, x2, y2);
     else DrawLine3(x1, y1, z1, x2, y2, z2);
 }
 
@@ -193,10 +209,10 @@ void KWRRender::kwrLine3f(float x1, float y1, float z1, float x2, float y2, floa
     if (!ClippingLine3(x1, y1, z1, x2, y2, z2)) return;
     const int ix1 = kwr::roundHalfUp(x1), iy1 = kwr::roundHalfUp(y1);
     const int ix2 = kwr::roundHalfUp(x2), iy2 = kwr::roundHalfUp(y2);
-    if (s.zTestActive == 0 || s.zBuffer == nullptr) DrawLine2(ix1, iy1, ix2, iy2);
+    if (!kwr::depthTestActive(s)) DrawLine2(ix1, iy1, ix2, iy2);
     else DrawLine3(ix1, iy1, z1, ix2, iy2, z2);
 }
 
 void KWRRender::kwrLine3fg(float x1, float y1, float z1, float x2, float y2, float z2) {
-    kwrLine3f(s.centerX + x1, s.centerY - y1, z1, s.centerX + x2, s.centerY - y2, z2);
+    kwrLine3f(kwr::centredX(s, x1), kwr::centredY(s, y1), z1, kwr::centredX(s, x2), kwr::centredY(s, y2), z2);
 }

@@ -4,9 +4,9 @@
 #include <cstring>
 
 #include "KWRRender.h"
-#include "render/access.h"
 #include "render/numeric.h"
 #include "render/pixel_format.h"
+#include "render/state.h"
 
 namespace kwr {
 namespace {
@@ -94,7 +94,7 @@ void KWRRender::kwrBoxf(float x1, float y1, float x2, float y2) {
 }
 
 void KWRRender::kwrBoxfg(float x1, float y1, float x2, float y2) {
-    kwrBoxf(s.centerX + x1, s.centerY - y1, s.centerX + x2, s.centerY - y2);
+    kwrBoxf(kwr::centredX(s, x1), kwr::centredY(s, y1), kwr::centredX(s, x2), kwr::centredY(s, y2));
 }
 
 void KWRRender::kwrBox3(int x1, int y1, int x2, int y2, float z) {
@@ -108,7 +108,7 @@ void KWRRender::kwrBox3f(float x1, float y1, float x2, float y2, float z) {
 }
 
 void KWRRender::kwrBox3fg(float x1, float y1, float x2, float y2, float z) {
-    kwrBox3f(s.centerX + x1, s.centerY - y1, s.centerX + x2, s.centerY - y2, z);
+    kwrBox3f(kwr::centredX(s, x1), kwr::centredY(s, y1), kwr::centredX(s, x2), kwr::centredY(s, y2), z);
 }
 
 void KWRRender::kwrBitmap1(int x, int y, int w, int h, unsigned char* bitmap) {

@@ -5,51 +5,21 @@
 // compile-time parameters of the walk.
 #include <cstdint>
 
+#include "raster/edge_walk.h"
+
 #include "KWRRender.h"
-#include "render/access.h"
 #include "render/numeric.h"
 
 namespace kwr {
 namespace {
 
-// What an edge carries.  Depth walkers divide the x step by dy, the others
-// deliberately by dy + 1.
-template <bool Z, bool C, bool T>
-struct EdgeKind {
-    static constexpr bool kDepth = Z;
-    static constexpr bool kColor = C;
-    static constexpr bool kUV = T;
-};
-
-struct EdgeEnd {
-    std::int64_t x;
-    std::int64_t y;
-    float z;
-    float c[4];  // red, green, blue, alpha on 0..255
-    float u, v;
-};
-
-EdgeEnd makeEnd(std::int64_t x, std::int64_t y, float z, KWColor color, float u, float v) {
-    EdgeEnd e;
-    e.x = x;
-    e.y = y;
-    e.z = z;
-    e.c[0] = static_cast<float>((color.argb >> 16) & 0xFFu);
-    e.c[1] = static_cast<float>((color.argb >> 8) & 0xFFu);
-    e.c[2] = static_cast<float>(color.argb & 0xFFu);
-    e.c[3] = static_cast<float>((color.argb >> 24) & 0xFFu);
-    e.u = u;
-    e.v = v;
-    return e;
-}
-
 // a + (b - a) * t for every carried attribute.
 template <class K>
 void lerpAttributes(EdgeEnd& a, const EdgeEnd& b, float t) {
     if constexpr (K::kDepth) a.z = a.z + (b.z - a.z) * t;
-    if constexpr (K::kColor)
+    if constexpr (K::kColour)
         for (int k = 0; k < 4; ++k) a.c[k] = a.c[k] + (b.c[k] - a.c[k]) * t;
-    if constexpr (K::kUV) {
+    if constexpr (K::kTexCoords) {
         a.u = a.u + (b.u - a.u) * t;
         a.v = a.v + (b.v - a.v) * t;
     }
@@ -65,16 +35,19 @@ std::int64_t limitX(std::int64_t x) { return x < -kXLimit ? -kXLimit : (x > kXLi
 template <class K>
 void storeAttributes(int y, const EdgeEnd& a, float* z, float (*color)[kScanLineRows], float* u, float* v) {
     if constexpr (K::kDepth) z[y] = a.z;
-    if constexpr (K::kColor)
+    if constexpr (K::kColour)
         for (int k = 0; k < 4; ++k) color[k][y] = a.c[k];
-    if constexpr (K::kUV) {
+    if constexpr (K::kTexCoords) {
         u[y] = a.u;
         v[y] = a.v;
     }
 }
 
-template <class K>
+}  // namespace
+
+template <unsigned Carried>
 void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2) {
+    using K = Carries<Carried>;
     // Horizontal edges write nothing; the upper end is the top.
     if (p1.y == p2.y) return;
     EdgeEnd top = p1.y < p2.y ? p1 : p2;
@@ -114,9 +87,9 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2) {
     const float fdy = static_cast<float>(dy);
     float dc[4] = {0, 0, 0, 0};
     float du = 0, dv = 0;
-    if constexpr (K::kColor)
+    if constexpr (K::kColour)
         for (int k = 0; k < 4; ++k) dc[k] = (bot.c[k] - top.c[k]) / fdy;
-    if constexpr (K::kUV) {
+    if constexpr (K::kTexCoords) {
         du = (bot.u - top.u) / fdy;
         dv = (bot.v - top.v) / fdy;
     }
@@ -157,9 +130,9 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2) {
             x += sx;
             carry = true;
         }
-        if constexpr (K::kColor)
+        if constexpr (K::kColour)
             for (int k = 0; k < 4; ++k) a.c[k] += dc[k];
-        if constexpr (K::kUV) {
+        if constexpr (K::kTexCoords) {
             a.u += du;
             a.v += dv;
         }
@@ -170,65 +143,14 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2) {
     }
 }
 
-constexpr KWColor kNoColor = {0};
-
-using Edge = EdgeKind<false, false, false>;
-using Edgec = EdgeKind<false, true, false>;
-using Edgect = EdgeKind<false, true, true>;
-using Edget = EdgeKind<false, false, true>;
-using Edge3 = EdgeKind<true, false, false>;
-using Edge3c = EdgeKind<true, true, false>;
-using Edge3ct = EdgeKind<true, true, true>;
-using Edge3t = EdgeKind<true, false, true>;
-
-}  // namespace
-}  // namespace kwr
-
-using kwr::kNoColor;
-using kwr::makeEnd;
-using kwr::walkEdge;
-
-void KWRRender::UpdateScanLine(int x1, int y1, int x2, int y2) {
-    walkEdge<kwr::Edge>(s, makeEnd(x1, y1, 0, kNoColor, 0, 0), makeEnd(x2, y2, 0, kNoColor, 0, 0));
-}
-
-void KWRRender::UpdateScanLinef(float x1, float y1, float x2, float y2) {
-    float xT = x1, yT = y1, xB = x2, yB = y2;
-    if (y1 > y2) {
-        xT = x2;
-        yT = y2;
-        xB = x1;
-        yB = y1;
-    }
-    if (yT < 0) {
-        xT += (xT - xB) * yT / (yB - yT);
-        yT = 0;
-    }
-    if (yB > s.heightF) {
-        xB += (s.heightF - yB) * (xT - xB) / (yT - yB);
-        yB = s.heightF;
-    }
-    UpdateScanLine(kwr::roundHalfUp(xT), kwr::roundHalfUp(yT), kwr::roundHalfUp(xB), kwr::roundHalfUp(yB));
-}
-
-void KWRRender::UpdateScanLinec(int x1, int y1, KWColor c1, int x2, int y2, KWColor c2) {
-    walkEdge<kwr::Edgec>(s, makeEnd(x1, y1, 0, c1, 0, 0), makeEnd(x2, y2, 0, c2, 0, 0));
-}
-
-void KWRRender::UpdateScanLinect(int x1, int y1, KWColor c1, float u1, float v1, int x2, int y2,
-                                 KWColor c2, float u2, float v2) {
-    walkEdge<kwr::Edgect>(s, makeEnd(x1, y1, 0, c1, u1, v1), makeEnd(x2, y2, 0, c2, u2, v2));
-}
-
-void KWRRender::UpdateScanLinet(int x1, int y1, float u1, float v1, int x2, int y2, float u2, float v2) {
-    walkEdge<kwr::Edget>(s, makeEnd(x1, y1, 0, kNoColor, u1, v1), makeEnd(x2, y2, 0, kNoColor, u2, v2));
-}
-
-void KWRRender::UpdateScanLine3(int x1, int y1, float z1, int x2, int y2, float z2) {
-    walkEdge<kwr::Edge3>(s, makeEnd(x1, y1, z1, kNoColor, 0, 0), makeEnd(x2, y2, z2, kNoColor, 0, 0));
-}
-
-void KWRRender::UpdateScanLine3f(float x1, float y1, float z1, float x2, float y2, float z2) {
+// The float prelude shared by both float walkers.  The top end is the one
+// with the smaller y (the ends swap only when y1 > y2).  The depth walker
+// rejects edges wholly outside the rows first and forms its clip fractions
+// before multiplying; the flat one multiplies first.  Both operation orders
+// are kept as they are, since they differ in the last bit.
+template <unsigned Carried>
+void walkFloatEdge(RenderState& s, float x1, float y1, float z1, float x2, float y2, float z2) {
+    constexpr bool kDepth = Carries<Carried>::kDepth;
     float xT = x1, yT = y1, zT = z1, xB = x2, yB = y2, zB = z2;
     if (y1 > y2) {
         xT = x2;
@@ -238,36 +160,90 @@ void KWRRender::UpdateScanLine3f(float x1, float y1, float z1, float x2, float y
         yB = y1;
         zB = z1;
     }
-    if (yB < 0 || yT > s.clipBottomF) return;
+    if (kDepth && (yB < 0 || yT > s.clipBottomF)) return;
     if (yT < 0) {
-        const float t = yT / (yB - yT);
-        xT += (xT - xB) * t;
-        zT += (zT - zB) * t;
+        if constexpr (kDepth) {
+            const float t = yT / (yB - yT);
+            xT += (xT - xB) * t;
+            zT += (zT - zB) * t;
+        } else {
+            xT += (xT - xB) * yT / (yB - yT);
+        }
         yT = 0;
     }
     if (yB > s.heightF) {
-        const float k = (s.heightF - yB) / (yT - yB);
-        xB += (xT - xB) * k;
-        zB += (zT - zB) * k;
+        if constexpr (kDepth) {
+            const float k = (s.heightF - yB) / (yT - yB);
+            xB += (xT - xB) * k;
+            zB += (zT - zB) * k;
+        } else {
+            xB += (s.heightF - yB) * (xT - xB) / (yT - yB);
+        }
         yB = s.heightF;
     }
-    // The rounded ends already lie in rows 0..height, so the integer walk's
-    // own reject and clip steps change nothing; they only keep NaN input
-    // inside the table.
-    walkEdge<kwr::Edge3>(s, makeEnd(kwr::roundHalfUp(xT), kwr::roundHalfUp(yT), zT, kNoColor, 0, 0),
-                         makeEnd(kwr::roundHalfUp(xB), kwr::roundHalfUp(yB), zB, kNoColor, 0, 0));
+    // The rounded ends lie in rows 0..height, so the integer walk's own
+    // reject and clip steps change nothing for finite input; they keep NaN
+    // input inside the table.
+    walkEdge<Carried>(s, edgeEnd(roundHalfUp(xT), roundHalfUp(yT), zT), edgeEnd(roundHalfUp(xB), roundHalfUp(yB), zB));
+}
+
+// Every walker the library uses.
+template void walkEdge<kCarryNothing>(RenderState&, const EdgeEnd&, const EdgeEnd&);
+template void walkEdge<kCarryColour>(RenderState&, const EdgeEnd&, const EdgeEnd&);
+template void walkEdge<kCarryColour | kCarryTexCoords>(RenderState&, const EdgeEnd&, const EdgeEnd&);
+template void walkEdge<kCarryTexCoords>(RenderState&, const EdgeEnd&, const EdgeEnd&);
+template void walkEdge<kCarryDepth>(RenderState&, const EdgeEnd&, const EdgeEnd&);
+template void walkEdge<kCarryDepth | kCarryColour>(RenderState&, const EdgeEnd&, const EdgeEnd&);
+template void walkEdge<kCarryDepth | kCarryColour | kCarryTexCoords>(RenderState&, const EdgeEnd&, const EdgeEnd&);
+template void walkEdge<kCarryDepth | kCarryTexCoords>(RenderState&, const EdgeEnd&, const EdgeEnd&);
+template void walkFloatEdge<kCarryNothing>(RenderState&, float, float, float, float, float, float);
+template void walkFloatEdge<kCarryDepth>(RenderState&, float, float, float, float, float, float);
+
+}  // namespace kwr
+
+using kwr::edgeEnd;
+using kwr::walkEdge;
+constexpr unsigned kD = kwr::kCarryDepth, kC = kwr::kCarryColour, kT = kwr::kCarryTexCoords;
+
+void KWRRender::UpdateScanLine(int x1, int y1, int x2, int y2) {
+    walkEdge<kwr::kCarryNothing>(s, edgeEnd(x1, y1), edgeEnd(x2, y2));
+}
+
+void KWRRender::UpdateScanLinef(float x1, float y1, float x2, float y2) {
+    kwr::walkFloatEdge<kwr::kCarryNothing>(s, x1, y1, 0, x2, y2, 0);
+}
+
+void KWRRender::UpdateScanLinec(int x1, int y1, KWColor c1, int x2, int y2, KWColor c2) {
+    walkEdge<kC>(s, edgeEnd(x1, y1, 0, c1.argb), edgeEnd(x2, y2, 0, c2.argb));
+}
+
+void KWRRender::UpdateScanLinect(int x1, int y1, KWColor c1, float u1, float v1, int x2, int y2,
+                                 KWColor c2, float u2, float v2) {
+    walkEdge<kC | kT>(s, edgeEnd(x1, y1, 0, c1.argb, u1, v1), edgeEnd(x2, y2, 0, c2.argb, u2, v2));
+}
+
+void KWRRender::UpdateScanLinet(int x1, int y1, float u1, float v1, int x2, int y2, float u2, float v2) {
+    walkEdge<kT>(s, edgeEnd(x1, y1, 0, 0, u1, v1), edgeEnd(x2, y2, 0, 0, u2, v2));
+}
+
+void KWRRender::UpdateScanLine3(int x1, int y1, float z1, int x2, int y2, float z2) {
+    walkEdge<kD>(s, edgeEnd(x1, y1, z1), edgeEnd(x2, y2, z2));
+}
+
+void KWRRender::UpdateScanLine3f(float x1, float y1, float z1, float x2, float y2, float z2) {
+    kwr::walkFloatEdge<kD>(s, x1, y1, z1, x2, y2, z2);
 }
 
 void KWRRender::UpdateScanLine3c(int x1, int y1, float z1, KWColor c1, int x2, int y2, float z2, KWColor c2) {
-    walkEdge<kwr::Edge3c>(s, makeEnd(x1, y1, z1, c1, 0, 0), makeEnd(x2, y2, z2, c2, 0, 0));
+    walkEdge<kD | kC>(s, edgeEnd(x1, y1, z1, c1.argb), edgeEnd(x2, y2, z2, c2.argb));
 }
 
 void KWRRender::UpdateScanLine3ct(int x1, int y1, float z1, KWColor c1, float u1, float v1, int x2, int y2,
                                   float z2, KWColor c2, float u2, float v2) {
-    walkEdge<kwr::Edge3ct>(s, makeEnd(x1, y1, z1, c1, u1, v1), makeEnd(x2, y2, z2, c2, u2, v2));
+    walkEdge<kD | kC | kT>(s, edgeEnd(x1, y1, z1, c1.argb, u1, v1), edgeEnd(x2, y2, z2, c2.argb, u2, v2));
 }
 
 void KWRRender::UpdateScanLine3t(int x1, int y1, float z1, float u1, float v1, int x2, int y2, float z2,
                                  float u2, float v2) {
-    walkEdge<kwr::Edge3t>(s, makeEnd(x1, y1, z1, kNoColor, u1, v1), makeEnd(x2, y2, z2, kNoColor, u2, v2));
+    walkEdge<kD | kT>(s, edgeEnd(x1, y1, z1, 0, u1, v1), edgeEnd(x2, y2, z2, 0, u2, v2));
 }

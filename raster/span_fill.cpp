@@ -5,7 +5,7 @@ using kwr::fillTriangleRows;
 
 void KWRRender::rasterTriangle3(int firstRow, int lastRow) {
     // A translucent colour with blending on goes to the blended fill.
-    if (s.alphaEnable != 0 && (s.color & 0xFF000000u) < 0xFF000000u) {
+    if (kwr::currentColourBlends(s)) {
         rasterTriangle3a(firstRow, lastRow);
         return;
     }

@@ -122,11 +122,11 @@ inline SpanContext makeSpanContext(const RenderState& s) {
     // A map bound with a size of zero or less would divide by zero in the
     // wrap: such a texture samples the built-in texel, and such an alpha map
     // counts as unbound.
-    if (s.textureWidth > 0 && s.textureHeight > 0)
+    if (textureBound(s))
         k.texture = sampledMap(s.texture, s.textureWidth, s.textureHeight, s.textureBpp);
     else
         k.texture = sampledMap(kBuiltinTexel, 1, 1, 4);
-    if (s.alphaMap == kBuiltinTexel || s.alphaMapWidth <= 0 || s.alphaMapHeight <= 0) {
+    if (!alphaMapBound(s)) {
         k.alphaMap = sampledMap(kBuiltinTexel, 1, 1, 1);
         k.alphaSource = SpanContext::kAlphaFromTexel;
     } else {
@@ -277,9 +277,7 @@ void walkSpans(const RenderState& s, int firstRow, int lastRow, PixelFn&& pixel,
     constexpr bool kParam = Rule::kTraits.interpolates;
     if (kDepth && s.zBuffer == nullptr) return;
     // Rows outside the surface or the table are never filled.
-    if (firstRow < 0) firstRow = 0;
-    const int rowLimit = s.clipBottom < kScanLineRows - 1 ? s.clipBottom : kScanLineRows - 1;
-    if (lastRow > rowLimit) lastRow = rowLimit;
+    clampRows(s, firstRow, lastRow);
     const ScanLineTable& t = s.scan;
     for (int row = firstRow; row <= lastRow; ++row) {
         std::int64_t L = t.scanLeftX[row];

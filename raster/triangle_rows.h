@@ -1,9 +1,10 @@
-// Row ranges of triangles and the reset of their scan-line table rows.
+// Row ranges of triangles, the reset of their scan-line table rows, and the
+// flat triangles' own span writer.
 #ifndef KWR_RASTER_TRIANGLE_ROWS_H
 #define KWR_RASTER_TRIANGLE_ROWS_H
 
-#include "KWRRender.h"
 #include "render/numeric.h"
+#include "render/state.h"
 
 namespace kwr {
 
@@ -13,13 +14,8 @@ struct RowRange {
     int last;
 };
 
-// Keeps a range inside the surface and the table.  Ranges computed from
-// well-formed vertices already are; NaN vertices pass every rejection test
-// and would not be.
 inline RowRange limitRows(const RenderState& s, RowRange r) {
-    const int bottom = s.clipBottom < kScanLineRows - 1 ? s.clipBottom : kScanLineRows - 1;
-    if (r.first < 0) r.first = 0;
-    if (r.last > bottom) r.last = bottom;
+    clampRows(s, r.first, r.last);
     return r;
 }
 
@@ -42,6 +38,10 @@ inline void resetRows(RenderState& s, RowRange r) {
         s.scan.scanRightX[y] = -32767;
     }
 }
+
+// Writes the spans of the flat triangles in the current colour, opaque or
+// blended, over the rows of the range (raster/triangle_flat.cpp).
+void fillFlatSpans(const RenderState& s, RowRange rows, bool blend);
 
 }  // namespace kwr
 

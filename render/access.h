@@ -1,29 +1,22 @@
-// Library-internal access to a KWRRender's state and private operations.
+// Test access to a KWRRender's state and private operations.
 //
-// The drawing code of every subsystem works on the object's RenderState; the
-// tests reach the private operations through the forwarders below.  This
-// header is not installed.
+// The library's own code works on the state (render/state.h) and calls its
+// internal functions directly; the forwarders below exist so that tests can
+// reach the private members.  This header is not installed.
 #ifndef KWR_RENDER_ACCESS_H
 #define KWR_RENDER_ACCESS_H
 
 #include <utility>
 
 #include "KWRRender.h"
-#include "render/pixel_format.h"
+#include "render/state.h"
 
 namespace kwr {
-
-// The one built-in texel (four 0xFF bytes).  Its address is significant:
-// `texture` and `alphaMap` pointing at it means that nothing is bound.
-extern unsigned char* const kBuiltinTexel;
-
-inline SolidColor solidColor(const RenderState& s) { return SolidColor{s.color8, s.color16, s.color}; }
 
 struct Access {
     static RenderState& state(KWRRender& r) { return r.s; }
     static const RenderState& state(const KWRRender& r) { return r.s; }
 
-    // Private operations, forwarded for tests and internal callers.
 #define KWR_FORWARD(name) \
     template <class... A> \
     static decltype(auto) name(KWRRender& r, A&&... a) { return r.name(std::forward<A>(a)...); }

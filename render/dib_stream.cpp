@@ -43,14 +43,12 @@ void releaseBlock(T*& block, int& kind) {
 
 // Row size in bytes, computed in 32-bit unsigned arithmetic as GDI does.
 std::uint32_t rowBytes(int bitCount, int width) {
-    return ((static_cast<std::uint32_t>(bitCount) * static_cast<std::uint32_t>(width) + 31u) >> 3) &
-           ~3u;
+    return dibRowBytes(static_cast<std::uint32_t>(bitCount), static_cast<std::uint32_t>(width));
 }
 
 // |height| rows of the row size, without wrapping.
 std::uint64_t exactImageBytes(int bitCount, int width, int height) {
-    const std::uint64_t row =
-        ((static_cast<std::uint64_t>(bitCount) * static_cast<std::uint64_t>(width) + 31u) >> 3) & ~std::uint64_t{3};
+    const std::uint64_t row = dibRowBytes(static_cast<std::uint64_t>(bitCount), static_cast<std::uint64_t>(width));
     const std::uint64_t rows = height < 0 ? 0u - static_cast<std::uint64_t>(static_cast<std::int64_t>(height))
                                           : static_cast<std::uint64_t>(height);
     return row * rows;

@@ -9,6 +9,14 @@
 
 namespace kwr {
 
+// Bytes per pixel row of a DIB: bitCount * width bits rounded up to whole
+// 32-bit words.  U is the unsigned type the arithmetic runs in: 32 bits
+// wrap as GDI's computation does, 64 bits are exact for any int arguments.
+template <class U>
+constexpr U dibRowBytes(U bitCount, U width) {
+    return ((bitCount * width + 31u) >> 3) & ~U{3};
+}
+
 // How a block was obtained, which selects how it is released.
 enum DibAlloc : int {
     kAllocNone = 0,   // not owned, never freed

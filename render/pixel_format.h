@@ -44,10 +44,32 @@ inline std::uint32_t pack555(std::uint32_t r, std::uint32_t g, std::uint32_t b) 
 inline std::uint16_t toX1R5G5B5(std::uint32_t argb) {
     return static_cast<std::uint16_t>(pack555(argb >> 16, argb >> 8, argb));
 }
+// 0x00RRGGBB from X1R5G5B5, each 5-bit field widened to 8 bits by repeating
+// its top bits in the freed low bits (as GDI shows such pixels).
+inline std::uint32_t fromX1R5G5B5(std::uint32_t w) {
+    const std::uint32_t r = (w >> 10) & 0x1Fu, g = (w >> 5) & 0x1Fu, b = w & 0x1Fu;
+    return (((r << 3) | (r >> 2)) << 16) | (((g << 3) | (g >> 2)) << 8) | ((b << 3) | (b >> 2));
+}
 // Index into the 6x6x6 colour cube (each channel divided by 43, truncated).
 inline std::uint8_t toColorCube(std::uint32_t argb) {
     const unsigned r = (argb >> 16) & 0xFFu, g = (argb >> 8) & 0xFFu, b = argb & 0xFFu;
     return static_cast<std::uint8_t>(((r / 43u) * 6u + g / 43u) * 6u + b / 43u);
+}
+// The colour table that makes toColorCube's indices meaningful: 216 entries
+// of 4 bytes (blue, green, red, 0), entry (r * 6 + g) * 6 + b holding red
+// r * 43, green g * 43, blue b * 43, red outermost.
+inline void writeColorCubeTable(unsigned char* entry) {
+    for (unsigned r = 0; r <= 255; r += 43) {
+        for (unsigned g = 0; g <= 255; g += 43) {
+            for (unsigned b = 0; b <= 255; b += 43) {
+                entry[0] = static_cast<unsigned char>(b);
+                entry[1] = static_cast<unsigned char>(g);
+                entry[2] = static_cast<unsigned char>(r);
+                entry[3] = 0;
+                entry += 4;
+            }
+        }
+    }
 }
 
 // The integer blend of a flat colour: each channel becomes

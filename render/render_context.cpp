@@ -2,11 +2,13 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "KWRRender.h"
-#include "render/access.h"
 #include "render/dib_stream.h"
 #include "render/numeric.h"
+#include "render/pixel_format.h"
+#include "render/state.h"
 
 namespace kwr {
 
@@ -51,8 +53,8 @@ constexpr std::int64_t kMaxSurfaceBytes = 0x7FFFFFFF;
 
 bool sizeSupported(int width, int height, int bpp) {
     if (width < 1 || height < 1 || height > kScanLineRows) return false;
-    const std::int64_t row = ((static_cast<std::int64_t>(bpp) * width + 31) >> 3) & ~std::int64_t{3};
-    return row * height <= kMaxSurfaceBytes;
+    const std::uint64_t row = dibRowBytes(static_cast<std::uint64_t>(bpp), static_cast<std::uint64_t>(width));
+    return row * static_cast<std::uint64_t>(height) <= static_cast<std::uint64_t>(kMaxSurfaceBytes);
 }
 }  // namespace
 
@@ -62,7 +64,9 @@ unsigned char* const kBuiltinTexel = builtinTexelCell;
 
 using kwr::RenderState;
 
-KWRRender::KWRRender() {
+KWRRender::KWRRender() : s(*::new (static_cast<void*>(state_)) RenderState) {
+    static_assert(sizeof(RenderState) <= kStateBytes, "the state outgrew its block in KWRRender.h");
+    static_assert(alignof(RenderState) <= alignof(KWRRender), "the state needs more alignment than its block");
     // The scan-line table needs no initial contents: every triangle resets
     // the rows it uses before reading them.
     s.dib = nullptr;
@@ -93,7 +97,7 @@ KWRRender::~KWRRender() { kwrDestroy(); }
 KWRRender& KWRRender::operator=(const KWRRender& other) {
     // A deliberate shallow copy of every field, scan-line table included;
     // nothing this object held is released.
-    if (this != &other) std::memcpy(static_cast<void*>(&s), &other.s, sizeof s);
+    if (this != &other) std::memcpy(static_cast<void*>(&s), &other.s, sizeof(RenderState));
     return *this;
 }
 
@@ -123,20 +127,9 @@ int KWRRender::kwrInitBuffer(int width, int height) {
     s.centerY = s.heightF * 0.5f;
 
     if (s.renderBpp == 8) {
-        // Palette entries 0..215 become the 6x6x6 colour cube, red outermost;
-        // entries 216..255 keep the surface's grey ramp.
-        unsigned char* entry = reinterpret_cast<unsigned char*>(s.dib->header) + 40;
-        for (int r = 0; r <= 255; r += 43) {
-            for (int g = 0; g <= 255; g += 43) {
-                for (int b = 0; b <= 255; b += 43) {
-                    entry[0] = static_cast<unsigned char>(b);
-                    entry[1] = static_cast<unsigned char>(g);
-                    entry[2] = static_cast<unsigned char>(r);
-                    entry[3] = 0;
-                    entry += 4;
-                }
-            }
-        }
+        // Palette entries 0..215 become the colour cube; entries 216..255
+        // keep the surface's grey ramp.
+        kwr::writeColorCubeTable(reinterpret_cast<unsigned char*>(s.dib->header) + 40);
     }
 
     if (s.zBufferEnable != 0) {

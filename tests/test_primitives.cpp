@@ -11,10 +11,6 @@
 using kwr_test::Pixels;
 using kwr_test::Surface;
 
-namespace kwr {
-bool ClippingLine3i(const RenderState& s, int& x1, int& y1, float& z1, int& x2, int& y2, float& z2);
-}
-
 TEST(Points, BoundsAndStores) {
     Surface s(32, 4, 3);
     s->kwrSetColor(0x12345678);
@@ -228,21 +224,22 @@ TEST(DepthLines, ClipWalkAndDepthRules) {
 
 TEST(DepthLines, ClippersMoveEndsOntoTheSurface) {
     Surface s(24, 10, 10);
-    int x1 = -10, y1 = 2, x2 = 2, y2 = -10;
-    float z1 = 0, z2 = 1;
-    EXPECT_FALSE(kwr::ClippingLine3i(s.s(), x1, y1, z1, x2, y2, z2));
-    x1 = -10, y1 = 5, x2 = 10, y2 = 5, z1 = 0.0f, z2 = 1.0f;
-    EXPECT_TRUE(kwr::ClippingLine3i(s.s(), x1, y1, z1, x2, y2, z2));
-    EXPECT_EQ(x1, 0);
-    EXPECT_EQ(x2, 9);
-    EXPECT_FLOAT_EQ(z1, 0.5f);
+    s->kwrSetColor(0xFFFFFFFF);
+    s->kwrLine3(-10, 2, 0.0f, 2, -10, 1.0f);  // beside a corner: rejected at the top rung
+    EXPECT_TRUE(s.pixelsNot(0).empty());
+    // (-10, 5, 0) to (10, 5, 1): the left end moves to x 0 with depth 0.5,
+    // the right end to x 9.
+    s->kwrLine3(-10, 5, 0.0f, 10, 5, 1.0f);
+    EXPECT_EQ(s.pixelsNot(0).size(), 10u);
+    EXPECT_FLOAT_EQ(s.z(0, 5), 0.5f);
     float fx1 = 9.4f, fy1 = 0, fz1 = 0, fx2 = -0.4f, fy2 = 0, fz2 = 0;
     EXPECT_TRUE(kwr::Access::ClippingLine3(*s.r, fx1, fy1, fz1, fx2, fy2, fz2));
     EXPECT_EQ(fx1, 9.0f);
     EXPECT_EQ(fx2, 0.0f);
-    s->kwrSetColor(0xFFFFFFFF);
-    s->kwrLine3f(7.0f, 9.0f, 0.5f, 9.4f, 9.0f, 0.5f);  // clipped to column 9, never 10
-    EXPECT_EQ(s.pixelsNot(0), (Pixels{{7, 9}, {8, 9}, {9, 9}}));
-    s->kwrLine3f(1e30f, -1e30f, 0.0f, -1e30f, 1e30f, 0.0f);
-    s->kwrLine3fg(NAN, 0, 0, INFINITY, 0, 0);
+    Surface t(24, 10, 10);
+    t->kwrSetColor(0xFFFFFFFF);
+    t->kwrLine3f(7.0f, 9.0f, 0.5f, 9.4f, 9.0f, 0.5f);  // clipped to column 9, never 10
+    EXPECT_EQ(t.pixelsNot(0), (Pixels{{7, 9}, {8, 9}, {9, 9}}));
+    t->kwrLine3f(1e30f, -1e30f, 0.0f, -1e30f, 1e30f, 0.0f);
+    t->kwrLine3fg(NAN, 0, 0, INFINITY, 0, 0);
 }

@@ -9,7 +9,7 @@ cd "$(dirname "$0")/.."
 if [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null; then
   need=""
   for p in g++ clang libclang-rt-14-dev cmake ninja-build googletest libgtest-dev \
-           libbenchmark-dev g++-mingw-w64-x86-64-posix wine64; do
+           libbenchmark-dev g++-mingw-w64-x86-64-posix wine64 libpng-dev libsdl2-dev xvfb xauth imagemagick; do
     dpkg -s "$p" >/dev/null 2>&1 || need="$need $p"
   done
   if [ -n "$need" ]; then

@@ -1,5 +1,5 @@
 # Checks the DLL's tables: it exports members of KWRRender, public and
-# internal ones alike, and nothing else; and it needs no MinGW runtime DLL
+# internal ones alike, and of KWRImage, and nothing else; and it needs no MinGW runtime DLL
 # (libstdc++, libgcc, winpthread are linked in), only system DLLs.
 execute_process(COMMAND ${OBJDUMP} -p ${DLL} OUTPUT_VARIABLE table RESULT_VARIABLE rc)
 if(rc)
@@ -11,7 +11,13 @@ foreach(symbol
     _ZN9KWRRender9kwrRenderEP5HDC__ii
     _ZN9KWRRender11kwrTriangleEiiiiii _ZN9KWRRender6kwrBoxEiiii
     _ZN9KWRRender17rasterTriangle3ctEii _ZN9KWRRender17UpdateScanLine3ctEiif7KWColorffiifS0_ff
-    _ZN9KWRRender9DrawLine3Eiifiif)
+    _ZN9KWRRender9DrawLine3Eiifiif
+    _ZN8KWRImageC1Ev _ZN8KWRImageD1Ev _ZN8KWRImageC1ERKS_ _ZN8KWRImageaSERKS_
+    _ZN8KWRImage7kwrLoadEPKcPK19KWRImageLoadOptions _ZN8KWRImage7kwrLoadEPKwPK19KWRImageLoadOptions
+    _ZN8KWRImage13kwrLoadMemoryEPKvyPK19KWRImageLoadOptions _ZN8KWRImage7kwrSaveEPKw
+    _ZN8KWRImage12kwrSaveFrameER9KWRRenderPKwPi _ZNK8KWRImage7kwrDrawEP5HDC__iiii
+    _ZNK8KWRImage16kwrCreatePaletteEv _ZN8KWRImage16kwrSelectPaletteEP5HDC__P10HPALETTE__
+    _ZN8KWRImage12kwrErrorTextEi)
   string(FIND "${table}" "${symbol}" at)
   if(at EQUAL -1)
     message(FATAL_ERROR "${symbol} is not exported by ${DLL}")
@@ -27,8 +33,8 @@ string(SUBSTRING "${table}" ${at} -1 names)
 string(REGEX MATCHALL "\n\t\\[ *[0-9]+\\] [^\n]+" exports "${names}")
 list(LENGTH exports count)
 foreach(line IN LISTS exports)
-  if(NOT line MATCHES "\\] _ZN9KWRRender")
-    message(FATAL_ERROR "exported but not a KWRRender member:${line}")
+  if(NOT line MATCHES "\\] _ZN(9KWRRender|K?8KWRImage)")
+    message(FATAL_ERROR "exported but not a KWRRender or KWRImage member:${line}")
   endif()
 endforeach()
 
@@ -38,4 +44,4 @@ foreach(line IN LISTS imports)
     message(FATAL_ERROR "${DLL} needs a MinGW runtime DLL: ${line}")
   endif()
 endforeach()
-message(STATUS "${count} exports, all KWRRender members; imports: ${imports}")
+message(STATUS "${count} exports, all KWRRender or KWRImage members; imports: ${imports}")

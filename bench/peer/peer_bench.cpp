@@ -1,0 +1,684 @@
+// Sets kwrender against general CPU rasterisers on the same seeded triangle
+// sets, in one run: Mpix/s and Mtri/s per peer, mode and triangle size, each
+// also as a ratio to the best single-thread peer and to memset of the frame.
+//
+// Every peer runs each mode in a child process of its own, so that llvmpipe
+// reads its thread count from a fresh environment and a peer that fails
+// cannot take the others down.  Clearing is not timed; the timed part of a
+// frame ends when the peer's pixels are all in memory.  The best frame of an
+// adaptive number of repetitions counts, less the peer's fixed cost of a
+// frame (measured with one small triangle).
+//
+//   kwrender_peer_bench [--quick] [--out FILE] [--readme FILE] [--peers k1,k2] [--modes m1,m2]
+//                       [--sizes 8,50,500,20000,full]
+//
+// --readme replaces what lies between the lines <!-- peer-bench:begin -->
+// and <!-- peer-bench:end --> of FILE with a summary of the run.
+#include <sys/mman.h>
+#include <sys/utsname.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "peer.h"
+
+namespace peerbench {
+
+namespace {
+
+constexpr int kSetCount = 5;   // 8, 50, 500, 20,000 px and full screen
+constexpr int kCheckSet = 2;   // the set whose pictures are compared
+constexpr std::size_t kFrameBytes = std::size_t(kWidth) * kHeight * 4;
+
+enum class Kind { Kwrender, Llvmpipe, Sdl };
+
+struct PeerSpec {
+    const char* key;    // for --peers
+    std::string title;  // column heading
+    Kind kind;
+    int bpp;                // kwrender's format
+    const char* lpThreads;  // llvmpipe: LP_NUM_THREADS, or null for its default
+    bool singleThread;
+    bool available;
+};
+
+const char* modeKey(Mode m) {
+    switch (m) {
+    case Mode::Flat: return "flat";
+    case Mode::FlatDepth: return "flat-depth";
+    case Mode::Gouraud: return "gouraud";
+    case Mode::GouraudDepth: return "gouraud-depth";
+    case Mode::Textured: return "textured";
+    case Mode::TexturedDepth: return "textured-depth";
+    case Mode::BlendedFlat: return "blended-flat";
+    case Mode::BlendedGouraud: return "blended-gouraud";
+    }
+    return "?";
+}
+
+// What a child hands back, in memory it shares with the parent.
+struct Report {
+    enum State { Failed, Measured, Unsupported } state;
+    char text[512];  // why unsupported, or what failed
+    char describe[256];
+    char how[512];
+    double seconds[kSetCount];  // best frame time, less the fixed cost
+    double fixedCost;
+    int hasFrame;
+    std::uint8_t frame[kFrameBytes];
+};
+
+struct Result {
+    Report::State state = Report::Failed;
+    std::string text, how;
+    double seconds[kSetCount] = {};
+    double fixedCost = 0;
+};
+
+struct Options {
+    bool quick = false;
+    std::string out;
+    std::string readme;  // a file whose marked section takes the summary
+    std::vector<std::string> peers, modes, sizes;  // empty: all
+};
+
+void copyText(char* to, std::size_t size, const std::string& from) {
+    std::snprintf(to, size, "%s", from.c_str());
+}
+
+using Clock = std::chrono::steady_clock;
+
+double secondsSince(Clock::time_point t0) { return std::chrono::duration<double>(Clock::now() - t0).count(); }
+
+// Best time of one timed frame, repeated until `budget` seconds of timed
+// frames have passed (at least two frames).
+template <class Clear, class Draw>
+double bestFrame(double budget, Clear clear, Draw draw) {
+    double best = 1e30, total = 0;
+    for (int frames = 0; frames < 2 || (total < budget && frames < 1000); ++frames) {
+        clear();
+        const auto t0 = Clock::now();
+        draw();
+        const double s = secondsSince(t0);
+        best = std::min(best, s);
+        total += s;
+    }
+    return best;
+}
+
+std::unique_ptr<Peer> makePeer(const PeerSpec& spec, const Texture& texture) {
+    switch (spec.kind) {
+    case Kind::Kwrender: return makeKwrenderPeer(spec.bpp, texture);
+#ifdef KWR_PEER_OSMESA
+    case Kind::Llvmpipe:
+        // llvmpipe reads its thread count when the first context is made.
+        if (spec.lpThreads)
+            setenv("LP_NUM_THREADS", spec.lpThreads, 1);
+        else
+            unsetenv("LP_NUM_THREADS");
+        return makeOsmesaPeer(texture);
+#endif
+#ifdef KWR_PEER_SDL
+    case Kind::Sdl: return makeSdlPeer(texture);
+#endif
+    default: throw std::runtime_error("peer not built");
+    }
+}
+
+void measure(const PeerSpec& spec, Mode m, const std::vector<TriangleSet>& sets, const std::vector<bool>& chosen,
+             const Texture& texture, double budget, Report& out) {
+    auto peer = makePeer(spec, texture);
+    copyText(out.describe, sizeof out.describe, peer->describe());
+    copyText(out.how, sizeof out.how, peer->howDrawn(m));
+    const std::string why = peer->unsupported(m);
+    if (!why.empty()) {
+        copyText(out.text, sizeof out.text, why);
+        out.state = Report::Unsupported;
+        return;
+    }
+    const auto clear = [&] { peer->clear(); };
+    peer->prepare(m, sets[0]);
+    peer->clear();
+    peer->draw(1);
+    out.fixedCost = bestFrame(budget / 4, clear, [&] { peer->draw(1); });
+    for (int i = 0; i < kSetCount; ++i) {
+        if (!chosen[i]) continue;  // left at 0 seconds: not measured
+        const std::size_t n = sets[i].triangles();
+        peer->prepare(m, sets[i]);
+        peer->clear();
+        peer->draw(n);  // warms caches and compiles what the peer compiles
+        if (i == kCheckSet) out.hasFrame = peer->readFrame(out.frame) ? 1 : 0;
+        out.seconds[i] = std::max(1e-9, bestFrame(budget, clear, [&] { peer->draw(n); }) - out.fixedCost);
+    }
+    out.state = Report::Measured;
+}
+
+// Runs `measure` in a child process; the report lands in `shared`.
+void measureInChild(const PeerSpec& spec, Mode m, const std::vector<TriangleSet>& sets,
+                    const std::vector<bool>& chosen, const Texture& texture, double budget, Report& shared) {
+    std::memset(static_cast<void*>(&shared), 0, offsetof(Report, frame));
+    std::fflush(nullptr);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        try {
+            measure(spec, m, sets, chosen, texture, budget, shared);
+        } catch (const std::exception& e) {
+            copyText(shared.text, sizeof shared.text, e.what());
+            shared.state = Report::Failed;
+        }
+        std::fflush(nullptr);
+        _exit(0);
+    }
+    int status = 0;
+    if (pid < 0 || waitpid(pid, &status, 0) != pid || !WIFEXITED(status)) {
+        shared.state = Report::Failed;
+        copyText(shared.text, sizeof shared.text, "the peer's process ended abnormally");
+    }
+}
+
+double memsetSeconds(double budget) {
+    std::vector<std::uint8_t> frame(kFrameBytes);
+    // Called through a volatile pointer so that the stores cannot be dropped.
+    void* (*volatile fill)(void*, int, std::size_t) = std::memset;
+    int value = 0;
+    return bestFrame(budget, [] {}, [&] { fill(frame.data(), ++value & 0xFF, frame.size()); });
+}
+
+// How far a peer's picture is from kwrender's: the mean difference of the
+// blue, green and red bytes, and the share of pixels off by more than 16
+// levels in any of them.
+struct Difference {
+    double meanLevels = -1;  // negative: not compared
+    double farShare = 0;
+};
+
+Difference compare(const std::uint8_t* a, const std::uint8_t* b) {
+    double sum = 0;
+    std::size_t far = 0;
+    for (std::size_t i = 0; i < kFrameBytes; i += 4) {
+        int worst = 0;
+        for (int c = 0; c < 3; ++c) {
+            const int d = std::abs(int(a[i + c]) - int(b[i + c]));
+            sum += d;
+            worst = std::max(worst, d);
+        }
+        if (worst > 16) ++far;
+    }
+    const double pixels = kFrameBytes / 4;
+    return {sum / (3 * pixels), far / pixels};
+}
+
+std::string cpuModel() {
+    std::ifstream in("/proc/cpuinfo");
+    std::string line, model = "unknown CPU", flags;
+    while (std::getline(in, line)) {
+        const auto colon = line.find(':');
+        if (colon == std::string::npos) continue;
+        const std::string key = line.substr(0, line.find_last_not_of(" \t", colon - 1) + 1);
+        if (key == "model name" && model == "unknown CPU") model = line.substr(colon + 2);
+        if (key == "flags" && flags.empty()) flags = " " + line.substr(colon + 1) + " ";
+    }
+    std::string isa;
+    for (const char* f : {"sse4_1", "avx2", "fma", "avx512f"})
+        if (flags.find(std::string(" ") + f + " ") != std::string::npos) isa += std::string(isa.empty() ? "" : " ") + f;
+    return model + " (" + (isa.empty() ? "SSE2" : isa) + ")";
+}
+
+std::string fixed(double v, int decimals) {
+    char buf[64];
+    std::snprintf(buf, sizeof buf, "%.*f", decimals, v);
+    return buf;
+}
+
+// Three significant figures, at most one decimal above 10.
+std::string short3(double v) {
+    if (v >= 100) return fixed(v, 0);
+    if (v >= 10) return fixed(v, 1);
+    if (v >= 1) return fixed(v, 2);
+    return fixed(v, 3);
+}
+
+std::vector<std::string> splitList(const std::string& s) {
+    std::vector<std::string> out;
+    std::stringstream in(s);
+    std::string item;
+    while (std::getline(in, item, ','))
+        if (!item.empty()) out.push_back(item);
+    return out;
+}
+
+bool selected(const std::vector<std::string>& chosen, const char* key) {
+    return chosen.empty() || std::find(chosen.begin(), chosen.end(), key) != chosen.end();
+}
+
+Options parse(int argc, char** argv) {
+    Options o;
+    for (int i = 1; i < argc; ++i) {
+        const std::string a = argv[i];
+        const bool hasValue = i + 1 < argc;
+        if (a == "--quick") {
+            o.quick = true;
+        } else if (a == "--out" && hasValue) {
+            o.out = argv[++i];
+        } else if (a == "--readme" && hasValue) {
+            o.readme = argv[++i];
+        } else if (a == "--peers" && hasValue) {
+            o.peers = splitList(argv[++i]);
+        } else if (a == "--modes" && hasValue) {
+            o.modes = splitList(argv[++i]);
+        } else if (a == "--sizes" && hasValue) {
+            o.sizes = splitList(argv[++i]);
+        } else {
+            std::fprintf(stderr,
+                         "usage: %s [--quick] [--out FILE.md] [--readme README.md] [--peers kwr32,kwr24,kwr16,kwr8,llvmpipe1,llvmpipe,sdl]\n"
+                         "          [--modes flat,flat-depth,gouraud,gouraud-depth,textured,textured-depth,"
+                         "blended-flat,blended-gouraud] [--sizes 8,50,500,20000,full]\n",
+                         argv[0]);
+            std::exit(2);
+        }
+    }
+    return o;
+}
+
+// Replaces the lines between the two markers in `path` with `text`.
+bool replaceSection(const std::string& path, const std::string& text) {
+    std::ifstream in(path);
+    std::stringstream all;
+    all << in.rdbuf();
+    std::string doc = all.str();
+    const std::string begin = "<!-- peer-bench:begin -->\n", end = "<!-- peer-bench:end -->";
+    const auto b = doc.find(begin), e = doc.find(end);
+    if (!in || b == std::string::npos || e == std::string::npos || e < b) return false;
+    doc.replace(b + begin.size(), e - b - begin.size(), "\n" + text + "\n");
+    std::ofstream out(path);
+    out << doc;
+    return bool(out);
+}
+
+class Benchmark {
+public:
+    explicit Benchmark(const Options& o) : opt_(o) {
+#ifdef KWR_PEER_OSMESA
+        const bool osmesa = true;
+#else
+        const bool osmesa = false;
+#endif
+#ifdef KWR_PEER_SDL
+        const bool sdl = true;
+#else
+        const bool sdl = false;
+#endif
+        const std::string cores = std::to_string(std::max(1u, std::thread::hardware_concurrency()));
+        specs_ = {
+            {"kwr32", "kwrender 32 bpp", Kind::Kwrender, 32, nullptr, true, true},
+            {"llvmpipe1", "llvmpipe 1 thread", Kind::Llvmpipe, 0, "0", true, osmesa},
+            {"llvmpipe", "llvmpipe " + cores + " threads (default)", Kind::Llvmpipe, 0, nullptr, false, osmesa},
+            {"sdl", "SDL2 software", Kind::Sdl, 0, nullptr, true, sdl},
+            {"kwr24", "kwrender 24 bpp", Kind::Kwrender, 24, nullptr, true, true},
+            {"kwr16", "kwrender 16 bpp", Kind::Kwrender, 16, nullptr, true, true},
+            {"kwr8", "kwrender 8 bpp", Kind::Kwrender, 8, nullptr, true, true},
+        };
+        for (auto& s : specs_)
+            if (!selected(opt_.peers, s.key)) s.available = false;
+        for (Mode m : kModes)
+            if (selected(opt_.modes, modeKey(m))) modes_.push_back(m);
+        const char* sizeKeys[kSetCount] = {"8", "50", "500", "20000", "full"};
+        for (const char* k : sizeKeys) chosenSets_.push_back(selected(opt_.sizes, k));
+        results_.assign(specs_.size(), std::vector<Result>(kModeCount));
+        describe_.assign(specs_.size(), std::string());
+        difference_.assign(specs_.size(), std::vector<Difference>(kModeCount));
+    }
+
+    void run() {
+        const double budget = opt_.quick ? 0.04 : 0.25;
+        const double framesPerSet = opt_.quick ? 1 : 3;
+        const auto start = Clock::now();
+        memset_ = memsetSeconds(budget);
+        std::fprintf(stderr, "memset of the frame: %.0f Mpix/s\n", kWidth * double(kHeight) / memset_ / 1e6);
+        const Texture texture = makeTexture();
+        void* mapping = mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+        if (mapping == MAP_FAILED) throw std::runtime_error("no shared memory for the child processes");
+        Report& shared = *static_cast<Report*>(mapping);
+        std::vector<std::uint8_t> reference(kFrameBytes);
+
+        for (Mode m : modes_) {
+            sets_ = makeSets(m, 2024, framesPerSet);
+            bool haveReference = false;
+            for (std::size_t p = 0; p < specs_.size(); ++p) {
+                if (!specs_[p].available) continue;
+                measureInChild(specs_[p], m, sets_, chosenSets_, texture, budget, shared);
+                Result& r = results_[p][int(m)];
+                r.state = shared.state;
+                r.text = shared.text;
+                r.how = shared.how;
+                r.fixedCost = shared.fixedCost;
+                std::copy(shared.seconds, shared.seconds + kSetCount, r.seconds);
+                if (shared.describe[0]) describe_[p] = shared.describe;
+                if (r.state == Report::Measured && shared.hasFrame) {
+                    if (p == 0) {
+                        std::memcpy(reference.data(), shared.frame, kFrameBytes);
+                        haveReference = true;
+                    } else if (haveReference) {
+                        difference_[p][int(m)] = compare(reference.data(), shared.frame);
+                    }
+                }
+                progress(p, m);
+            }
+        }
+        munmap(mapping, sizeof(Report));
+        elapsed_ = secondsSince(start);
+    }
+
+    std::string markdown() const {
+        std::string md;
+        md += "# Peer benchmark\n\n";
+        md += machine();
+        md += legend();
+        for (Mode m : modes_) md += modeTable(m);
+        md += ratioTable("kwrender 32 bpp ÷ llvmpipe 1 thread (Mpix/s ratio; above 1 is faster)", 1);
+        md += memsetTable();
+        md += formatTable();
+        md += pictureTable();
+        md += notes();
+        return md;
+    }
+
+    // The machine and, per mode and size, kwrender 32 bpp against llvmpipe
+    // with one thread.
+    std::string summary() const {
+        std::string s = machineLine();
+        if (!spec(1).available) return s + "\nllvmpipe was not built: no comparison.\n";
+        s += "\n\nMpix/s of kwrender 32 bpp / llvmpipe 1 thread (ratio), same triangles, same run; memset of the "
+             "frame: " + fixed(memsetMpix(), 0) + " Mpix/s.\n\n";
+        return s + modeBySizeTable("", [&](Mode m, int i) -> std::string {
+                   if (!measured(0, m, i) || !measured(1, m, i)) return "—";
+                   return short3(mpix(0, m, i)) + " / " + short3(mpix(1, m, i)) + " (" +
+                          short3(mpix(0, m, i) / mpix(1, m, i)) + "×)";
+               });
+    }
+
+private:
+    const PeerSpec& spec(std::size_t p) const { return specs_[p]; }
+
+    double mpix(std::size_t p, Mode m, int set) const {
+        return setPixels_[set] / results_[p][int(m)].seconds[set] / 1e6;
+    }
+
+    bool measured(std::size_t p, Mode m) const {
+        return spec(p).available && results_[p][int(m)].state == Report::Measured;
+    }
+    bool measured(std::size_t p, Mode m, int set) const {
+        return measured(p, m) && results_[p][int(m)].seconds[set] > 0;
+    }
+
+    // The fastest single-thread peer of the cell (kwrender excluded).
+    double bestPeer(Mode m, int set) const {
+        double best = 0;
+        for (std::size_t p = 0; p < specs_.size(); ++p)
+            if (spec(p).kind != Kind::Kwrender && spec(p).singleThread && measured(p, m, set))
+                best = std::max(best, mpix(p, m, set));
+        return best;
+    }
+
+    double memsetMpix() const { return kWidth * double(kHeight) / memset_ / 1e6; }
+
+    void progress(std::size_t p, Mode m) {
+        if (setPixels_.empty())
+            for (const auto& s : sets_) {
+                setPixels_.push_back(s.coveredPixels);
+                setTriangles_.push_back(double(s.triangles()));
+                setLabels_.push_back(s.label);
+            }
+        const Result& r = results_[p][int(m)];
+        std::fprintf(stderr, "%-16s %-26s", modeName(m), spec(p).title.c_str());
+        if (r.state != Report::Measured) {
+            std::fprintf(stderr, " %s\n", r.text.c_str());
+            return;
+        }
+        for (int i = 0; i < kSetCount; ++i)
+            measured(p, m, i) ? std::fprintf(stderr, " %8.1f", mpix(p, m, i)) : std::fprintf(stderr, " %8s", "-");
+        std::fprintf(stderr, "  Mpix/s\n");
+    }
+
+    std::string machineLine() const {
+        utsname u{};
+        uname(&u);
+        char date[32];
+        const std::time_t now = std::time(nullptr);
+        std::strftime(date, sizeof date, "%Y-%m-%d", std::localtime(&now));
+        std::string s = "Run on " + std::string(date) + ": " + cpuModel() + ", " +
+                        std::to_string(std::thread::hardware_concurrency()) + " logical cores, " + u.sysname + " " +
+                        u.release + "; built with " +
+#if defined(__clang__)
+                        "clang "
+#elif defined(__GNUC__)
+                        "g++ "
+#endif
+                        + std::string(__VERSION__) + ". ";
+        return s;
+    }
+
+    std::string machine() const {
+        std::string s = machineLine();
+        s += "Frame " + std::to_string(kWidth) + "×" + std::to_string(kHeight) + ", 32 bpp for every peer. ";
+        s += opt_.quick ? "Quick run (`--quick`: one frame of triangle area per set, short repetition). "
+                        : "Each set holds about three frames of triangle area. ";
+        s += "Whole run: " + fixed(elapsed_, 0) + " s.\n\n";
+        s += "Peers:\n";
+        for (std::size_t p = 0; p < specs_.size(); ++p) {
+            if (!selected(opt_.peers, spec(p).key)) continue;
+            s += "- " + spec(p).title + ": ";
+            if (!spec(p).available) {
+                s += "not built (its development files were not found), left out.\n";
+                continue;
+            }
+            s += describe_[p].empty() ? std::string("did not start") : describe_[p];
+            double fixedCost = 0;
+            for (Mode m : modes_)
+                if (measured(p, m)) fixedCost = std::max(fixedCost, results_[p][int(m)].fixedCost);
+            s += "; fixed cost of a frame (subtracted): up to " + fixed(fixedCost * 1e3, 3) + " ms.\n";
+        }
+        s += "- memset of the 32 bpp frame: " + fixed(memsetMpix(), 0) + " Mpix/s (" +
+             fixed(memsetMpix() * 4 / 1000, 2) + " GB/s), the ceiling.\n\n";
+        return s;
+    }
+
+    std::string legend() const {
+        std::string s = "Sets (the same triangles for every peer and mode): ";
+        for (int i = 0; i < kSetCount && i < int(setLabels_.size()); ++i)
+            s += std::string(i ? ", " : "") + setLabels_[i] + " × " + fixed(setTriangles_[i], 0);
+        s += " triangles. Cells: **Mpix/s** · Mtri/s · ratio to the best single-thread peer of the cell "
+             "(llvmpipe 1 thread or SDL2) · share of memset. Mpix/s counts the triangles' area; clearing is not "
+             "timed; the best frame of the repetitions counts.\n\n";
+        return s;
+    }
+
+    std::string cell(std::size_t p, Mode m, int set) const {
+        const Result& r = results_[p][int(m)];
+        if (r.state == Report::Unsupported) return "—";
+        if (r.state != Report::Measured) return "failed";
+        if (!measured(p, m, set)) return "—";
+        const double v = mpix(p, m, set), best = bestPeer(m, set);
+        std::string s = "**" + short3(v) + "** · " + short3(setTriangles_[set] / r.seconds[set] / 1e6);
+        s += " · " + (best > 0 ? short3(v / best) + "×" : std::string("–"));
+        s += " · " + fixed(100 * v / memsetMpix(), v / memsetMpix() < 0.1 ? 1 : 0) + "%";
+        return s;
+    }
+
+    // Columns of the per-mode tables: kwrender 32 bpp and the peers.
+    std::vector<std::size_t> peerColumns() const {
+        std::vector<std::size_t> cols;
+        for (std::size_t p = 0; p < specs_.size(); ++p)
+            if (spec(p).available && (spec(p).kind != Kind::Kwrender || spec(p).bpp == 32)) cols.push_back(p);
+        return cols;
+    }
+
+    std::string modeTable(Mode m) const {
+        const auto cols = peerColumns();
+        std::string s = "## " + std::string(modeName(m)) + "\n\n";
+        std::string head = "| triangle size |", rule = "|---|";
+        for (std::size_t p : cols) {
+            head += " " + spec(p).title + " |";
+            rule += "---|";
+        }
+        s += head + "\n" + rule + "\n";
+        for (int i = 0; i < kSetCount; ++i) {
+            s += "| " + setLabels_[i] + " |";
+            for (std::size_t p : cols) s += " " + cell(p, m, i) + " |";
+            s += "\n";
+        }
+        s += "\n";
+        for (std::size_t p : cols) {
+            const Result& r = results_[p][int(m)];
+            s += "- " + spec(p).title + ": " + (r.state == Report::Measured ? r.how : r.text) + "\n";
+        }
+        return s + "\n";
+    }
+
+    template <class F>
+    std::string modeBySizeTable(const std::string& title, F value) const {
+        std::string s = (title.empty() ? "" : "## " + title + "\n\n") + "| triangle size |";
+        std::string rule = "|---|";
+        for (Mode m : modes_) {
+            s += " " + std::string(modeName(m)) + " |";
+            rule += "---|";
+        }
+        s += "\n" + rule + "\n";
+        for (int i = 0; i < kSetCount; ++i) {
+            s += "| " + setLabels_[i] + " |";
+            for (Mode m : modes_) s += " " + value(m, i) + " |";
+            s += "\n";
+        }
+        return s + "\n";
+    }
+
+    std::string ratioTable(const std::string& title, std::size_t against) const {
+        if (!spec(against).available) return "## " + title + "\n\nllvmpipe was not built: no ratios.\n\n";
+        return modeBySizeTable(title, [&](Mode m, int i) -> std::string {
+            if (!measured(0, m, i) || !measured(against, m, i)) return "—";
+            return short3(mpix(0, m, i) / mpix(against, m, i));
+        });
+    }
+
+    std::string memsetTable() const {
+        return modeBySizeTable("kwrender 32 bpp ÷ memset (share of the ceiling)", [&](Mode m, int i) -> std::string {
+            if (!measured(0, m, i)) return "—";
+            return fixed(100 * mpix(0, m, i) / memsetMpix(), 1) + "%";
+        });
+    }
+
+    std::string formatTable() const {
+        std::string s = modeBySizeTable(
+            "kwrender at 24, 16 and 8 bpp: frame time ÷ the 32 bpp frame time (target: 24 and 16 at most 1.5)",
+            [&](Mode m, int i) -> std::string {
+                std::string c;
+                for (std::size_t p = 1; p < specs_.size(); ++p) {
+                    if (spec(p).kind != Kind::Kwrender || !measured(p, m, i) || !measured(0, m, i)) continue;
+                    c += std::string(c.empty() ? "" : " · ") + std::to_string(spec(p).bpp) + ": " +
+                         short3(results_[p][int(m)].seconds[i] / results_[0][int(m)].seconds[i]);
+                    if (spec(p).bpp == 8 && !modeIsFlat(m)) c += "\\*";
+                }
+                return c.empty() ? "—" : c;
+            });
+        return s + "\\* In 8 bpp the interpolating fills draw nothing (the library's defined behaviour); their time "
+                   "is the per-triangle work alone.\n\n";
+    }
+
+    std::string pictureTable() const {
+        std::string s = "## How close the pictures are\n\nThe " + setLabels_[kCheckSet] +
+                        " frame of each peer against kwrender 32 bpp's: mean difference of the blue, green and red "
+                        "bytes in levels · share of pixels off by more than 16 levels. Edge rules, pixel centres and "
+                        "each renderer's interpolation and rounding differ; a large share would mean that a peer "
+                        "draws something else.\n\n| mode |";
+        std::string rule = "|---|";
+        std::vector<std::size_t> cols;
+        for (std::size_t p : peerColumns())
+            if (p != 0) cols.push_back(p);
+        for (std::size_t p : cols) {
+            s += " " + spec(p).title + " |";
+            rule += "---|";
+        }
+        s += "\n" + rule + "\n";
+        for (Mode m : modes_) {
+            s += "| " + std::string(modeName(m)) + " |";
+            for (std::size_t p : cols)
+            {
+                const Difference& d = difference_[p][int(m)];
+                s += " " + (d.meanLevels < 0 ? std::string("—")
+                                             : fixed(d.meanLevels, 2) + " · " + fixed(100 * d.farShare, 1) + "%") +
+                     " |";
+            }
+            s += "\n";
+        }
+        return s + "\n";
+    }
+
+    std::string notes() const {
+        return "Notes on fairness: every peer draws the same triangles with the same vertex colours, depths and "
+               "texture coordinates into a 1024×768 frame of blue, green, red, alpha bytes. llvmpipe samples the "
+               "texture as kwrender does (nearest, repeat, texel × vertex colour) and tests a 24-bit depth buffer "
+               "where kwrender keeps float depth. SDL2 has no depth buffer (depth cells empty) and refuses texture "
+               "coordinates outside 0..1: its textured triangles are moved into 0..1 and squeezed where a triangle "
+               "spans more than the texture (20,000 px and full screen), so it samples those minified. The peers' "
+               "pixel centres, fill rules and blending arithmetic are their own; the table above shows how far "
+               "their pictures are from kwrender's.\n";
+    }
+
+    Options opt_;
+    std::vector<PeerSpec> specs_;
+    std::vector<Mode> modes_;
+    std::vector<std::vector<Result>> results_;
+    std::vector<std::string> describe_;
+    std::vector<std::vector<Difference>> difference_;
+    std::vector<TriangleSet> sets_;
+    std::vector<double> setPixels_, setTriangles_;
+    std::vector<std::string> setLabels_;
+    std::vector<bool> chosenSets_;
+    double memset_ = 1;
+    double elapsed_ = 0;
+};
+
+}  // namespace
+
+}  // namespace peerbench
+
+int main(int argc, char** argv) {
+    using namespace peerbench;
+    const Options opt = parse(argc, argv);
+    Benchmark bench(opt);
+    try {
+        bench.run();
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "peer benchmark: %s\n", e.what());
+        return 1;
+    }
+    const std::string md = bench.markdown();
+    std::fputs(md.c_str(), stdout);
+    if (!opt.out.empty()) {
+        std::ofstream out(opt.out);
+        out << md;
+        if (!out) {
+            std::fprintf(stderr, "peer benchmark: cannot write %s\n", opt.out.c_str());
+            return 1;
+        }
+        std::fprintf(stderr, "wrote %s\n", opt.out.c_str());
+    }
+    if (!opt.readme.empty() && !replaceSection(opt.readme, bench.summary())) {
+        std::fprintf(stderr, "peer benchmark: %s has no peer-bench section\n", opt.readme.c_str());
+        return 1;
+    }
+    return 0;
+}

@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Builds the native preset and runs the peer benchmark: kwrender against Mesa's
+# llvmpipe (through OSMesa) and SDL2's software renderer, same triangles, same
+# run.  Run as root on Debian it first installs the peers (libosmesa6-dev,
+# libsdl2-dev) when they are missing.  Writes docs/benchmarks.md unless
+# --out says otherwise; every other argument goes to the program:
+#   tools/peer-bench.sh [--quick] [--out FILE.md] [--peers kwr32,llvmpipe1,...] [--modes gouraud,...]
+set -eu
+cd "$(dirname "$0")/.."
+
+if [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null; then
+  need=""
+  for p in libosmesa6-dev libsdl2-dev pkg-config; do
+    dpkg -s "$p" >/dev/null 2>&1 || need="$need $p"
+  done
+  if [ -n "$need" ]; then
+    echo "== installing:$need"
+    apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq $need >/dev/null
+  fi
+fi
+
+out_given=no
+for a in "$@"; do [ "$a" = --out ] && out_given=yes; done
+[ $out_given = yes ] || set -- --out docs/benchmarks.md "$@"
+
+cmake --preset native >/dev/null
+cmake --build --preset native --target kwrender_peer_bench -j2
+exec build/native/bench/kwrender_peer_bench "$@"
