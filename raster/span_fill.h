@@ -265,69 +265,135 @@ void plainBlock(const SpanContext& k, const RowEnds& e, const SpanBlock& b) {
     }
 }
 
-// Walks rows firstRow..lastRow: skip test, clipping with the depth and span
-// parameter corrections taken from the unclipped ends, depth stepped by
-// addition, the span parameter p stepped by addition.  Members without a
-// span parameter call pixel(ends, p, px) per pixel, which returns whether
+// One row's span after clipping, with its chain values at the first pixel.
+struct RowRun {
+    RowEnds ends;
+    float p, sp;  // span parameter and its step
+    float z, dz;  // depth and its step
+    unsigned char* px;
+    float* zp;
+    std::int64_t n;
+};
+
+// The skip test and the clipping of row `row`, with the depth and span
+// parameter corrections taken from the unclipped ends; false for a row
+// that draws nothing.
+template <class Rule, class Fmt>
+bool clipRow(const RenderState& s, int row, RowRun& r) {
+    constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
+    constexpr bool kParam = Rule::kTraits.interpolates;
+    const ScanLineTable& t = s.scan;
+    std::int64_t L = t.scanLeftX[row];
+    std::int64_t R = t.scanRightX[row];
+    if (L > s.clipRight || R < 0 || L > R) return false;
+    float zL = 0, zR = 0;
+    if constexpr (kDepth) {
+        zL = t.scanLeftZ[row];
+        zR = t.scanRightZ[row];
+    }
+    float sp = 0, p = 0;
+    if constexpr (kParam) sp = 1.0f / static_cast<float>(R - L + 1);
+    if (L < 0) {
+        if constexpr (kDepth) zL = zL - ((zR - zL) * static_cast<float>(L)) / static_cast<float>(R - L);
+        if constexpr (kParam) p = static_cast<float>(-L) * sp;
+        L = 0;
+    }
+    if (R > s.clipRight) {
+        if constexpr (kDepth) {
+            if (L != R) zR = zR + (static_cast<float>(s.clipRight - R) * (zL - zR)) / static_cast<float>(L - R);
+        }
+        R = s.clipRight;
+    }
+    float dz = 0;
+    if constexpr (kDepth) {
+        if (L < R) dz = (zR - zL) / static_cast<float>(R - L);
+    }
+    if constexpr (kParam) r.ends = loadRowEnds(t, row);
+    r.p = p;
+    r.sp = sp;
+    r.z = zL;
+    r.dz = dz;
+    r.px = s.bits + pixelOffset(static_cast<int>(L), row, s.pitch, Fmt::kBytes);
+    r.zp = kDepth ? s.zBuffer + static_cast<std::ptrdiff_t>(row) * s.width + L : nullptr;
+    r.n = R - L + 1;
+    return true;
+}
+
+// Rows of the interpolating members go through blocks several rows at a
+// time: each row's chains are still one addition after the other, but the
+// chains of different rows are independent and run side by side.
+constexpr int kRowsAtOnce = 4;
+
+template <class Rule, class Fmt>
+void runRowBlocks(RowRun* runs, int count, const SpanContext& k, BlockFn block) {
+    constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
+    float pBlock[kRowsAtOnce][kBlockPixels + 1], zBlock[kRowsAtOnce][kBlockPixels + 1];
+    float p[kRowsAtOnce] = {}, sp[kRowsAtOnce] = {}, z[kRowsAtOnce] = {}, dz[kRowsAtOnce] = {};
+    for (int j = 0; j < count; ++j) {
+        p[j] = runs[j].p;
+        sp[j] = runs[j].sp;
+        z[j] = runs[j].z;
+        dz[j] = runs[j].dz;
+    }
+    for (;;) {
+        int m[kRowsAtOnce] = {}, most = 0;
+        for (int j = 0; j < count; ++j) {
+            m[j] = runs[j].n < kBlockPixels ? static_cast<int>(runs[j].n) : kBlockPixels;
+            most = m[j] > most ? m[j] : most;
+        }
+        if (most == 0) return;
+        // Entry i of a row is its chain value at pixel i of the block; one
+        // more entry gives the value the next block starts from.
+        for (int i = 0; i <= most; ++i) {
+            for (int j = 0; j < kRowsAtOnce; ++j) {
+                pBlock[j][i] = p[j];
+                p[j] += sp[j];
+                if constexpr (kDepth) {
+                    zBlock[j][i] = z[j];
+                    z[j] += dz[j];
+                }
+            }
+        }
+        for (int j = 0; j < count; ++j) {
+            if (m[j] == 0) continue;
+            block(k, runs[j].ends, SpanBlock{pBlock[j], zBlock[j], runs[j].zp, runs[j].px, m[j]});
+            p[j] = pBlock[j][m[j]];
+            z[j] = zBlock[j][m[j]];
+            runs[j].px += static_cast<std::ptrdiff_t>(m[j]) * Fmt::kBytes;
+            if constexpr (kDepth) runs[j].zp += m[j];
+            runs[j].n -= m[j];
+        }
+    }
+}
+
+// Walks rows firstRow..lastRow: skip test and clipping (clipRow), depth
+// stepped by addition, the span parameter p stepped by addition.  Members
+// without a span parameter call pixel(px) per pixel, which returns whether
 // the depth is to be stored; the others hand blocks of pixels to `block`.
 template <class Rule, class Fmt, class PixelFn>
 void walkSpans(const RenderState& s, int firstRow, int lastRow, PixelFn&& pixel, const SpanContext* k = nullptr,
                BlockFn block = nullptr) {
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
-    constexpr bool kParam = Rule::kTraits.interpolates;
     if (kDepth && s.zBuffer == nullptr) return;
     // Rows outside the surface or the table are never filled.
     clampRows(s, firstRow, lastRow);
-    const ScanLineTable& t = s.scan;
-    for (int row = firstRow; row <= lastRow; ++row) {
-        std::int64_t L = t.scanLeftX[row];
-        std::int64_t R = t.scanRightX[row];
-        if (L > s.clipRight || R < 0 || L > R) continue;
-        float zL = 0, zR = 0;
-        if constexpr (kDepth) {
-            zL = t.scanLeftZ[row];
-            zR = t.scanRightZ[row];
-        }
-        float sp = 0, p = 0;
-        if constexpr (kParam) sp = 1.0f / static_cast<float>(R - L + 1);
-        if (L < 0) {
-            if constexpr (kDepth) zL = zL - ((zR - zL) * static_cast<float>(L)) / static_cast<float>(R - L);
-            if constexpr (kParam) p = static_cast<float>(-L) * sp;
-            L = 0;
-        }
-        if (R > s.clipRight) {
-            if constexpr (kDepth) {
-                if (L != R) zR = zR + (static_cast<float>(s.clipRight - R) * (zL - zR)) / static_cast<float>(L - R);
+    if constexpr (Rule::kTraits.interpolates) {
+        RowRun runs[kRowsAtOnce];
+        int count = 0;
+        for (int row = firstRow; row <= lastRow; ++row) {
+            if (clipRow<Rule, Fmt>(s, row, runs[count]) && ++count == kRowsAtOnce) {
+                runRowBlocks<Rule, Fmt>(runs, count, *k, block);
+                count = 0;
             }
-            R = s.clipRight;
         }
-        float dz = 0;
-        if constexpr (kDepth) {
-            if (L < R) dz = (zR - zL) / static_cast<float>(R - L);
-        }
-        unsigned char* px = s.bits + pixelOffset(static_cast<int>(L), row, s.pitch, Fmt::kBytes);
-        float* zp = kDepth ? s.zBuffer + static_cast<std::ptrdiff_t>(row) * s.width + L : nullptr;
-        float z = zL;
-        std::int64_t n = R - L + 1;
-        if constexpr (kParam) {
-            const RowEnds ends = loadRowEnds(t, row);
-            float pBlock[kBlockPixels], zBlock[kBlockPixels];
-            while (n > 0) {
-                const int m = n < kBlockPixels ? static_cast<int>(n) : kBlockPixels;
-                for (int i = 0; i < m; ++i) {
-                    pBlock[i] = p;
-                    p += sp;
-                    if constexpr (kDepth) {
-                        zBlock[i] = z;
-                        z += dz;
-                    }
-                }
-                block(*k, ends, SpanBlock{pBlock, zBlock, zp, px, m});
-                px += static_cast<std::ptrdiff_t>(m) * Fmt::kBytes;
-                if constexpr (kDepth) zp += m;
-                n -= m;
-            }
-        } else {
+        if (count > 0) runRowBlocks<Rule, Fmt>(runs, count, *k, block);
+    } else {
+        RowRun r;
+        for (int row = firstRow; row <= lastRow; ++row) {
+            if (!clipRow<Rule, Fmt>(s, row, r)) continue;
+            unsigned char* px = r.px;
+            float* zp = r.zp;
+            float z = r.z;
             // One pixel: depth test, the rule, the depth store, then the step.
             auto step = [&]() {
                 bool pass = true;
@@ -336,9 +402,10 @@ void walkSpans(const RenderState& s, int firstRow, int lastRow, PixelFn&& pixel,
                 px += Fmt::kBytes;
                 if constexpr (kDepth) {
                     ++zp;
-                    z += dz;
+                    z += r.dz;
                 }
             };
+            std::int64_t n = r.n;
             if constexpr (Rule::kTraits.unrollBy4) {
                 for (; n >= 4; n -= 4) {
                     step();

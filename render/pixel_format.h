@@ -227,6 +227,23 @@ struct FormatBytes {
 using Format24 = FormatBytes<24>;
 using Format32 = FormatBytes<32>;
 
+// n pixels of the solid colour from p on; long runs are copied from a
+// block of the colour, which compilers turn into wide stores.
+template <class Fmt>
+void storeSolidRun(unsigned char* p, std::ptrdiff_t n, const SolidColor& c) {
+    if constexpr (Fmt::kBytes == 1) {
+        if (n > 0) std::memset(p, c.c8, static_cast<std::size_t>(n));
+    } else {
+        constexpr int kBlock = 16;
+        if (n >= kBlock) {
+            unsigned char block[kBlock * Fmt::kBytes];
+            for (int i = 0; i < kBlock; ++i) Fmt::storeSolid(block + i * Fmt::kBytes, c);
+            for (; n >= kBlock; n -= kBlock, p += sizeof block) std::memcpy(p, block, sizeof block);
+        }
+        for (; n > 0; --n, p += Fmt::kBytes) Fmt::storeSolid(p, c);
+    }
+}
+
 // Calls f(FormatN{}) for the surface format `bpp` and returns true, or
 // returns false without calling f when bpp is not 8, 16, 24 or 32.
 template <class F>
