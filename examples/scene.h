@@ -1,6 +1,6 @@
 // A scene that exercises every kind of drawing call: flat, blended, shaded,
 // depth-tested and textured triangles, boxes, a one-bit glyph, an image
-// blit and lines.  Shared by the demo and by the determinism test.
+// blit and lines.  The determinism test hashes it in every build.
 #ifndef KWR_EXAMPLES_SCENE_H
 #define KWR_EXAMPLES_SCENE_H
 

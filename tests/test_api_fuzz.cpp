@@ -3,9 +3,10 @@
 // Every call gets arbitrary arguments (NaN, infinities, huge and tiny values,
 // the int limits) and arbitrary state (format, blending, depth test,
 // textures and alpha maps of odd sizes).  The checks: nothing outside the
-// surface is written (the sanitizers watch the surface block; guard cells
-// watch the host-owned depth buffer), host-owned inputs are never modified,
-// and the run is free of undefined behaviour.
+// surface's pixels is written (canaries in the row padding, guard cells
+// around the host-owned depth buffer, canaries around host memory; the
+// sanitizers also watch the surface block), host-owned inputs are never
+// modified, and the run is free of undefined behaviour.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -81,19 +82,27 @@ private:
 
 constexpr float kGuard = 12345.0f;
 constexpr int kGuardCells = 64;
+constexpr std::size_t kCanaryBytes = 32;
+constexpr unsigned char kCanary = 0xC5;
 
-struct HostBuffers {
-    std::vector<unsigned char> texture;
-    std::vector<unsigned char> textureCopy;
-    std::vector<unsigned char> alphaMap;
-    std::vector<unsigned char> alphaMapCopy;
-    std::vector<unsigned char> image;
-    std::vector<unsigned char> bitmap;
+// Host memory with canary bytes on both sides; its contents are random and
+// remembered, so that any write into it or next to it shows.
+struct HostBlock {
+    std::vector<unsigned char> bytes;
+    std::vector<unsigned char> copy;
+    void assign(std::size_t n, std::mt19937& rng) {
+        bytes.assign(n + 2 * kCanaryBytes, kCanary);
+        for (std::size_t i = 0; i < n; ++i) bytes[kCanaryBytes + i] = static_cast<unsigned char>(rng());
+        copy = bytes;
+    }
+    unsigned char* data() { return bytes.data() + kCanaryBytes; }
+    bool intact() const { return bytes == copy; }
 };
 
-void fillRandom(std::vector<unsigned char>& v, std::mt19937& rng) {
-    for (auto& b : v) b = static_cast<unsigned char>(rng());
-}
+struct HostBuffers {
+    HostBlock texture, alphaMap, image, bitmap;
+    bool intact() const { return texture.intact() && alphaMap.intact() && image.intact() && bitmap.intact(); }
+};
 
 // Binds a texture or alpha map of a random, truthfully stated size.
 void bindRandomMaps(KWRRender& r, Fuzzer& f, HostBuffers& h) {
@@ -102,9 +111,7 @@ void bindRandomMaps(KWRRender& r, Fuzzer& f, HostBuffers& h) {
     } else {
         const int w = 1 + f.pick(9), ht = 1 + f.pick(7);
         const int pitch = 4 * w + 4 * f.pick(3);
-        h.texture.assign(static_cast<std::size_t>(pitch) * ht, 0);
-        fillRandom(h.texture, f.rng());
-        h.textureCopy = h.texture;
+        h.texture.assign(static_cast<std::size_t>(pitch) * ht, f.rng());
         r.kwrSetTexture(h.texture.data(), w, ht, pitch);
     }
     if (f.chance(40)) {
@@ -112,15 +119,14 @@ void bindRandomMaps(KWRRender& r, Fuzzer& f, HostBuffers& h) {
     } else {
         const int w = 1 + f.pick(9), ht = 1 + f.pick(7);
         const int pitch = w + f.pick(5);
-        h.alphaMap.assign(static_cast<std::size_t>(pitch) * ht, 0);
-        fillRandom(h.alphaMap, f.rng());
-        h.alphaMapCopy = h.alphaMap;
+        h.alphaMap.assign(static_cast<std::size_t>(pitch) * ht, f.rng());
         r.kwrSetAlphaMap(h.alphaMap.data(), w, ht, pitch);
     }
 }
 
-// One random call: a state change or a drawing operation.
-void randomCall(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
+// One random call: a state change or a drawing operation.  Returns true
+// for a clear, which fills the row padding at 8, 16 and 32 bpp.
+bool randomCall(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
     const float sx = static_cast<float>(w), sy = static_cast<float>(ht);
     auto X = [&] { return f.anyFloat(sx); };
     auto Y = [&] { return f.anyFloat(sy); };
@@ -145,8 +151,7 @@ void randomCall(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
     case 11: {
         const int bw = f.pick(40) - 4, bh = f.pick(20) - 4;
         const int rowBytes = bw > 0 ? (bw + 7) >> 3 : 0;
-        h.bitmap.assign(static_cast<std::size_t>(rowBytes) * (bh > 0 ? bh : 0) + 1, 0);
-        fillRandom(h.bitmap, f.rng());
+        h.bitmap.assign(static_cast<std::size_t>(rowBytes) * (bh > 0 ? bh : 0) + 1, f.rng());
         r.kwrBitmap1(I(), J(), bw, bh, h.bitmap.data());
         break;
     }
@@ -156,8 +161,7 @@ void randomCall(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
         const int srcBpp = f.chance(45) ? 24 : (f.chance(90) ? 32 : 16);
         const std::size_t pitch = srcBpp == 24 ? ((static_cast<std::size_t>(srcW > 0 ? srcW : 0) + 1) * 3) & ~std::size_t{3}
                                                : static_cast<std::size_t>(srcW > 0 ? srcW : 0) * 4;
-        h.image.assign(pitch * static_cast<std::size_t>(srcH > 0 ? srcH : 0) + 1, 0);
-        fillRandom(h.image, f.rng());
+        h.image.assign(pitch * static_cast<std::size_t>(srcH > 0 ? srcH : 0) + 1, f.rng());
         if (f.chance(50))
             r.kwrImage2D(I(), J(), I(), J(), srcW, srcH, srcBpp, h.image.data());
         else
@@ -205,7 +209,7 @@ void randomCall(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
     case 43: r.kwrTriangletfg(X(), Y(), U(), U(), X(), Y(), U(), U(), X(), Y(), U(), U()); break;
     case 44: r.kwrSetColorf(U(), U(), U()); break;
     case 45: r.kwrSetColor4f(U(), U(), U(), U()); break;
-    case 46: r.kwrClear(); break;
+    case 46: r.kwrClear(); return true;
     default: {
         // Small, well-formed triangles so that plenty of real spans are drawn.
         std::uniform_real_distribution<float> dx(-4.0f, sx + 4.0f), dy(-4.0f, sy + 4.0f), du(-1.5f, 2.5f),
@@ -219,6 +223,7 @@ void randomCall(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
         break;
     }
     }
+    return false;
 }
 
 void expectGuardsIntact(const std::vector<float>& z, std::size_t cells) {
@@ -227,6 +232,29 @@ void expectGuardsIntact(const std::vector<float>& z, std::size_t cells) {
         ASSERT_EQ(z[kGuardCells + cells + i], kGuard) << "depth written after the buffer, cell " << i;
     }
 }
+
+// The bytes of every surface row between its last pixel and the next row:
+// no drawing call may write them (clearing fills them at 8, 16 and 32 bpp).
+struct RowPadding {
+    unsigned char* bits;
+    int used, pitch, height;
+    RowPadding(KWRRender& r, int bpp, int width, int height_) : used(width * bpp / 8), height(height_) {
+        void* header = nullptr;
+        void* pixels = nullptr;
+        r.kwrGetDib(&header, &pixels);
+        bits = static_cast<unsigned char*>(pixels);
+        pitch = (used + 3) / 4 * 4;
+    }
+    void paint() const {
+        for (int y = 0; y < height; ++y) std::memset(bits + y * pitch + used, kCanary, static_cast<std::size_t>(pitch - used));
+    }
+    bool intact() const {
+        for (int y = 0; y < height; ++y)
+            for (int i = used; i < pitch; ++i)
+                if (bits[y * pitch + i] != kCanary) return false;
+        return true;
+    }
+};
 
 struct FuzzCase {
     int bpp;
@@ -249,14 +277,18 @@ TEST_P(ApiFuzz, RandomCallsStayInsideAllBuffers) {
     ASSERT_EQ(r->kwrInitBuffer(fc.width, fc.height), 1);
     r->kwrClear();
 
+    const RowPadding padding(*r, fc.bpp, fc.width, fc.height);
+    padding.paint();
     HostBuffers h;
     for (int round = 0; round < 4; ++round) {
         bindRandomMaps(*r, f, h);
         r->kwrAlphaEnable(f.pick(2));
         r->kwrZTestEnable(f.pick(4) != 0);
-        for (int i = 0; i < 600; ++i) randomCall(*r, f, h, fc.width, fc.height);
-        ASSERT_EQ(h.texture, h.textureCopy) << "a texture was written";
-        ASSERT_EQ(h.alphaMap, h.alphaMapCopy) << "an alpha map was written";
+        for (int i = 0; i < 600; ++i) {
+            if (randomCall(*r, f, h, fc.width, fc.height)) padding.paint();
+            ASSERT_TRUE(padding.intact()) << "row padding written, call " << i << " of round " << round;
+            ASSERT_TRUE(h.intact()) << "host memory or its canaries written, call " << i << " of round " << round;
+        }
         if (fc.externalDepth) expectGuardsIntact(depth, cells);
     }
     r->kwrDestroy();
