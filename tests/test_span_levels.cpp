@@ -3,11 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "raster/span_lanes.h"
@@ -150,19 +148,6 @@ TEST(SpanLevels, EveryLevelDrawsThePlainBytes) {
             }
         }
     }
-}
-
-TEST(SpanLevels, EnvironmentCapsTheLevel) {
-    const std::string name = KWRRender::kwrGetSimdLevel();
-    int active = -1, cap = kwr::kSimdLevelCount - 1;
-    const char* env = std::getenv("KWRENDER_SIMD");
-    for (int i = 0; i < kwr::kSimdLevelCount; ++i) {
-        if (name == kwr::simdLevelName(static_cast<SimdLevel>(i))) active = i;
-        if (env != nullptr && std::strcmp(env, kwr::simdLevelName(static_cast<SimdLevel>(i))) == 0) cap = i;
-    }
-    ASSERT_GE(active, 0) << name;
-    const int best = static_cast<int>(kwr::supportedSimdLevel());
-    EXPECT_EQ(active, cap < best ? cap : best);
 }
 
 #if KWR_X86_64
