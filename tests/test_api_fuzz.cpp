@@ -9,6 +9,7 @@
 // modified, and the run is free of undefined behaviour.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -28,44 +29,23 @@ public:
     int pick(int n) { return static_cast<int>(rng_() % static_cast<std::uint32_t>(n)); }
     bool chance(int percent) { return pick(100) < percent; }
 
+    // Half of the values are special: NaN, infinities, huge, rounding ties.
     float anyFloat(float span) {
-        switch (pick(16)) {
-        case 0: return std::numeric_limits<float>::quiet_NaN();
-        case 1: return std::numeric_limits<float>::infinity();
-        case 2: return -std::numeric_limits<float>::infinity();
-        case 3: return chance(50) ? 1e30f : -1e30f;
-        case 4: return chance(50) ? 3e9f : -3e9f;
-        case 5: return chance(50) ? 40000.5f : -40000.5f;
-        case 6: return -0.0f;
-        case 7: return static_cast<float>(pick(5)) - 2.0f + 0.5f;  // ties
-        default: {
-            std::uniform_real_distribution<float> d(-span, 2.0f * span);
-            return d(rng_);
-        }
-        }
+        const float inf = std::numeric_limits<float>::infinity();
+        const float special[] = {std::nanf(""), inf, -inf, 1e30f, -1e30f, 3e9f, -3e9f, 40000.5f, -40000.5f, -0.0f,
+                                 -1.5f, 0.5f, 2.5f};
+        if (chance(40)) return special[pick(13)];
+        return std::uniform_real_distribution<float>(-span, 2.0f * span)(rng_);
     }
-
     int anyInt(int span) {
-        switch (pick(14)) {
-        case 0: return std::numeric_limits<int>::min();
-        case 1: return std::numeric_limits<int>::max();
-        case 2: return chance(50) ? 46341 : -46341;
-        case 3: return chance(50) ? 1 << 30 : -(1 << 30);
-        case 4: return chance(50) ? 32767 : -32768;
-        default: return pick(3 * span + 1) - span;
-        }
+        const int special[] = {INT_MIN, INT_MAX, 46341, -46341, 1 << 30, -(1 << 30), 32767, -32768};
+        if (chance(35)) return special[pick(8)];
+        return pick(3 * span + 1) - span;
     }
-
     float anyUnit() {
-        switch (pick(10)) {
-        case 0: return std::numeric_limits<float>::quiet_NaN();
-        case 1: return chance(50) ? 1e20f : -1e20f;
-        case 2: return chance(50) ? 5e9f : -5e9f;
-        default: {
-            std::uniform_real_distribution<float> d(-2.0f, 3.0f);
-            return d(rng_);
-        }
-        }
+        const float special[] = {std::nanf(""), 1e20f, -1e20f, 5e9f, -5e9f};
+        if (chance(30)) return special[pick(5)];
+        return std::uniform_real_distribution<float>(-2.0f, 3.0f)(rng_);
     }
 
     unsigned long anyColor() {
@@ -297,8 +277,8 @@ TEST_P(ApiFuzz, RandomCallsStayInsideAllBuffers) {
 INSTANTIATE_TEST_SUITE_P(
     AllFormats, ApiFuzz,
     ::testing::Values(FuzzCase{8, 13, 9, true}, FuzzCase{16, 13, 9, true}, FuzzCase{24, 13, 9, true},
-                      FuzzCase{32, 13, 9, true}, FuzzCase{8, 1, 1, false}, FuzzCase{16, 7, 1, true},
-                      FuzzCase{24, 1, 11, false}, FuzzCase{32, 37, 23, false}, FuzzCase{24, 64, 48, true}),
+                      FuzzCase{32, 13, 9, true}, FuzzCase{8, 1, 1, false}, FuzzCase{24, 1, 11, false},
+                      FuzzCase{16, 37, 23, false}),
     [](const ::testing::TestParamInfo<FuzzCase>& i) {
         return "bpp" + std::to_string(i.param.bpp) + "_" + std::to_string(i.param.width) + "x" +
                std::to_string(i.param.height) + (i.param.externalDepth ? "_ext" : "_own");

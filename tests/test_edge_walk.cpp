@@ -116,6 +116,14 @@ TEST(EdgeWalk, FloatWalkersClipThenRound) {
     EXPECT_EQ(s.s().scan.scanLeftX[3], 32767);
     Access::UpdateScanLine3f(*s.r, 2.0f, 0.0f, 0.5f, 2.0f, 30.0f, 0.5f);
     EXPECT_EQ(s.s().scan.scanLeftX[9], 2);
+    // Clipped at row 0 both walkers land near -5.5, on different sides: the
+    // flat walker multiplies before dividing, the depth walker divides first.
+    resetAll(s.s());
+    Access::UpdateScanLinef(*s.r, -19.75f, -1.9f, 9.5f, 2.0f);
+    EXPECT_EQ(s.s().scan.scanLeftX[0], -5);
+    resetAll(s.s());
+    Access::UpdateScanLine3f(*s.r, -19.75f, -1.9f, 0.5f, 9.5f, 2.0f, 0.5f);
+    EXPECT_EQ(s.s().scan.scanLeftX[0], -6);
 }
 
 TEST(EdgeWalk, ExtremeEndpointsStayInsideTable) {

@@ -239,7 +239,7 @@ TEST(DepthLines, ClippersMoveEndsOntoTheSurface) {
     t->kwrSetColor(0xFF000000);
     t->kwrClear();
     t->kwrSetColor(0xFFFFFFFF);
-    t->kwrLine3f(7.0f, 9.0f, 0.5f, 9.4f, 9.0f, 0.5f);  // clipped to column 9, never 10
+    t->kwrLine3f(7.0f, 9.0f, 0.5f, 9.6f, 9.0f, 0.5f);  // clipped to column 9, then rounded
     EXPECT_EQ(t.pixelsNot(0), (Pixels{{7, 9}, {8, 9}, {9, 9}}));
     t->kwrLine3f(1e30f, -1e30f, 0.0f, -1e30f, 1e30f, 0.0f);
     t->kwrLine3fg(NAN, 0, 0, INFINITY, 0, 0);

@@ -18,9 +18,10 @@ using Draw = std::function<void(KWRRender&)>;
 unsigned char gTexture[2 * 2 * 4] = {10, 20, 30, 255, 40, 50, 60, 255, 70, 80, 90, 255, 100, 110, 120, 255};
 
 // Draws `a` and `b` on two surfaces prepared alike and compares pixels and
-// depths.
+// depths.  At 16 bpp a white texel does not give back the untextured colour,
+// so a missing texture fallback shows.
 void expectSameDrawing(const Draw& prepare, const Draw& a, const Draw& b, const char* what) {
-    Surface sa(32, 16, 16), sb(32, 16, 16);
+    Surface sa(16, 16, 16), sb(16, 16, 16);
     for (Surface* s : {&sa, &sb}) {
         (*s)->kwrSetColor(0xFF336699);
         prepare(*s->r);
@@ -28,7 +29,7 @@ void expectSameDrawing(const Draw& prepare, const Draw& a, const Draw& b, const 
     a(*sa.r);
     b(*sb.r);
     EXPECT_EQ(sa.bytes(), sb.bytes()) << what;
-    EXPECT_FALSE(sa.pixelsNot(0xFF000000u).empty()) << what;  // something was drawn
+    EXPECT_FALSE(sa.pixelsNot(0).empty()) << what;  // something was drawn
     for (int i = 0; i < 16; ++i) EXPECT_EQ(sa.z(i, i), sb.z(i, i)) << what << ", depth at " << i;
 }
 
@@ -148,6 +149,17 @@ TEST(Triangle, Fallbacks) {
     a->kwrAlphaEnable(1);
     k3ct(*a.r);
     EXPECT_TRUE(a.pixelsNot(0xFF000000u).empty());
+    // A host depth buffer bound after a frame without one leaves the depth
+    // test off: the depth members draw as their forms without depth.
+    auto r = std::make_unique<KWRRender>();
+    r->kwrZBufferEnable(0);
+    ASSERT_EQ(r->kwrInitBuffer(4, 4), 1);
+    float depth[16];
+    for (float& d : depth) d = 1.0f;
+    r->kwrSetExternalZBuffer(depth);
+    r->kwrTriangle3(0, 0, 0.5f, 4, 0, 0.5f, 0, 4, 0.5f);
+    r->kwrLine3(0, 3, 0.5f, 3, 3, 0.5f);
+    for (float d : depth) EXPECT_EQ(d, 1.0f);
 }
 
 TEST(Triangle, ColourOnlyMembersBlendOnlyWithTranslucentVertex) {
