@@ -40,6 +40,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     check(img.kwrGetWidth() > 0 && img.kwrGetHeight() > 0);
 
+    // Cancelled after some rows, the same file fails with the cancel code or
+    // (finished before that row) loads; never anything else.
+    int stopAt = data[size / 3] % 8;
+    options.user = &stopAt;
+    options.cancel = [](void* user, int done, int) { return done >= *static_cast<int*>(user) ? 1 : 0; };
+    KWRImage cancelled;
+    if (!cancelled.kwrLoadMemory(data, size, &options))
+        check(cancelled.kwrGetError() == KWR_IMAGE_LOAD_INTERRUPT && cancelled.kwrIsEmpty() == 1);
+
     std::vector<unsigned char> file(img.kwrGetFileSize());
     check(img.kwrSaveMemory(file.data(), file.size()) == 1);
     KWRImage back;
