@@ -211,11 +211,11 @@ int renderAnimation(const Options& o, ShowcaseAssets& assets, Window* window) {
             std::fclose(g);
         }
         if (std::FILE* ready = std::fopen((dir + "/ready").c_str(), "w")) std::fclose(ready);
-        const std::string done = dir + "/done";
+        const std::string doneFile = dir + "/done";
         for (int wait = 0; wait < 600; ++wait) {
             window->present(*r);
             if (!window->pump()) break;
-            if (std::FILE* d = std::fopen(done.c_str(), "r")) {
+            if (std::FILE* d = std::fopen(doneFile.c_str(), "r")) {
                 std::fclose(d);
                 break;
             }

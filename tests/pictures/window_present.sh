@@ -34,26 +34,31 @@ inside() {
     kill $pid 2>/dev/null
     return 1
   fi
-  sleep 0.5  # let the last presentation reach the screen
-  import -window root -crop "$(cat "$work/geometry.txt")" +repage "$work/grab.png"
-  local grabbed=$?
+  # The demo keeps presenting its last frame; on a busy machine the first
+  # grab may still catch an earlier one, so a differing grab is taken again.
+  local frame diff=unknown try
+  frame=$(ls "$work"/frame.png "$work"/frame.bmp 2>/dev/null | head -n 1)
+  for try in 1 2 3 4 5; do
+    sleep 0.5
+    import -window root -crop "$(cat "$work/geometry.txt")" +repage "$work/grab.png" || continue
+    diff=$(compare -metric AE "$frame" "$work/grab.png" "$work/diff.png" 2>&1 >/dev/null)
+    [ "$diff" = 0 ] && break
+  done
   touch "$work/done"
   wait $pid
   local ran=$?
   cat "$work/demo.log"
-  [ $grabbed = 0 ] && [ $ran = 0 ]
+  if [ "$diff" != 0 ]; then
+    echo "$bpp bpp: $diff pixels of the window differ from the rendered frame; see $work/diff.png"
+    return 1
+  fi
+  echo "$bpp bpp: the window shows the rendered frame exactly ($(cat "$work/geometry.txt"))"
+  [ $ran = 0 ]
 }
 if [ -n "${inside:-}" ]; then
   inside "$@"
   exit
 fi
 rm -rf "$work" && mkdir -p "$work" || exit 1
-xvfb-run -a -s "-screen 0 800x600x24" bash "$0" --inside "$work" "$bpp" "$@" || exit 1
+xvfb-run -a -s "-screen 0 800x600x24" bash "$0" --inside "$work" "$bpp" "$@"
 
-frame=$(ls "$work"/frame.png "$work"/frame.bmp 2>/dev/null | head -n 1)
-diff=$(compare -metric AE "$frame" "$work/grab.png" "$work/diff.png" 2>&1 >/dev/null)
-if [ "$diff" != 0 ]; then
-  echo "$bpp bpp: $diff pixels of the window differ from the rendered frame; see $work/diff.png"
-  exit 1
-fi
-echo "$bpp bpp: the window shows the rendered frame exactly ($(cat "$work/geometry.txt"))"
