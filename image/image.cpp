@@ -4,11 +4,118 @@
 // recording of error codes.
 #include "KWRImage.h"
 
-#include <cstring>
+#include <cstdio>
 
+#include "image/bmp_reader.h"
+#include "image/bmp_writer.h"
+#include "image/byte_io.h"
+#include "image/surface.h"
 #include "render/dib_stream.h"
 
 using kwr::DibStream;
+using kwr::SurfaceView;
+
+namespace {
+
+// Runs make(surface) on a fresh surface: the surface on success, else null
+// with the error code in *error.
+template <class Make>
+DibStream* makeSurface(Make&& make, int* error) {
+    DibStream* fresh = new DibStream;
+    *error = make(*fresh);
+    if (*error == kwr::kDibOk) return fresh;
+    fresh->Release();
+    return nullptr;
+}
+
+// Lets go of this image's surface and takes `next`, or, when next is null,
+// an empty surface that records `error`.
+void replace(DibStream*& dib, DibStream* next, int error) {
+    dib->Release();
+    if (next == nullptr) {
+        next = new DibStream;
+        next->lastError = error;
+    }
+    dib = next;
+}
+
+// Builds a new surface from this image's with f(view, out); on failure the
+// image keeps its surface and records the error.
+template <class F>
+int transform(DibStream*& dib, F&& f) {
+    SurfaceView view;
+    if (!kwr::viewOf(*dib, view)) {
+        dib->lastError = kwr::kDibInvalidImage;
+        return 0;
+    }
+    int err = 0;
+    DibStream* next = makeSurface([&](DibStream& out) { return f(view, out); }, &err);
+    if (next == nullptr) {
+        dib->lastError = err;
+        return 0;
+    }
+    replace(dib, next, 0);
+    return 1;
+}
+
+int load(DibStream*& dib, KWRImageFileInfo& fileInfo, kwr::Input& in, const KWRImageLoadOptions* options) {
+    KWRImageFileInfo info{};
+    int err = 0;
+    DibStream* loaded = makeSurface([&](DibStream& out) { return kwr::readBitmap(in, options, out, info); }, &err);
+    replace(dib, loaded, err);
+    fileInfo = info;
+    return loaded != nullptr ? 1 : 0;
+}
+
+template <class Path>
+int loadPath(DibStream*& dib, KWRImageFileInfo& fileInfo, Path path, const KWRImageLoadOptions* options) {
+    std::FILE* file = kwr::openPath(path, false);
+    if (file == nullptr) {
+        replace(dib, nullptr, kwr::kDibOpenFile);
+        fileInfo = KWRImageFileInfo{};
+        return 0;
+    }
+    kwr::Input in(file);
+    const int ok = load(dib, fileInfo, in, options);
+    std::fclose(file);
+    return ok;
+}
+
+// Writes the view to a file; returns an error code.
+template <class Path>
+int saveView(const SurfaceView& view, Path path) {
+    std::FILE* file = kwr::openPath(path, true);
+    if (file == nullptr) return kwr::kDibOpenFile;
+    kwr::Output out(file);
+    int err = kwr::writeBitmap(view, out);
+    if (std::fclose(file) != 0 && err == kwr::kDibOk) err = kwr::kDibWriteFile;
+    return err;
+}
+
+template <class Path>
+int saveSurface(DibStream& dib, Path path) {
+    SurfaceView view;
+    dib.lastError = kwr::viewOf(dib, view) ? saveView(view, path) : kwr::kDibInvalidImage;
+    return dib.lastError == kwr::kDibOk ? 1 : 0;
+}
+
+// The render context's frame as a view; false when it has none.
+bool frameView(KWRRender& render, SurfaceView& view) {
+    void* header = nullptr;
+    void* pixels = nullptr;
+    return render.kwrGetDib(&header, &pixels) == 1 &&
+           kwr::viewOf(static_cast<const kwr::BITMAPINFO*>(header), static_cast<unsigned char*>(pixels), view);
+}
+
+template <class Path>
+int saveFrame(KWRRender& render, Path path, int* error) {
+    SurfaceView view;
+    const int err = frameView(render, view) ? saveView(view, path) : kwr::kDibInvalidImage;
+    if (error != nullptr) *error = err;
+    return err == kwr::kDibOk ? 1 : 0;
+}
+
+}  // namespace
 
 KWRImage::KWRImage() : dib(new DibStream), fileInfo() {}
 
@@ -24,48 +131,164 @@ KWRImage& KWRImage::operator=(const KWRImage& other) {
     return *this;
 }
 
-int KWRImage::kwrLoad(const char*, const KWRImageLoadOptions*) {
-    dib->lastError = KWR_IMAGE_UNSUPPORT_TYPE;
-    return 0;
+int KWRImage::kwrLoad(const char* path, const KWRImageLoadOptions* options) {
+    return loadPath(dib, fileInfo, path, options);
 }
-int KWRImage::kwrLoad(const wchar_t*, const KWRImageLoadOptions*) {
-    dib->lastError = KWR_IMAGE_UNSUPPORT_TYPE;
-    return 0;
+
+int KWRImage::kwrLoad(const wchar_t* path, const KWRImageLoadOptions* options) {
+    return loadPath(dib, fileInfo, path, options);
 }
-int KWRImage::kwrLoadMemory(const void*, std::size_t, const KWRImageLoadOptions*) {
-    dib->lastError = KWR_IMAGE_UNSUPPORT_TYPE;
-    return 0;
+
+int KWRImage::kwrLoadMemory(const void* data, std::size_t size, const KWRImageLoadOptions* options) {
+    kwr::Input in(data, size);
+    return load(dib, fileInfo, in, options);
 }
+
 const KWRImageFileInfo& KWRImage::kwrGetFileInfo() const { return fileInfo; }
 
-int KWRImage::kwrCreate(int, int, int) { return 0; }
-int KWRImage::kwrFromFrame(KWRRender&) { return 0; }
-int KWRImage::kwrSave(const char*) { return 0; }
-int KWRImage::kwrSave(const wchar_t*) { return 0; }
-std::size_t KWRImage::kwrGetFileSize() const { return 0; }
-int KWRImage::kwrSaveMemory(void*, std::size_t) { return 0; }
-int KWRImage::kwrSaveFrame(KWRRender&, const char*, int*) { return 0; }
-int KWRImage::kwrSaveFrame(KWRRender&, const wchar_t*, int*) { return 0; }
-int KWRImage::kwrConvert(int) { return 0; }
-int KWRImage::kwrResize(int, int) { return 0; }
-int KWRImage::kwrMakeTexture() { return 0; }
-int KWRImage::kwrMakeAlphaMap(int) { return 0; }
-
-int KWRImage::kwrIsEmpty() const { return dib->header == nullptr || dib->bits == nullptr ? 1 : 0; }
-int KWRImage::kwrGetWidth() const { return 0; }
-int KWRImage::kwrGetHeight() const { return 0; }
-int KWRImage::kwrGetBpp() const { return 0; }
-int KWRImage::kwrIsTopDown() const { return 0; }
-int KWRImage::kwrGetPitch() const { return dib->GetRowBytes(); }
-unsigned char* KWRImage::kwrGetPixels() const { return dib->bits; }
-unsigned char* KWRImage::kwrGetRow(int) const { return nullptr; }
-const unsigned char* KWRImage::kwrGetPalette(int* count) const {
-    if (count != nullptr) *count = 0;
-    return nullptr;
+int KWRImage::kwrCreate(int width, int height, int bpp) {
+    int err = 0;
+    DibStream* made = makeSurface([&](DibStream& out) { return kwr::createSurface(out, width, height, bpp); }, &err);
+    if (made == nullptr) {
+        dib->lastError = err;
+        return 0;
+    }
+    replace(dib, made, 0);
+    fileInfo = KWRImageFileInfo{};
+    return 1;
 }
+
+int KWRImage::kwrFromFrame(KWRRender& render) {
+    SurfaceView view;
+    if (!frameView(render, view)) {
+        dib->lastError = kwr::kDibInvalidImage;
+        return 0;
+    }
+    int err = 0;
+    DibStream* copy = makeSurface([&](DibStream& out) { return kwr::convertSurface(view, view.bpp, out); }, &err);
+    if (copy == nullptr) {
+        dib->lastError = err;
+        return 0;
+    }
+    replace(dib, copy, 0);
+    fileInfo = KWRImageFileInfo{};
+    return 1;
+}
+
+int KWRImage::kwrSave(const char* path) { return saveSurface(*dib, path); }
+
+int KWRImage::kwrSave(const wchar_t* path) { return saveSurface(*dib, path); }
+
+std::size_t KWRImage::kwrGetFileSize() const {
+    SurfaceView view;
+    if (!kwr::viewOf(*dib, view)) return 0;
+    const std::uint64_t size = kwr::bitmapFileSize(view);
+    return size > 0xFFFFFFFFu ? 0 : static_cast<std::size_t>(size);
+}
+
+int KWRImage::kwrSaveMemory(void* buffer, std::size_t capacity) {
+    SurfaceView view;
+    if (!kwr::viewOf(*dib, view)) {
+        dib->lastError = kwr::kDibInvalidImage;
+    } else {
+        kwr::Output out(buffer, capacity);
+        dib->lastError = kwr::writeBitmap(view, out);
+    }
+    return dib->lastError == kwr::kDibOk ? 1 : 0;
+}
+
+int KWRImage::kwrSaveFrame(KWRRender& render, const char* path, int* error) { return saveFrame(render, path, error); }
+
+int KWRImage::kwrSaveFrame(KWRRender& render, const wchar_t* path, int* error) {
+    return saveFrame(render, path, error);
+}
+
+int KWRImage::kwrConvert(int bpp) {
+    return transform(dib, [bpp](const SurfaceView& v, DibStream& out) { return kwr::convertSurface(v, bpp, out); });
+}
+
+int KWRImage::kwrResize(int width, int height) {
+    return transform(dib, [width, height](const SurfaceView& v, DibStream& out) {
+        return kwr::resizeSurface(v, width, height, out);
+    });
+}
+
+int KWRImage::kwrMakeTexture() {
+    return transform(dib, [](const SurfaceView& v, DibStream& out) {
+        const int err = kwr::convertSurface(v, 32, out);
+        if (err != kwr::kDibOk || v.bpp != 32) return err;
+        // A 32-bit bitmap whose fourth byte is 0 everywhere has no alpha.
+        const std::size_t bytes = out.header->bmiHeader.biSizeImage;
+        for (std::size_t i = 3; i < bytes; i += 4) {
+            if (out.bits[i] != 0) return err;
+        }
+        for (std::size_t i = 3; i < bytes; i += 4) out.bits[i] = 255;
+        return err;
+    });
+}
+
+int KWRImage::kwrMakeAlphaMap(int source) {
+    if (source != KWR_ALPHA_FROM_ALPHA && source != KWR_ALPHA_FROM_GREY) {
+        dib->lastError = kwr::kDibSomeError;
+        return 0;
+    }
+    return transform(dib, [source](const SurfaceView& v, DibStream& out) {
+        return kwr::alphaMapSurface(v, source == KWR_ALPHA_FROM_GREY, out);
+    });
+}
+
+int KWRImage::kwrIsEmpty() const {
+    SurfaceView view;
+    return kwr::viewOf(*dib, view) ? 0 : 1;
+}
+
+int KWRImage::kwrGetWidth() const {
+    SurfaceView view;
+    return kwr::viewOf(*dib, view) ? view.width : 0;
+}
+
+int KWRImage::kwrGetHeight() const {
+    SurfaceView view;
+    return kwr::viewOf(*dib, view) ? view.height : 0;
+}
+
+int KWRImage::kwrGetBpp() const {
+    SurfaceView view;
+    return kwr::viewOf(*dib, view) ? view.bpp : 0;
+}
+
+int KWRImage::kwrIsTopDown() const {
+    SurfaceView view;
+    return kwr::viewOf(*dib, view) && view.topDown ? 1 : 0;
+}
+
+int KWRImage::kwrGetPitch() const { return dib->GetRowBytes(); }
+
+unsigned char* KWRImage::kwrGetPixels() const { return dib->bits; }
+
+unsigned char* KWRImage::kwrGetRow(int y) const {
+    SurfaceView view;
+    if (!kwr::viewOf(*dib, view) || y < 0 || y >= view.height) return nullptr;
+    return view.row(y);
+}
+
+const unsigned char* KWRImage::kwrGetPalette(int* count) const {
+    SurfaceView view;
+    const bool indexed = kwr::viewOf(*dib, view) && view.tableSize > 0;
+    if (count != nullptr) *count = indexed ? view.tableSize : 0;
+    return indexed ? view.table : nullptr;
+}
+
 const void* KWRImage::kwrGetBitmapInfo() const { return dib->header; }
-std::uint32_t KWRImage::kwrGetPixel(int, int) const { return 0; }
+
+std::uint32_t KWRImage::kwrGetPixel(int x, int y) const {
+    SurfaceView view;
+    if (!kwr::viewOf(*dib, view) || x < 0 || x >= view.width || y < 0 || y >= view.height) return 0;
+    return kwr::argbAt(view, x, y);
+}
 
 int KWRImage::kwrGetError() const { return dib->lastError; }
+
 const char* KWRImage::kwrGetErrorText() const { return kwr::dibErrorText(dib->lastError); }
+
 const char* KWRImage::kwrErrorText(int code) { return kwr::dibErrorText(code); }

@@ -17,15 +17,19 @@ struct LineEnd {
     float z;
 };
 
+// Whether a line walk tests and writes depth.
+enum class LineDepth { kNone, kTested };
+
 bool onSurface(const RenderState& s, const LineEnd& p) {
     return p.x >= 0 && p.x <= s.clipRight && p.y >= 0 && p.y <= s.clipBottom;
 }
 
 // The walk from the left end to the right end, both plotted.  x-major when
-// dx >= dy.  With Depth, a pixel is drawn where the stored depth is greater
+// dx >= dy.  With a depth test, a pixel is drawn where the stored depth is greater
 // than or equal to the accumulated z, which then takes its place.
-template <class Fmt, bool Depth>
+template <class Fmt, LineDepth D>
 void walkLine(const RenderState& s, LineEnd a, LineEnd b) {
+    constexpr bool kTested = D == LineDepth::kTested;
     const LineEnd L = a.x > b.x ? b : a;
     const LineEnd R = a.x > b.x ? a : b;
     const int dx = R.x - L.x;
@@ -35,16 +39,16 @@ void walkLine(const RenderState& s, LineEnd a, LineEnd b) {
     const std::ptrdiff_t zRowStep = up ? -static_cast<std::ptrdiff_t>(s.width) : s.width;
     const SolidColor c = solidColor(s);
     unsigned char* px = s.bits + pixelOffset(L.x, L.y, s.pitch, Fmt::kBytes);
-    float* zp = Depth ? s.zBuffer + static_cast<std::ptrdiff_t>(L.y) * s.width + L.x : nullptr;
+    float* zp = kTested ? s.zBuffer + static_cast<std::ptrdiff_t>(L.y) * s.width + L.x : nullptr;
     float z = L.z;
     const bool xMajor = dx >= dy;
     float dz = 0;
-    if constexpr (Depth) {
+    if constexpr (kTested) {
         if (xMajor) dz = dx == 0 ? 0.0f : (R.z - L.z) / static_cast<float>(dx);
         else dz = (R.z - L.z) / static_cast<float>(R.y - L.y);
     }
     auto plot = [&]() {
-        if constexpr (Depth) {
+        if constexpr (kTested) {
             if (*zp >= z) {
                 *zp = z;
                 Fmt::storeSolid(px, c);
@@ -61,10 +65,10 @@ void walkLine(const RenderState& s, LineEnd a, LineEnd b) {
             if (e < 0) {
                 e += dx;
                 px += rowStep;
-                if constexpr (Depth) zp += zRowStep;
+                if constexpr (kTested) zp += zRowStep;
             }
             px += Fmt::kBytes;
-            if constexpr (Depth) {
+            if constexpr (kTested) {
                 ++zp;
                 z += dz;
             }
@@ -77,10 +81,10 @@ void walkLine(const RenderState& s, LineEnd a, LineEnd b) {
             if (e < 0) {
                 e += dy;
                 px += Fmt::kBytes;
-                if constexpr (Depth) ++zp;
+                if constexpr (kTested) ++zp;
             }
             px += rowStep;
-            if constexpr (Depth) {
+            if constexpr (kTested) {
                 zp += zRowStep;
                 // dz was divided by the signed row difference.
                 if (up) z -= dz;
@@ -92,11 +96,11 @@ void walkLine(const RenderState& s, LineEnd a, LineEnd b) {
 
 // Draws a clipped segment; ends off the surface (possible only when the
 // 32-bit clip products wrapped) draw nothing.
-template <bool Depth>
+template <LineDepth D>
 void drawSegment(const RenderState& s, const LineEnd& a, const LineEnd& b) {
     if (!onSurface(s, a) || !onSurface(s, b)) return;
-    if (Depth && s.zBuffer == nullptr) return;
-    withFormat(s.renderBpp, [&](auto format) { walkLine<decltype(format), Depth>(s, a, b); });
+    if (D == LineDepth::kTested && s.zBuffer == nullptr) return;
+    withFormat(s.renderBpp, [&](auto format) { walkLine<decltype(format), D>(s, a, b); });
 }
 
 // No depth: the two-dimensional lines clip only x and y.
@@ -174,7 +178,7 @@ using kwr::LineEnd;
 void KWRRender::kwrLine(int x1, int y1, int x2, int y2) {
     kwr::NoDepth z1, z2;
     if (!kwr::clipLine<kwr::WrappingIntClip>(s.clipRight, s.clipBottom, x1, y1, z1, x2, y2, z2)) return;
-    kwr::drawSegment<false>(s, LineEnd{x1, y1, 0}, LineEnd{x2, y2, 0});
+    kwr::drawSegment<kwr::LineDepth::kNone>(s, LineEnd{x1, y1, 0}, LineEnd{x2, y2, 0});
 }
 
 void KWRRender::kwrLinef(float x1, float y1, float x2, float y2) {
@@ -192,11 +196,11 @@ bool KWRRender::ClippingLine3(float& x1, float& y1, float& z1, float& x2, float&
 }
 
 void KWRRender::DrawLine2(int x1, int y1, int x2, int y2) {
-    kwr::drawSegment<false>(s, LineEnd{x1, y1, 0}, LineEnd{x2, y2, 0});
+    kwr::drawSegment<kwr::LineDepth::kNone>(s, LineEnd{x1, y1, 0}, LineEnd{x2, y2, 0});
 }
 
 void KWRRender::DrawLine3(int x1, int y1, float z1, int x2, int y2, float z2) {
-    kwr::drawSegment<true>(s, LineEnd{x1, y1, z1}, LineEnd{x2, y2, z2});
+    kwr::drawSegment<kwr::LineDepth::kTested>(s, LineEnd{x1, y1, z1}, LineEnd{x2, y2, z2});
 }
 
 void KWRRender::kwrLine3(int x1, int y1, float z1, int x2, int y2, float z2) {

@@ -1,5 +1,6 @@
 // Stand-ins for the Windows calls the library uses, on other systems.
 #include "render/dib_stream.h"
+#include "render/pixel_format.h"
 #include "render/platform.h"
 
 #if !defined(_WIN32)
@@ -11,10 +12,6 @@ namespace kwr {
 
 namespace {
 int processHeapTag;  // any distinct non-null address will do as the heap handle
-
-// Expands a 5-bit field to 8 bits the way GDI does: shift up and repeat the
-// top bits in the freed low bits.
-inline std::uint32_t expand5(std::uint32_t v) { return (v << 3) | (v >> 2); }
 
 // Source pixel (x, row) of a DIB as 0x00RRGGBB.
 std::uint32_t sourcePixel(const unsigned char* row, int x, int bitCount, const RGBQUAD* table) {
@@ -30,8 +27,7 @@ std::uint32_t sourcePixel(const unsigned char* row, int x, int bitCount, const R
     case 16: {
         std::uint16_t w;
         std::memcpy(&w, row + 2 * x, 2);
-        return (expand5((w >> 10) & 0x1Fu) << 16) | (expand5((w >> 5) & 0x1Fu) << 8) |
-               expand5(w & 0x1Fu);
+        return fromX1R5G5B5(w);
     }
     case 24: {
         const unsigned char* p = row + 3 * x;
