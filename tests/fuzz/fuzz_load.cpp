@@ -27,9 +27,9 @@ bool samePixels(const KWRImage& a, const KWRImage& b) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     // Caps lowered so that one input stays cheap; the checks are the same.
     KWRImageLoadOptions options{};
-    options.maxWidth = 2048;
-    options.maxHeight = 2048;
-    options.maxPixelBytes = 1u << 20;
+    options.maxWidth = 1024;
+    options.maxHeight = 1024;
+    options.maxPixelBytes = 1u << 18;
     KWRImage img;
     if (!img.kwrLoadMemory(data, size, &options)) {
         const int e = img.kwrGetError();
