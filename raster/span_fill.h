@@ -43,7 +43,7 @@ struct SpanTraits {
     bool interpolates = false;  // steps the span parameter
     bool blends = false;        // reads the pixel it writes
     bool unrollBy4 = false;
-    // The untested blends compute 16 bpp pixels without the weight test; a
+    // The blends without a depth test compute 16 bpp pixels whatever the weight; a
     // zero weight reproduces the old pixel there.
     bool blend16Always = false;
     Mode8 mode8 = Mode8::kNothing;

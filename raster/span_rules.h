@@ -168,7 +168,7 @@ struct Rule3ct {
     }
 };
 
-// The untested sibling: the colour is rounded first, then multiplied by
+// The sibling without a depth test: the colour is rounded first, then multiplied by
 // the texel in integers and truncated.
 struct Rulect {
     static constexpr SpanTraits kTraits = kUntested.interpolated();
@@ -223,7 +223,7 @@ struct Rule3a {
 };
 
 // The float blend's weight test: a pixel of weight 0 or less (or NaN) is
-// left alone, except in the 16 bpp untested members.
+// left alone, except in the 16 bpp members without a depth test.
 template <class Rule, class Fmt>
 constexpr bool blendsEveryPixel() {
     return Fmt::kBpp == 16 && Rule::kTraits.blend16Always;
@@ -304,8 +304,8 @@ struct RuleTexturedBlend {
 
 // Texel times the interpolated colour, weighted by the alpha byte times the
 // interpolated alpha.  The depth-tested member multiplies the texel before
-// the weight (and scales 16 bpp fields before dividing); the untested one
-// weights first.
+// the weight (and scales 16 bpp fields before dividing); the one without a
+// depth test weights first.
 template <bool Depth>
 struct RuleShadedTexturedBlend {
     static constexpr SpanTraits kTraits =

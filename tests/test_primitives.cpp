@@ -18,11 +18,7 @@ TEST(Points, BoundsAndStores) {
     s->kwrPut(0, 3);
     EXPECT_TRUE(s.pixelsNot(0xFF000000u).empty());
     s->kwrPut(3, 2);
-    const unsigned char* p = s.at(3, 2);
-    EXPECT_EQ(p[0], 0x78);
-    EXPECT_EQ(p[1], 0x56);
-    EXPECT_EQ(p[2], 0x34);
-    EXPECT_EQ(p[3], 0x12);
+    EXPECT_EQ(s.px(3, 2), 0x12345678u);  // bytes 78 56 34 12
 }
 
 TEST(Boxes, CornersInAnyOrderAndPerAxisClip) {
@@ -129,8 +125,14 @@ TEST(Blits, FarLeftStartUsesSinglePrecisionAndStaysInSource) {
     s->kwrImage2D(-100000, 0, 4, 1, 3, 1, 32, src.data());
     // floor(100000 * 3 / 100004) = 2 at x = 0: the right end of the source.
     EXPECT_EQ(s.px(0, 0) & 0xFFu, 2u);
+    // The widest corners still map every pixel to a source pixel.
+    s->kwrSetColor(0xFF000000);
+    s->kwrClear();
     s->kwrImage2D(INT_MIN, 0, INT_MAX, 1, 3, 1, 32, src.data());
+    for (int x = 0; x < 4; ++x) EXPECT_LT(s.px(x, 0) ^ 0x09070000u, 3u) << x;
+    s->kwrClear();
     s->kwrImage2D3(INT_MIN, INT_MIN, INT_MAX, INT_MAX, 0.0f, 3, 1, 32, src.data());
+    for (int x = 0; x < 4; ++x) EXPECT_LT(s.px(x, 0) ^ 0x09070000u, 3u) << x;
 }
 
 TEST(Blits, FourthByteAndFormats) {
@@ -193,9 +195,6 @@ TEST(Lines, ClippingAtEveryEdge) {
     EXPECT_EQ(c.pixelsNot(0), (Pixels{{320, 240}}));
     // Beside a corner: rejected by a later edge.
     EXPECT_TRUE(linePixels(-10, 2, 2, -10).empty());
-    // Wrapping clip products never draw off the surface.
-    linePixels(INT_MIN, INT_MAX, INT_MAX, INT_MIN);
-    linePixels(-46341, 3, 46341, 5);
 }
 
 TEST(DepthLines, ClipWalkAndDepthRules) {
@@ -241,6 +240,4 @@ TEST(DepthLines, ClippersMoveEndsOntoTheSurface) {
     t->kwrSetColor(0xFFFFFFFF);
     t->kwrLine3f(7.0f, 9.0f, 0.5f, 9.6f, 9.0f, 0.5f);  // clipped to column 9, then rounded
     EXPECT_EQ(t.pixelsNot(0), (Pixels{{7, 9}, {8, 9}, {9, 9}}));
-    t->kwrLine3f(1e30f, -1e30f, 0.0f, -1e30f, 1e30f, 0.0f);
-    t->kwrLine3fg(NAN, 0, 0, INFINITY, 0, 0);
 }
