@@ -136,14 +136,14 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2) {
             t.scanRightX[y] = xi - 1;
             storeAttributes<K>(y, a, t.scanRightZ, t.scanRightColor, t.scanRightU, t.scanRightV);
         }
-        // The carry of the Bresenham step, without a branch: its pattern
-        // along an edge is not predictable.
         x += sx * q;
         err -= r;
-        const bool carry = err < 0;
-        const std::int64_t carryMask = -static_cast<std::int64_t>(carry);
-        err += dy & carryMask;
-        x += sx & carryMask;
+        bool carry = false;
+        if (err < 0) {
+            err += dy;
+            x += sx;
+            carry = true;
+        }
         if constexpr (K::kColour)
             for (int k = 0; k < 4; ++k) a.c[k] += dc[k];
         if constexpr (K::kTexCoords) {
@@ -152,8 +152,7 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2) {
         }
         if constexpr (K::kDepth) {
             a.z += zRow;
-            const float carried = a.z + zCarry;
-            a.z = xMajor && carry ? carried : a.z;
+            if (xMajor && carry) a.z += zCarry;
         }
     }
 }
