@@ -125,58 +125,57 @@ typename V::I alphaLanes(const SpanContext& k, const TexelLanes<V>& x, typename 
     }
 }
 
-// One group of V::kLanes pixels: depth test, the rule, the depth and pixel
-// stores of the lanes the rule writes.
+// One group of up to V::kLanes pixels (m of them): depth test, the rule,
+// the depth and pixel stores of the lanes the rule writes.  The chains are
+// read as whole groups (they run on past the block); pixels and depths past
+// m are neither read nor written.
 template <class V, class Rule, class Fmt>
-void laneGroup(const SpanContext& k, const RowEnds& e, const float* p, const float* z, float* zrow, unsigned char* px) {
+void laneGroup(const SpanContext& k, const RowEnds& e, const float* p, const float* z, float* zrow, unsigned char* px,
+               int m) {
     using I = typename V::I;
     using F = typename V::F;
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
     constexpr bool kMerge = kDepth || Rule::kTraits.blends;
+    const bool whole = m == V::kLanes;
+    auto loadPixels = [&] { return whole ? Fmt::template load<V>(px) : V::loadPart(px, Fmt::kBytes, m); };
+    auto storePixels = [&](I v) {
+        if (whole)
+            Fmt::template store<V>(px, v);
+        else
+            V::storePart(px, v, Fmt::kBytes, m);
+    };
     I write = V::splatI(-1);
     F zv{}, stored{};
     if constexpr (kDepth) {
         zv = V::loadF(z);
-        stored = V::loadF(zrow);
+        stored = whole ? V::loadF(zrow) : V::bitsF(V::loadPart(zrow, 4, m));
         write = Rule::kTraits.depth == DepthTest::kGreater ? V::gt(stored, zv) : V::ge(stored, zv);
         if (!V::any(write)) return;
     }
     if constexpr (kMerge) {
-        const I old = Fmt::template load<V>(px);
+        const I old = loadPixels();
         const I out = Rule::template lanes<V, Fmt>(k, e, V::loadF(p), old, write);
         if (!V::any(write)) return;
-        Fmt::template store<V>(px, V::select(write, out, old));
-        if constexpr (kDepth) V::storeF(zrow, V::selectF(write, zv, stored));
+        storePixels(V::select(write, out, old));
+        if constexpr (kDepth) {
+            const F zNew = V::selectF(write, zv, stored);
+            if (whole)
+                V::storeF(zrow, zNew);
+            else
+                V::storePart(zrow, V::bitsI(zNew), 4, m);
+        }
     } else {
-        Fmt::template store<V>(px, Rule::template lanes<V, Fmt>(k, e, V::loadF(p), I{}, write));
+        storePixels(Rule::template lanes<V, Fmt>(k, e, V::loadF(p), I{}, write));
     }
 }
 
-// A block: whole groups in place, the rest through a padded copy.
 template <class V, class Rule, class Fmt>
 void laneBlock(const SpanContext& k, const RowEnds& e, const SpanBlock& b) {
     constexpr int W = V::kLanes;
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
-    int i = 0;
-    for (; i + W <= b.n; i += W)
-        laneGroup<V, Rule, Fmt>(k, e, b.p + i, b.z + i, kDepth ? b.zrow + i : nullptr, b.px + i * Fmt::kBytes);
-    const int m = b.n - i;
-    if (m == 0) return;
-    // The padding lanes repeat the last pixel's values and are not copied back.
-    float p[W], z[W], zrow[W];
-    unsigned char px[W * 4];
-    for (int j = 0; j < W; ++j) {
-        const int from = i + (j < m ? j : m - 1);
-        p[j] = b.p[from];
-        if constexpr (kDepth) {
-            z[j] = b.z[from];
-            zrow[j] = b.zrow[from];
-        }
-        std::memcpy(px + j * Fmt::kBytes, b.px + from * Fmt::kBytes, Fmt::kBytes);
-    }
-    laneGroup<V, Rule, Fmt>(k, e, p, z, zrow, px);
-    std::memcpy(b.px + i * Fmt::kBytes, px, static_cast<std::size_t>(m) * Fmt::kBytes);
-    if constexpr (kDepth) std::memcpy(b.zrow + i, zrow, static_cast<std::size_t>(m) * sizeof(float));
+    for (int i = 0; i < b.n; i += W)
+        laneGroup<V, Rule, Fmt>(k, e, b.p + i, b.z + i, kDepth ? b.zrow + i : nullptr, b.px + i * Fmt::kBytes,
+                                b.n - i < W ? b.n - i : W);
 }
 
 }  // namespace kwr
