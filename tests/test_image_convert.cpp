@@ -170,6 +170,11 @@ TEST(ImageConvert, NearestNeighbourResampling) {
     ASSERT_EQ(mono.kwrResize(4, 1), 1);
     EXPECT_EQ(mono.kwrGetRow(0)[0], 0x40);  // bits 1, 3, 5, 7: 0 1 0 0
     EXPECT_EQ(mono.kwrResize(0, 1), 0);
+    EXPECT_EQ(mono.kwrGetError(), KWR_IMAGE_SOME_ERROR);
+    EXPECT_EQ(mono.kwrResize(KWR_IMAGE_MAX_WIDTH + 1, 1), 0);
+    EXPECT_EQ(mono.kwrGetError(), KWR_IMAGE_ALLOCATE_MEMORY);
+    EXPECT_EQ(mono.kwrCreate(KWR_IMAGE_MAX_WIDTH, 2049, 32), 0);  // one row over 256 MiB
+    EXPECT_EQ(mono.kwrGetError(), KWR_IMAGE_ALLOCATE_MEMORY);
     EXPECT_EQ(mono.kwrGetWidth(), 4);
 }
 
