@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <thread>
@@ -108,6 +109,7 @@ std::unique_ptr<KWRRender> makeRender(int w, int h, int bpp) {
 }
 
 std::string directoryOf(const std::string& path) {
+    if (path.empty()) return ".";
     const std::size_t slash = path.find_last_of("/\\");
     return slash == std::string::npos ? std::string(".") : path.substr(0, slash);
 }
@@ -121,13 +123,23 @@ bool save(const Picture& p, const std::string& path) {
     return true;
 }
 
+bool saveFrameTo(KWRRender& r, const std::string& path) {
+    const std::string error = saveFrame(r, path);
+    if (!error.empty()) {
+        std::fprintf(stderr, "%s\n", error.c_str());
+        return false;
+    }
+    return true;
+}
+
 double millisecondsSince(Clock::time_point start) {
     return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
 }
 
 std::string frameStatus(double ms) {
     char text[64];
-    std::snprintf(text, sizeof text, "frame %.2f ms (%.0f fps)", ms, ms > 0 ? 1000.0 / ms : 0.0);
+    std::snprintf(text, sizeof text, "frame %.2f ms (%.0f fps), %s", ms, ms > 0 ? 1000.0 / ms : 0.0,
+                  KWRRender::kwrGetSimdLevel());
     return text;
 }
 
@@ -146,9 +158,10 @@ int renderPicture(const Options& o, ShowcaseAssets& assets) {
     }
     f.status = frameStatus(best);
     drawShowcase(*r, assets, f);
-    std::printf("%2d bpp, %dx%d: %.2f ms per frame (%.0f fps)", o.bpp, o.width, o.height, best, 1000.0 / best);
+    std::printf("%2d bpp, %dx%d, %s: %.2f ms per frame (%.0f fps)", o.bpp, o.width, o.height,
+                KWRRender::kwrGetSimdLevel(), best, 1000.0 / best);
     if (!o.out.empty()) {
-        if (!save(capture(*r, o.width, o.height), o.out)) return 1;
+        if (!saveFrameTo(*r, o.out)) return 1;
         std::printf(", picture %s", o.out.c_str());
     }
     std::printf("\n");
@@ -183,9 +196,9 @@ int renderAnimation(const Options& o, ShowcaseAssets& assets, Window* window) {
         }
     }
     if (progress) std::fprintf(stderr, "\n");
-    std::printf("%2d bpp, %dx%d: %d frames, %.2f ms per frame (%.1f fps)\n", o.bpp, o.width, o.height, done,
-                total / done, 1000.0 * done / total);
-    if (!o.out.empty() && !save(capture(*r, o.width, o.height), o.out)) return 1;
+    std::printf("%2d bpp, %dx%d, %s: %d frames, %.2f ms per frame (%.1f fps)\n", o.bpp, o.width, o.height,
+                KWRRender::kwrGetSimdLevel(), done, total / done, 1000.0 * done / total);
+    if (!o.out.empty() && !saveFrameTo(*r, o.out)) return 1;
 
     if (window != nullptr && !o.windowTest.empty()) {
         // The window test: the frame the library rendered, where the
@@ -200,11 +213,11 @@ int renderAnimation(const Options& o, ShowcaseAssets& assets, Window* window) {
             std::fclose(g);
         }
         if (std::FILE* ready = std::fopen((dir + "/ready").c_str(), "w")) std::fclose(ready);
-        const std::string done = dir + "/done";
+        const std::string doneFile = dir + "/done";
         for (int wait = 0; wait < 600; ++wait) {
             window->present(*r);
             if (!window->pump()) break;
-            if (std::FILE* d = std::fopen(done.c_str(), "r")) {
+            if (std::FILE* d = std::fopen(doneFile.c_str(), "r")) {
                 std::fclose(d);
                 break;
             }
@@ -246,12 +259,14 @@ int main(int argc, char** argv) {
     // The knot's texture goes to a bitmap file first and is loaded back from
     // it, as a host would load its own pictures.
     ShowcaseAssets assets;
-    const std::string dir = !o.gallery.empty() ? o.gallery : (!o.out.empty() ? directoryOf(o.out) : ".");
-    const std::string error = roundTripTexture(assets, dir + "/" + assets.textureName);
-    if (!error.empty()) {
-        std::fprintf(stderr, "%s\n", error.c_str());
-        return 1;
+    std::string dir = !o.gallery.empty() ? o.gallery : !o.windowTest.empty() ? o.windowTest : directoryOf(o.out);
+    if (o.out.empty() && dir == ".") {
+        std::error_code ec;
+        dir = std::filesystem::temp_directory_path(ec).string();
+        if (ec) dir = ".";
     }
+    const std::string error = roundTripTexture(assets, dir + "/" + assets.textureName);
+    if (!error.empty()) std::fprintf(stderr, "texture kept in memory (%s)\n", error.c_str());
 
     if (!o.gallery.empty()) return renderGallery(o, assets);
     if (o.window) {

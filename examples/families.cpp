@@ -74,8 +74,8 @@ void textured(KWRRender& r, ShowcaseAssets& a) {
     clear(r);
     r.kwrSetTexture(a.texture.data(), a.texture.width, a.texture.height, a.texture.pitch);
     r.kwrSetColor(0xFFFFFFFF);
-    r.kwrTriangle3tf(60, 20, 0.9f, 0, 0, 196, 20, 0.9f, 3, 0, 250, 154, 0.1f, 3, 3);
-    r.kwrTriangle3tf(60, 20, 0.9f, 0, 0, 250, 154, 0.1f, 3, 3, 6, 154, 0.1f, 0, 3);
+    r.kwrTriangle3tf(60, 20, 0.9f, 0, 0, 196, 20, 0.9f, 1.5f, 0, 250, 154, 0.1f, 1.5f, 1.5f);
+    r.kwrTriangle3tf(60, 20, 0.9f, 0, 0, 250, 154, 0.1f, 1.5f, 1.5f, 6, 154, 0.1f, 0, 1.5f);
     r.kwrTrianglectf(12, 12, 0xFFFF8080, 0, 0, 72, 12, 0xFF80FF80, 1, 0, 12, 72, 0xFF8080FF, 0, 1);
     r.kwrTrianglectf(72, 12, 0xFF80FF80, 1, 0, 72, 72, 0xFFFFFFFF, 1, 1, 12, 72, 0xFF8080FF, 0, 1);
     r.kwrSetTexture(nullptr, 0, 0, 0);
@@ -113,6 +113,7 @@ void blended(KWRRender& r, ShowcaseAssets&) {
 void alphaMapped(KWRRender& r, ShowcaseAssets& a) {
     clear(r);
     r.kwrSetTexture(a.texture.data(), a.texture.width, a.texture.height, a.texture.pitch);
+    r.kwrSetColor(0xFF8C8C8C);  // the tiles dimmed: texel x colour
     r.kwrTrianglet(0, 0, 0, 0, 256, 0, 2, 0, 256, 160, 2, 1.25f);
     r.kwrTrianglet(0, 0, 0, 0, 256, 160, 2, 1.25f, 0, 160, 0, 1.25f);
     r.kwrSetTexture(a.disc.data(), a.disc.width, a.disc.height, a.disc.pitch);
@@ -150,10 +151,11 @@ void bitmaps(KWRRender& r, ShowcaseAssets&) {
     drawText(r, 10, 10, "kwrender", 4, 0xFFFFFFFF, 0xFF000000);
     drawText(r, 10, 48, "one-bit bitmaps,", 2, 0xFFFFC878, 0xFF000000);
     drawText(r, 10, 68, "points and boxes", 2, 0xFF8CF0FF, 0xFF000000);
-    drawText(r, 10, 92, "0123456789 !\"#$%&'()*+,-./:;<=>?@[\\]^_`{|}~", 1, 0xFFC8D2F0);
+    drawText(r, 10, 90, "0123456789 !\"#$%&'()*+,-./:;<=>?", 1, 0xFFC8D2F0);
+    drawText(r, 10, 99, "@[\\]^_`{|}~ ABCDEFGHIJKLMNOPQRSTUVWXYZ", 1, 0xFFC8D2F0);
     for (int i = 0; i < 24; ++i) {
         r.kwrSetColor(hue(i / 24.0));
-        r.kwrBox(10 + i * 10, 110, 17 + i * 10, 117 + (i % 4) * 8);
+        r.kwrBox(10 + i * 10, 112, 17 + i * 10, 117 + (i % 4) * 6);
     }
     for (int y = 0; y < 16; ++y) {
         for (int x = 0; x < 118; ++x) {
@@ -173,12 +175,17 @@ void blits(KWRRender& r, ShowcaseAssets& a) {
     unsigned char* texels = a.texture.data();
     r.kwrImage2D(8, 8, 8 + 120, 8 + 120, t.width, t.height, 32, texels);
     r.kwrImage2D(136, 8, 136 + 32, 8 + 32, t.width, t.height, 32, texels);
-    // An 8 x 8 corner of the texture, through its row pitch, blown up.
-    std::vector<unsigned char> corner(8 * 8 * 4);
-    for (int y = 0; y < 8; ++y) {
-        for (int x = 0; x < 32; ++x) corner[static_cast<std::size_t>(y * 32 + x)] = t.bytes[static_cast<std::size_t>(y * t.pitch + x)];
+    // A 12 x 12 piece of the texture around a corner of four tiles, blown
+    // up: each texel becomes a 6 x 6 block.
+    const int n = 12, from = 26;
+    std::vector<unsigned char> piece(static_cast<std::size_t>(n * n * 4));
+    for (int y = 0; y < n; ++y) {
+        for (int x = 0; x < n * 4; ++x) {
+            piece[static_cast<std::size_t>(y * n * 4 + x)] =
+                t.bytes[static_cast<std::size_t>((from + y) * t.pitch + from * 4 + x)];
+        }
     }
-    r.kwrImage2D(176, 8, 248, 80, 8, 8, 32, corner.data());
+    r.kwrImage2D(176, 8, 176 + 6 * n, 8 + 6 * n, n, n, 32, piece.data());
     r.kwrSetColor(0xFF4CB0E8);
     r.kwrTriangle3(140, 150, 0.3f, 250, 150, 0.3f, 195, 90, 0.7f);
     r.kwrImage2D3(150, 88, 240, 152, 0.5f, t.width, t.height, 32, texels);

@@ -18,6 +18,7 @@
 #include <png.h>
 #endif
 
+#include "KWRImage.h"
 #include "KWRRender.h"
 
 namespace kwr_demo {
@@ -116,8 +117,37 @@ static std::string savePng(const Picture& p, const std::string& path) {
 bool havePng() { return false; }
 #endif
 
+// A 24-bit bitmap file through the image library.
+static std::string saveBmp(const Picture& p, const std::string& path) {
+    KWRImage image;
+    if (image.kwrCreate(p.width, p.height, 24) == 0) return std::string("cannot write ") + path + ": " + image.kwrGetErrorText();
+    for (int y = 0; y < p.height; ++y) {
+        unsigned char* row = image.kwrGetRow(y);
+        const std::uint32_t* src = &p.pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(p.width)];
+        for (int x = 0; row != nullptr && x < p.width; ++x) {
+            row[3 * x] = static_cast<unsigned char>(src[x]);
+            row[3 * x + 1] = static_cast<unsigned char>(src[x] >> 8);
+            row[3 * x + 2] = static_cast<unsigned char>(src[x] >> 16);
+        }
+    }
+    if (image.kwrSave(path.c_str()) == 0) return std::string("cannot write ") + path + ": " + image.kwrGetErrorText();
+    return std::string();
+}
+
+std::string saveFrame(KWRRender& r, const std::string& path) {
+    if (endsWith(path, ".bmp")) {
+        int error = 0;
+        if (KWRImage::kwrSaveFrame(r, path.c_str(), &error) == 0) {
+            return std::string("cannot write ") + path + ": " + KWRImage::kwrErrorText(error);
+        }
+        return std::string();
+    }
+    const FrameFormat f = frameFormat(r);
+    return savePicture(capture(r, f.width, f.height), path);
+}
+
 std::string savePicture(const Picture& p, const std::string& path) {
-    if (endsWith(path, ".bmp") || p.pixels.empty()) return "bitmap files need the image library";
+    if (endsWith(path, ".bmp")) return saveBmp(p, path);
 #if defined(KWR_DEMO_PNG)
     return savePng(p, path);
 #else

@@ -37,6 +37,11 @@ bool havePng();
 // 24-bit bitmap file.  Returns an error text, empty on success.
 std::string savePicture(const Picture& p, const std::string& path);
 
+// Saves the frame of `r`: a ".bmp" name gets the frame buffer as it is (its
+// own depth and, at 8 bpp, its palette) through the image library, other
+// names what savePicture writes of the presented frame.
+std::string saveFrame(KWRRender& r, const std::string& path);
+
 bool endsWith(const std::string& s, const std::string& suffix);
 
 }  // namespace kwr_demo

@@ -1,6 +1,6 @@
 // A scene that exercises every kind of drawing call: flat, blended, shaded,
 // depth-tested and textured triangles, boxes, a one-bit glyph, an image
-// blit and lines.  Shared by the demo and by the determinism test.
+// blit and lines.  The determinism test hashes it in every build.
 #ifndef KWR_EXAMPLES_SCENE_H
 #define KWR_EXAMPLES_SCENE_H
 
@@ -74,7 +74,7 @@ inline void drawScene(KWRRender& r, SceneAssets& a, int frame) {
                      rx(70, 110), ry(70, 110), 0.5f, 0xFF0000FF);
     r.kwrTriangle3c(30, 100, 0.6f, 0xFFFFFF00, 150, 70, 0.1f, 0xFF00FFFF, 90, 10, 0.9f, 0xFFFF00FF);
 
-    // Textured triangles: depth-tested, then untested with vertex colours.
+    // Textured triangles: depth-tested, then without a depth test, with vertex colours.
     r.kwrSetTexture(a.texture.data(), 16, 16, 64);
     r.kwrSetColor(0xFFFFFFFF);
     r.kwrTriangle3tf(rx(10, 60), ry(10, 60), 0.3f, 0.0f, 0.0f, rx(60, 60), ry(60, 60), 0.3f, 2.0f, 0.0f,

@@ -98,6 +98,7 @@ public:
         shards();
         disc();
         chartPanel();
+        legend();
         thumbnail();
         titles();
     }
@@ -182,6 +183,7 @@ private:
         unsigned long colour;
         Vec3 world, normal;
     };
+    std::vector<Vertex> knotVertices_;  // the knot turned, lit and projected, for the wireframe too
 
     std::vector<Vertex> transformKnot() const {
         const Mesh& m = a_.knot;
@@ -196,7 +198,8 @@ private:
 
     void knot() {
         const Mesh& m = a_.knot;
-        const std::vector<Vertex> v = transformKnot();
+        knotVertices_ = transformKnot();
+        const std::vector<Vertex>& v = knotVertices_;
         r_.kwrSetTexture(a_.texture.data(), a_.texture.width, a_.texture.height, a_.texture.pitch);
         for (std::size_t t = 0; t + 2 < m.indices.size(); t += 3) {
             const int i0 = m.indices[t], i1 = m.indices[t + 1], i2 = m.indices[t + 2];
@@ -228,7 +231,7 @@ private:
     // towards the eye so that they win against the surface they lie on.
     void wireframe() {
         const Mesh& m = a_.knot;
-        const std::vector<Vertex> v = transformKnot();
+        const std::vector<Vertex>& v = knotVertices_;
         const int stride = m.sides + 1;
         const float bias = 0.0012f;
         r_.kwrSetColor(rgb(120, 235, 255));
@@ -299,11 +302,27 @@ private:
         r_.kwrSetTexture(nullptr, 0, 0, 0);
     }
 
+    // The outline of the rectangle (x1, y1)-(x2, y2) in the current colour.
+    void frame(int x1, int y1, int x2, int y2) {
+        r_.kwrLine(x1, y1, x2, y1);
+        r_.kwrLine(x2, y1, x2, y2);
+        r_.kwrLine(x2, y2, x1, y2);
+        r_.kwrLine(x1, y2, x1, y1);
+    }
+
+    // A dark panel with a lighter outline.
+    void panel(int x1, int y1, int x2, int y2) {
+        r_.kwrSetColor(rgb(12, 16, 30));
+        r_.kwrBox(x1, y1, x2, y2);
+        r_.kwrSetColor(rgb(60, 80, 120));
+        frame(x1, y1, x2, y2);
+    }
+
     // A chart panel of boxes and lines: how far the drawn pixels lie from
     // the eye, read back from the depth buffer.
     void chartPanel() {
         const int s = l_.ui;
-        const int pw = 150 * s, ph = 92 * s;
+        const int pw = std::min(150 * s, l_.w * 3 / 8), ph = pw * 92 / 150;
         const int x0 = 12 * s, y0 = l_.h - ph - 12 * s;
         const int bins = 30;
         int counts[bins] = {};
@@ -317,13 +336,7 @@ private:
         }
         const int peak = std::max(1, *std::max_element(counts, counts + bins));
 
-        r_.kwrSetColor(rgb(12, 16, 30));
-        r_.kwrBox(x0, y0, x0 + pw, y0 + ph);
-        r_.kwrSetColor(rgb(60, 80, 120));
-        r_.kwrLine(x0, y0, x0 + pw, y0);
-        r_.kwrLine(x0 + pw, y0, x0 + pw, y0 + ph);
-        r_.kwrLine(x0 + pw, y0 + ph, x0, y0 + ph);
-        r_.kwrLine(x0, y0 + ph, x0, y0);
+        panel(x0, y0, x0 + pw, y0 + ph);
         drawText(r_, x0 + 6 * s, y0 + 5 * s, "depth histogram", s, rgb(200, 215, 240));
 
         const int cx = x0 + 8 * s, cy = y0 + ph - 14 * s, cw = pw - 16 * s, chh = ph - 34 * s;
@@ -353,18 +366,38 @@ private:
         r_.kwrTriangle(x0 + pw - 14 * s, y0 + 3 * s, x0 + pw - 3 * s, y0 + 3 * s, x0 + pw - 3 * s, y0 + 14 * s);
     }
 
+    // What is drawn with what: a panel of swatches and labels.
+    void legend() {
+        struct Item {
+            unsigned long swatch;
+            const char* text;
+        };
+        const Item items[] = {{rgb(235, 135, 70), "textured Gouraud knot"}, {rgb(120, 235, 255), "depth-line wireframe"},
+                              {rgb(190, 110, 255), "blended glass shards"}, {rgb(230, 80, 220), "alpha-mapped disc"},
+                              {rgb(255, 170, 80), "2D lines and boxes"},    {rgb(255, 255, 255), "one-bit bitmap text"},
+                              {rgb(245, 236, 215), "scaled image blit"}};
+        const int s = l_.ui, line = 10 * s, n = static_cast<int>(sizeof items / sizeof items[0]);
+        const int pw = textWidth(items[0].text, s) + 26 * s, ph = n * line + 10 * s;
+        const int x0 = l_.w - pw - 12 * s, y0 = l_.h - ph - 12 * s;
+        if (x0 < l_.w / 2) return;  // no room beside the chart
+        panel(x0, y0, x0 + pw, y0 + ph);
+        for (int i = 0; i < n; ++i) {
+            const int y = y0 + 6 * s + i * line;
+            r_.kwrSetColor(items[i].swatch);
+            r_.kwrBox(x0 + 6 * s, y, x0 + 13 * s, y + 6 * s);
+            drawText(r_, x0 + 19 * s, y, items[i].text, s, rgb(200, 215, 240));
+        }
+    }
+
     // The texture the knot wears, loaded from its bitmap file, shrunk by a
     // blit into a framed thumbnail.
     void thumbnail() {
         const int s = l_.ui;
-        const int size = 72 * s;
+        const int size = std::min(72 * s, l_.w / 5);
         const int x1 = l_.w - size - 14 * s, y1 = 14 * s;
         r_.kwrImage2D(x1, y1, x1 + size, y1 + size, a_.texture.width, a_.texture.height, 32, a_.texture.data());
         r_.kwrSetColor(rgb(200, 215, 240));
-        r_.kwrLine(x1 - 1, y1 - 1, x1 + size, y1 - 1);
-        r_.kwrLine(x1 + size, y1 - 1, x1 + size, y1 + size);
-        r_.kwrLine(x1 + size, y1 + size, x1 - 1, y1 + size);
-        r_.kwrLine(x1 - 1, y1 + size, x1 - 1, y1 - 1);
+        frame(x1 - 1, y1 - 1, x1 + size, y1 + size);
         char caption[96];
         if (l_.bpp == 8) {
             std::snprintf(caption, sizeof caption, "no blits at 8 bpp");

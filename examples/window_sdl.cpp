@@ -24,7 +24,7 @@ public:
     ~SdlWindow() override {
         if (shadow_ != nullptr) SDL_FreeSurface(shadow_);
         SDL_DestroyWindow(window_);
-        SDL_QuitSubSystem(SDL_INIT_VIDEO);
+        SDL_Quit();
     }
 
     void present(KWRRender& r) override {

@@ -275,9 +275,12 @@ int readBitmap(Input& in, const KWRImageLoadOptions* options, DibStream& out, KW
     const int width = static_cast<int>(h.width);
     const int rows = static_cast<int>(height);
 
-    // Bit fields: masks after a 40-byte header, else inside the header.
+    // Bit fields: masks after a 40-byte header, else inside the header.  A
+    // file whose pixels start right after a 40-byte header has no masks
+    // (ImageMagick writes 16-bit files so): its pixels use the plain layout.
     std::uint64_t headerEnd = kFileHeaderBytes + static_cast<std::uint64_t>(h.size);
-    const bool fields = h.compression == kBitFields || h.compression == kAlphaBitFields;
+    bool fields = h.compression == kBitFields || h.compression == kAlphaBitFields;
+    if (fields && h.size == 40 && h.offset == headerEnd) fields = false;
     if (fields && h.size == 40) {
         const int count = h.compression == kAlphaBitFields ? 4 : 3;
         unsigned char m[16];

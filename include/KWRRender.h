@@ -100,6 +100,9 @@ public:
     void kwrSetAlphaMap(unsigned char* values, int width, int height, int rowPitch);
     int kwrGetDib(void** header, void** pixels);
     void kwrRender(HDC hdc, int x, int y);
+    // Instruction set the fills use: "scalar", "sse2", "sse4.1", "avx2" or
+    // "avx512" (capped by the environment variable KWRENDER_SIMD).
+    static const char* kwrGetSimdLevel();
 
     // --- Points, boxes, one-bit bitmaps ------------------------------------
     void kwrPut(int x, int y);

@@ -79,7 +79,7 @@ void blitRows(const RenderState& s, std::int64_t xa, std::int64_t xEnd, std::int
             const std::int64_t sx = col.index < srcW ? col.index : srcW - 1;
             const unsigned char* sp = srcRow + sx * kSrcBytes;
             if constexpr (Fmt::kBpp == 16) {
-                store16(px, static_cast<std::uint16_t>(((sp[2] & 0xF8u) << 7) | ((sp[1] & 0xF8u) << 2) | (sp[0] >> 3)));
+                Format16::storeOpaque(px, sp[0], sp[1], sp[2]);
             } else {
                 px[0] = sp[0];
                 px[1] = sp[1];

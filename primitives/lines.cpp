@@ -17,15 +17,19 @@ struct LineEnd {
     float z;
 };
 
+// Whether a line walk tests and writes depth.
+enum class LineDepth { kNone, kTested };
+
 bool onSurface(const RenderState& s, const LineEnd& p) {
     return p.x >= 0 && p.x <= s.clipRight && p.y >= 0 && p.y <= s.clipBottom;
 }
 
 // The walk from the left end to the right end, both plotted.  x-major when
-// dx >= dy.  With Depth, a pixel is drawn where the stored depth is greater
+// dx >= dy.  With a depth test, a pixel is drawn where the stored depth is greater
 // than or equal to the accumulated z, which then takes its place.
-template <class Fmt, bool Depth>
+template <class Fmt, LineDepth D>
 void walkLine(const RenderState& s, LineEnd a, LineEnd b) {
+    constexpr bool kTested = D == LineDepth::kTested;
     const LineEnd L = a.x > b.x ? b : a;
     const LineEnd R = a.x > b.x ? a : b;
     const int dx = R.x - L.x;
@@ -35,16 +39,16 @@ void walkLine(const RenderState& s, LineEnd a, LineEnd b) {
     const std::ptrdiff_t zRowStep = up ? -static_cast<std::ptrdiff_t>(s.width) : s.width;
     const SolidColor c = solidColor(s);
     unsigned char* px = s.bits + pixelOffset(L.x, L.y, s.pitch, Fmt::kBytes);
-    float* zp = Depth ? s.zBuffer + static_cast<std::ptrdiff_t>(L.y) * s.width + L.x : nullptr;
+    float* zp = kTested ? s.zBuffer + static_cast<std::ptrdiff_t>(L.y) * s.width + L.x : nullptr;
     float z = L.z;
     const bool xMajor = dx >= dy;
     float dz = 0;
-    if constexpr (Depth) {
+    if constexpr (kTested) {
         if (xMajor) dz = dx == 0 ? 0.0f : (R.z - L.z) / static_cast<float>(dx);
         else dz = (R.z - L.z) / static_cast<float>(R.y - L.y);
     }
     auto plot = [&]() {
-        if constexpr (Depth) {
+        if constexpr (kTested) {
             if (*zp >= z) {
                 *zp = z;
                 Fmt::storeSolid(px, c);
@@ -53,50 +57,37 @@ void walkLine(const RenderState& s, LineEnd a, LineEnd b) {
             Fmt::storeSolid(px, c);
         }
     };
-    if (xMajor) {
-        int e = dx / 2;
-        for (int i = 0; i <= dx; ++i) {
-            plot();
-            e -= dy;
-            if (e < 0) {
-                e += dx;
-                px += rowStep;
-                if constexpr (Depth) zp += zRowStep;
-            }
-            px += Fmt::kBytes;
-            if constexpr (Depth) {
-                ++zp;
-                z += dz;
-            }
+    // One Bresenham loop for both cases: it steps along the major axis every
+    // pixel and across it when the error term runs out.  Upward y-major
+    // lines step z down: dz was divided by the signed row difference.
+    const int along = xMajor ? dx : dy, across = xMajor ? dy : dx;
+    const std::ptrdiff_t pxAlong = xMajor ? Fmt::kBytes : rowStep, pxAcross = xMajor ? rowStep : Fmt::kBytes;
+    const std::ptrdiff_t zAlong = xMajor ? 1 : zRowStep, zAcross = xMajor ? zRowStep : 1;
+    const float zStep = !xMajor && up ? -dz : dz;
+    int e = along / 2;
+    for (int i = 0; i <= along; ++i) {
+        plot();
+        e -= across;
+        if (e < 0) {
+            e += along;
+            px += pxAcross;
+            if constexpr (kTested) zp += zAcross;
         }
-    } else {
-        int e = dy / 2;
-        for (int i = 0; i <= dy; ++i) {
-            plot();
-            e -= dx;
-            if (e < 0) {
-                e += dy;
-                px += Fmt::kBytes;
-                if constexpr (Depth) ++zp;
-            }
-            px += rowStep;
-            if constexpr (Depth) {
-                zp += zRowStep;
-                // dz was divided by the signed row difference.
-                if (up) z -= dz;
-                else z += dz;
-            }
+        px += pxAlong;
+        if constexpr (kTested) {
+            zp += zAlong;
+            z += zStep;
         }
     }
 }
 
 // Draws a clipped segment; ends off the surface (possible only when the
 // 32-bit clip products wrapped) draw nothing.
-template <bool Depth>
+template <LineDepth D>
 void drawSegment(const RenderState& s, const LineEnd& a, const LineEnd& b) {
     if (!onSurface(s, a) || !onSurface(s, b)) return;
-    if (Depth && s.zBuffer == nullptr) return;
-    withFormat(s.renderBpp, [&](auto format) { walkLine<decltype(format), Depth>(s, a, b); });
+    if (D == LineDepth::kTested && s.zBuffer == nullptr) return;
+    withFormat(s.renderBpp, [&](auto format) { walkLine<decltype(format), D>(s, a, b); });
 }
 
 // No depth: the two-dimensional lines clip only x and y.
@@ -174,7 +165,7 @@ using kwr::LineEnd;
 void KWRRender::kwrLine(int x1, int y1, int x2, int y2) {
     kwr::NoDepth z1, z2;
     if (!kwr::clipLine<kwr::WrappingIntClip>(s.clipRight, s.clipBottom, x1, y1, z1, x2, y2, z2)) return;
-    kwr::drawSegment<false>(s, LineEnd{x1, y1, 0}, LineEnd{x2, y2, 0});
+    kwr::drawSegment<kwr::LineDepth::kNone>(s, LineEnd{x1, y1, 0}, LineEnd{x2, y2, 0});
 }
 
 void KWRRender::kwrLinef(float x1, float y1, float x2, float y2) {
@@ -192,11 +183,11 @@ bool KWRRender::ClippingLine3(float& x1, float& y1, float& z1, float& x2, float&
 }
 
 void KWRRender::DrawLine2(int x1, int y1, int x2, int y2) {
-    kwr::drawSegment<false>(s, LineEnd{x1, y1, 0}, LineEnd{x2, y2, 0});
+    kwr::drawSegment<kwr::LineDepth::kNone>(s, LineEnd{x1, y1, 0}, LineEnd{x2, y2, 0});
 }
 
 void KWRRender::DrawLine3(int x1, int y1, float z1, int x2, int y2, float z2) {
-    kwr::drawSegment<true>(s, LineEnd{x1, y1, z1}, LineEnd{x2, y2, z2});
+    kwr::drawSegment<kwr::LineDepth::kTested>(s, LineEnd{x1, y1, z1}, LineEnd{x2, y2, z2});
 }
 
 void KWRRender::kwrLine3(int x1, int y1, float z1, int x2, int y2, float z2) {

@@ -1,7 +1,6 @@
 // Points, filled boxes (with and without depth) and one-bit bitmaps, all in
 // the current colour.
 #include <cstdint>
-#include <cstring>
 
 #include "KWRRender.h"
 #include "render/numeric.h"
@@ -49,11 +48,7 @@ void fillBox(const RenderState& s, const Box& b, const float* z) {
     for (int y = b.ya; y <= b.yb; ++y) {
         unsigned char* p = s.bits + pixelOffset(b.xa, y, s.pitch, Fmt::kBytes);
         if (z == nullptr) {
-            if constexpr (Fmt::kBpp == 8) {
-                std::memset(p, c.c8, static_cast<std::size_t>(n));
-            } else {
-                for (int i = 0; i < n; ++i, p += Fmt::kBytes) Fmt::storeSolid(p, c);
-            }
+            storeSolidRun<Fmt>(p, n, c);
         } else {
             float* d = s.zBuffer + static_cast<std::ptrdiff_t>(y) * s.width + b.xa;
             for (int i = 0; i < n; ++i, p += Fmt::kBytes, ++d) {

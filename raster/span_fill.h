@@ -4,6 +4,13 @@
 // A span rule (raster/span_rules.h) says what one member does per pixel;
 // walkSpans<Rule, Format> walks the rows and calls it.  Every rule and
 // format combination is one instantiation of the same walk.
+//
+// The members that interpolate run their two serial chains (the depth
+// z += dz and the span parameter p += s) ahead into a block of a row, then
+// hand the block to a block function: the plain one below, pixel by pixel,
+// or a vector one of the processor's level (raster/span_vector.h) that
+// takes several pixels of the block per instruction.  Both see the same
+// chain values, so both give the same bytes.
 #ifndef KWR_RASTER_SPAN_FILL_H
 #define KWR_RASTER_SPAN_FILL_H
 
@@ -14,20 +21,63 @@
 #include "render/numeric.h"
 #include "render/pixel_format.h"
 
-#if defined(__SSE2__) || defined(_M_X64) || (defined(_M_IX86_FP) && _M_IX86_FP >= 2)
-#include <emmintrin.h>
-#define KWR_HAVE_SSE2 1
-#else
-#define KWR_HAVE_SSE2 0
-#endif
-
 namespace kwr {
 
 // What a member does on an 8 bpp surface.
 enum class Mode8 {
-    kNothing,         // draws nothing, touches no depth
-    kCubeWithDepth,   // depth test, then color8 and the depth
-    kCubeNoDepth,     // depth test, then color8 only
+    kNothing,        // draws nothing, touches no depth
+    kCubeWithDepth,  // depth test, then color8 and the depth
+    kCubeNoDepth,    // depth test, then color8 only
+};
+
+// Which stored depths let a pixel through.
+enum class DepthTest {
+    kNone,
+    kGreater,         // stored > z
+    kGreaterOrEqual,  // stored >= z
+};
+
+// What a span rule uses of the row walk, by name.
+struct SpanTraits {
+    DepthTest depth = DepthTest::kNone;
+    bool interpolates = false;  // steps the span parameter
+    bool blends = false;        // reads the pixel it writes
+    bool unrollBy4 = false;
+    // The blends without a depth test compute 16 bpp pixels whatever the weight; a
+    // zero weight reproduces the old pixel there.
+    bool blend16Always = false;
+    Mode8 mode8 = Mode8::kNothing;
+
+    constexpr SpanTraits withDepth(DepthTest d) const {
+        SpanTraits t = *this;
+        t.depth = d;
+        return t;
+    }
+    constexpr SpanTraits interpolated() const {
+        SpanTraits t = *this;
+        t.interpolates = true;
+        return t;
+    }
+    constexpr SpanTraits blended() const {
+        SpanTraits t = *this;
+        t.blends = true;
+        return t;
+    }
+    constexpr SpanTraits unrolled() const {
+        SpanTraits t = *this;
+        t.unrollBy4 = true;
+        return t;
+    }
+    constexpr SpanTraits blendingEvery16() const {
+        SpanTraits t = *this;
+        t.blend16Always = true;
+        return t;
+    }
+    constexpr SpanTraits on8(Mode8 m) const {
+        SpanTraits t = *this;
+        t.mode8 = m;
+        return t;
+    }
 };
 
 // A texture or alpha map as sampled: sizes are at least 1.
@@ -36,16 +86,29 @@ struct SampledMap {
     int width;
     int height;
     std::ptrdiff_t pitch;
+    // For the vector sampling: 1 / width and 1 / height, and whether every
+    // byte offset of a texel fits in 32 bits.
+    double inverseWidth;
+    double inverseHeight;
+    bool offsets32;
 };
 
 // Everything a fill needs from the render context, prepared once per call.
 struct SpanContext {
     SolidColor solid;
     unsigned cB, cG, cR, cA;
+    IntBlend blend;  // the flat integer blend of the colour
     SampledMap texture;
     SampledMap alphaMap;
     enum { kAlphaFromTexel, kAlphaSameSize, kAlphaOwnSize } alphaSource;
 };
+
+inline SampledMap sampledMap(const unsigned char* data, int width, int height, std::ptrdiff_t pitch) {
+    const std::int64_t absPitch = pitch < 0 ? -static_cast<std::int64_t>(pitch) : pitch;
+    const std::int64_t reach =
+        (static_cast<std::int64_t>(height) - 1) * absPitch + static_cast<std::int64_t>(width) * 4;
+    return SampledMap{data, width, height, pitch, 1.0 / width, 1.0 / height, reach <= INT32_MAX};
+}
 
 inline SpanContext makeSpanContext(const RenderState& s) {
     SpanContext k;
@@ -54,20 +117,24 @@ inline SpanContext makeSpanContext(const RenderState& s) {
     k.cG = (s.color >> 8) & 0xFFu;
     k.cR = (s.color >> 16) & 0xFFu;
     k.cA = (s.color >> 24) & 0xFFu;
+    const std::uint32_t a1 = k.cA + 1u;
+    k.blend = IntBlend{256u - a1, k.cB * a1, k.cG * a1, k.cR * a1, 256u - a1, 255u * a1};
     // A map bound with a size of zero or less would divide by zero in the
     // wrap: such a texture samples the built-in texel, and such an alpha map
     // counts as unbound.
     if (textureBound(s))
-        k.texture = SampledMap{s.texture, s.textureWidth, s.textureHeight, s.textureBpp};
+        k.texture = sampledMap(s.texture, s.textureWidth, s.textureHeight, s.textureBpp);
     else
-        k.texture = SampledMap{kBuiltinTexel, 1, 1, 4};
-    k.alphaMap = SampledMap{s.alphaMap, s.alphaMapWidth, s.alphaMapHeight, s.alphaMapBpp};
-    if (!alphaMapBound(s))
+        k.texture = sampledMap(kBuiltinTexel, 1, 1, 4);
+    if (!alphaMapBound(s)) {
+        k.alphaMap = sampledMap(kBuiltinTexel, 1, 1, 1);
         k.alphaSource = SpanContext::kAlphaFromTexel;
-    else if (s.alphaMapWidth == k.texture.width && s.alphaMapHeight == k.texture.height)
-        k.alphaSource = SpanContext::kAlphaSameSize;
-    else
-        k.alphaSource = SpanContext::kAlphaOwnSize;
+    } else {
+        k.alphaMap = sampledMap(s.alphaMap, s.alphaMapWidth, s.alphaMapHeight, s.alphaMapBpp);
+        k.alphaSource = s.alphaMapWidth == k.texture.width && s.alphaMapHeight == k.texture.height
+                            ? SpanContext::kAlphaSameSize
+                            : SpanContext::kAlphaOwnSize;
+    }
     return k;
 }
 
@@ -106,8 +173,9 @@ struct RowEnds {
     float leftU, rightU, leftV, rightV;
 };
 
-inline RowEnds loadRowEnds(const ScanLineTable& t, int row) {
-    RowEnds e;
+// Filled in place: copying a just-built RowEnds as a whole would load it in
+// wider pieces than it was stored in, which stalls the processor.
+inline void loadRowEnds(const ScanLineTable& t, int row, RowEnds& e) {
     for (int i = 0; i < 4; ++i) {
         e.leftColor[i] = t.scanLeftColor[i][row];
         e.rightColor[i] = t.scanRightColor[i][row];
@@ -116,7 +184,6 @@ inline RowEnds loadRowEnds(const ScanLineTable& t, int row) {
     e.rightU = t.scanRightU[row];
     e.leftV = t.scanLeftV[row];
     e.rightV = t.scanRightV[row];
-    return e;
 }
 
 inline Texel sampleTexture(const SpanContext& k, const RowEnds& e, float p) {
@@ -125,8 +192,8 @@ inline Texel sampleTexture(const SpanContext& k, const RowEnds& e, float p) {
     x.vn = lerpSpan(p, e.leftV, e.rightV);
     x.iu = texelCoord(x.un, k.texture.width);
     x.iv = texelCoord(x.vn, k.texture.height);
-    const unsigned char* q = k.texture.data + static_cast<std::ptrdiff_t>(x.iv) * k.texture.pitch +
-                             static_cast<std::ptrdiff_t>(x.iu) * 4;
+    const unsigned char* q =
+        k.texture.data + static_cast<std::ptrdiff_t>(x.iv) * k.texture.pitch + static_cast<std::ptrdiff_t>(x.iu) * 4;
     x.b = q[0];
     x.g = q[1];
     x.r = q[2];
@@ -148,131 +215,211 @@ inline unsigned alphaByte(const SpanContext& k, const Texel& x) {
     }
 }
 
-// Interpolated vertex colour channels (red, green, blue, alpha) at p: the
-// plain form, the reference for the vector form below.
+// Interpolated vertex colour channels (red, green, blue, alpha) at p.
 struct Shade {
     float c[4];
 };
-inline Shade shadeAtPlain(const RowEnds& e, float p) {
+inline Shade shadeAt(const RowEnds& e, float p) {
     Shade sh;
     for (int i = 0; i < 4; ++i) sh.c[i] = lerpSpan(p, e.leftColor[i], e.rightColor[i]);
     return sh;
 }
 
-// The four channels rounded (floor of v + 0.5, saturated): plain form.
+// The four channels rounded (floor of v + 0.5, saturated).
 struct RoundedShade {
     std::int32_t c[4];
 };
-inline RoundedShade roundedShadePlain(const RowEnds& e, float p) {
-    const Shade sh = shadeAtPlain(e, p);
+inline RoundedShade roundedShade(const RowEnds& e, float p) {
+    const Shade sh = shadeAt(e, p);
     RoundedShade r;
     for (int i = 0; i < 4; ++i) r.c[i] = roundHalfUp(sh.c[i]);
     return r;
 }
 
-#if KWR_HAVE_SSE2
-// The same arithmetic on all four channels at once.  Each lane performs
-// exactly the scalar operations, so the results are identical (the tests
-// compare both forms on random and special values).
-inline __m128 shadeVector(const RowEnds& e, float p) {
-    const __m128 vp = _mm_set1_ps(p);
-    const __m128 q = _mm_sub_ps(_mm_set1_ps(1.0f), vp);
-    return _mm_add_ps(_mm_mul_ps(q, _mm_loadu_ps(e.leftColor)), _mm_mul_ps(vp, _mm_loadu_ps(e.rightColor)));
-}
-inline Shade shadeAtVector(const RowEnds& e, float p) {
-    Shade sh;
-    _mm_storeu_ps(sh.c, shadeVector(e, p));
-    return sh;
-}
-// floor(v + 0.5) per lane with the saturation of floorToInt: the floor of
-// a float sum is the same in float and in double precision.
-inline RoundedShade roundedShadeVector(const RowEnds& e, float p) {
-    const __m128 sum = _mm_add_ps(shadeVector(e, p), _mm_set1_ps(0.5f));
-    __m128i t = _mm_cvttps_epi32(sum);
-    const __m128 down = _mm_cmpgt_ps(_mm_cvtepi32_ps(t), sum);  // truncation went up
-    t = _mm_add_epi32(t, _mm_castps_si128(down));
-    const __m128i high = _mm_castps_si128(_mm_cmpge_ps(sum, _mm_set1_ps(2147483648.0f)));
-    const __m128i low = _mm_castps_si128(_mm_cmpnge_ps(sum, _mm_set1_ps(-2147483648.0f)));  // or NaN
-    t = _mm_or_si128(_mm_andnot_si128(high, t), _mm_and_si128(high, _mm_set1_epi32(INT32_MAX)));
-    t = _mm_or_si128(_mm_andnot_si128(low, t), _mm_and_si128(low, _mm_set1_epi32(INT32_MIN)));
-    RoundedShade r;
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(r.c), t);
-    return r;
-}
-inline Shade shadeAt(const RowEnds& e, float p) { return shadeAtVector(e, p); }
-inline RoundedShade roundedShade(const RowEnds& e, float p) { return roundedShadeVector(e, p); }
-#else
-inline Shade shadeAt(const RowEnds& e, float p) { return shadeAtPlain(e, p); }
-inline RoundedShade roundedShade(const RowEnds& e, float p) { return roundedShadePlain(e, p); }
-#endif
+// A run of pixels of one row with their chain values computed ahead.
+struct SpanBlock {
+    // The chains run on past the block to a multiple of kChainPad entries,
+    // so that lane groups may read whole groups of them.
+    const float* p;     // span parameter of each pixel
+    const float* z;     // depth of each pixel (depth members)
+    float* zrow;        // depth buffer at the first pixel (depth members)
+    unsigned char* px;  // the first pixel
+    int n;
+};
+constexpr int kBlockPixels = 64;
+constexpr int kChainPad = 16;  // the widest lane set
+using BlockFn = void (*)(const SpanContext&, const RowEnds&, const SpanBlock&);
 
-// Walks rows firstRow..lastRow: skip test, clipping with the depth and span
-// parameter corrections taken from the unclipped ends, depth stepped by
-// addition, the span parameter p stepped by addition.  Rule::pixel decides
-// per pixel from the row's attribute ends, the span parameter and the pixel
-// address; it returns whether the depth is to be stored.
+template <class Rule>
+constexpr bool passesDepth(float stored, float z) {
+    return Rule::kTraits.depth == DepthTest::kGreater ? stored > z : stored >= z;
+}
+
+// The plain block: one pixel after the other.
+template <class Rule, class Fmt>
+void plainBlock(const SpanContext& k, const RowEnds& e, const SpanBlock& b) {
+    unsigned char* px = b.px;
+    for (int i = 0; i < b.n; ++i, px += Fmt::kBytes) {
+        if constexpr (Rule::kTraits.depth != DepthTest::kNone) {
+            if (passesDepth<Rule>(b.zrow[i], b.z[i]) && Rule::template pixel<Fmt>(k, e, b.p[i], px)) b.zrow[i] = b.z[i];
+        } else {
+            Rule::template pixel<Fmt>(k, e, b.p[i], px);
+        }
+    }
+}
+
+// One row's span after clipping, with its chain values at the first pixel.
+struct RowRun {
+    RowEnds ends;
+    float p, sp;  // span parameter and its step
+    float z, dz;  // depth and its step
+    unsigned char* px;
+    float* zp;
+    std::int64_t n;
+};
+
+// The skip test and the clipping of row `row`, with the depth and span
+// parameter corrections taken from the unclipped ends; false for a row
+// that draws nothing.
+template <class Rule, class Fmt>
+bool clipRow(const RenderState& s, int row, RowRun& r) {
+    constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
+    constexpr bool kParam = Rule::kTraits.interpolates;
+    const ScanLineTable& t = s.scan;
+    std::int64_t L = t.scanLeftX[row];
+    std::int64_t R = t.scanRightX[row];
+    if (L > s.clipRight || R < 0 || L > R) return false;
+    float zL = 0, zR = 0;
+    if constexpr (kDepth) {
+        zL = t.scanLeftZ[row];
+        zR = t.scanRightZ[row];
+    }
+    float sp = 0, p = 0;
+    if constexpr (kParam) sp = 1.0f / static_cast<float>(R - L + 1);
+    if (L < 0) {
+        if constexpr (kDepth) zL = zL - ((zR - zL) * static_cast<float>(L)) / static_cast<float>(R - L);
+        if constexpr (kParam) p = static_cast<float>(-L) * sp;
+        L = 0;
+    }
+    if (R > s.clipRight) {
+        if constexpr (kDepth) {
+            if (L != R) zR = zR + (static_cast<float>(s.clipRight - R) * (zL - zR)) / static_cast<float>(L - R);
+        }
+        R = s.clipRight;
+    }
+    float dz = 0;
+    if constexpr (kDepth) {
+        if (L < R) dz = (zR - zL) / static_cast<float>(R - L);
+    }
+    if constexpr (kParam) loadRowEnds(t, row, r.ends);
+    r.p = p;
+    r.sp = sp;
+    r.z = zL;
+    r.dz = dz;
+    r.px = s.bits + pixelOffset(static_cast<int>(L), row, s.pitch, Fmt::kBytes);
+    r.zp = kDepth ? s.zBuffer + static_cast<std::ptrdiff_t>(row) * s.width + L : nullptr;
+    r.n = R - L + 1;
+    return true;
+}
+
+// Rows of the interpolating members go through blocks several rows at a
+// time: each row's chains are still one addition after the other, but the
+// chains of different rows are independent and run side by side.
+constexpr int kRowsAtOnce = 4;
+
+template <class Rule, class Fmt>
+void runRowBlocks(RowRun* runs, int count, const SpanContext& k, BlockFn block) {
+    constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
+    float pBlock[kRowsAtOnce][kBlockPixels + kChainPad], zBlock[kRowsAtOnce][kBlockPixels + kChainPad];
+    float p[kRowsAtOnce] = {}, sp[kRowsAtOnce] = {}, z[kRowsAtOnce] = {}, dz[kRowsAtOnce] = {};
+    for (int j = 0; j < count; ++j) {
+        p[j] = runs[j].p;
+        sp[j] = runs[j].sp;
+        z[j] = runs[j].z;
+        dz[j] = runs[j].dz;
+    }
+    for (;;) {
+        int m[kRowsAtOnce] = {}, most = 0;
+        for (int j = 0; j < count; ++j) {
+            m[j] = runs[j].n < kBlockPixels ? static_cast<int>(runs[j].n) : kBlockPixels;
+            most = m[j] > most ? m[j] : most;
+        }
+        if (most == 0) return;
+        // Entry i of a row is its chain value at pixel i of the block; entry
+        // m is the value the next block starts from.
+        const int entries = (most + kChainPad) / kChainPad * kChainPad;
+        for (int i = 0; i < entries; ++i) {
+            for (int j = 0; j < kRowsAtOnce; ++j) {
+                pBlock[j][i] = p[j];
+                p[j] += sp[j];
+                if constexpr (kDepth) {
+                    zBlock[j][i] = z[j];
+                    z[j] += dz[j];
+                }
+            }
+        }
+        for (int j = 0; j < count; ++j) {
+            if (m[j] == 0) continue;
+            block(k, runs[j].ends, SpanBlock{pBlock[j], zBlock[j], runs[j].zp, runs[j].px, m[j]});
+            p[j] = pBlock[j][m[j]];
+            z[j] = zBlock[j][m[j]];
+            runs[j].px += static_cast<std::ptrdiff_t>(m[j]) * Fmt::kBytes;
+            if constexpr (kDepth) runs[j].zp += m[j];
+            runs[j].n -= m[j];
+        }
+    }
+}
+
+// Walks rows firstRow..lastRow: skip test and clipping (clipRow), depth
+// stepped by addition, the span parameter p stepped by addition.  Members
+// without a span parameter call pixel(px) per pixel, which returns whether
+// the depth is to be stored; the others hand blocks of pixels to `block`.
 template <class Rule, class Fmt, class PixelFn>
-void walkSpans(const RenderState& s, int firstRow, int lastRow, PixelFn&& pixel) {
-    constexpr bool kDepth = Rule::kDepth;
-    constexpr bool kParam = Rule::kParam;
+void walkSpans(const RenderState& s, int firstRow, int lastRow, PixelFn&& pixel, const SpanContext* k = nullptr,
+               BlockFn block = nullptr) {
+    constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
     if (kDepth && s.zBuffer == nullptr) return;
     // Rows outside the surface or the table are never filled.
     clampRows(s, firstRow, lastRow);
-    const ScanLineTable& t = s.scan;
-    for (int row = firstRow; row <= lastRow; ++row) {
-        std::int64_t L = t.scanLeftX[row];
-        std::int64_t R = t.scanRightX[row];
-        if (L > s.clipRight || R < 0 || L > R) continue;
-        float zL = 0, zR = 0;
-        if constexpr (kDepth) {
-            zL = t.scanLeftZ[row];
-            zR = t.scanRightZ[row];
-        }
-        float sp = 0, p = 0;
-        if constexpr (kParam) sp = 1.0f / static_cast<float>(R - L + 1);
-        if (L < 0) {
-            if constexpr (kDepth) zL = zL - ((zR - zL) * static_cast<float>(L)) / static_cast<float>(R - L);
-            if constexpr (kParam) p = static_cast<float>(-L) * sp;
-            L = 0;
-        }
-        if (R > s.clipRight) {
-            if constexpr (kDepth) {
-                if (L != R)
-                    zR = zR + (static_cast<float>(s.clipRight - R) * (zL - zR)) / static_cast<float>(L - R);
-            }
-            R = s.clipRight;
-        }
-        float dz = 0;
-        if constexpr (kDepth) {
-            if (L < R) dz = (zR - zL) / static_cast<float>(R - L);
-        }
-        RowEnds ends{};
-        if constexpr (kParam) ends = loadRowEnds(t, row);
-        unsigned char* px = s.bits + pixelOffset(static_cast<int>(L), row, s.pitch, Fmt::kBytes);
-        float* zp = kDepth ? s.zBuffer + static_cast<std::ptrdiff_t>(row) * s.width + L : nullptr;
-        float z = zL;
-        // One pixel: depth test, the rule, the depth store, then both steps.
-        auto step = [&]() {
-            bool pass = true;
-            if constexpr (kDepth) pass = Rule::kStrictDepth ? *zp > z : *zp >= z;
-            if (pass && pixel(ends, p, px) && kDepth) *zp = z;
-            px += Fmt::kBytes;
-            if constexpr (kDepth) {
-                ++zp;
-                z += dz;
-            }
-            if constexpr (kParam) p += sp;
-        };
-        std::int64_t n = R - L + 1;
-        if constexpr (Rule::kUnrollBy4) {
-            for (; n >= 4; n -= 4) {
-                step();
-                step();
-                step();
-                step();
+    if constexpr (Rule::kTraits.interpolates) {
+        RowRun runs[kRowsAtOnce];
+        int count = 0;
+        for (int row = firstRow; row <= lastRow; ++row) {
+            if (clipRow<Rule, Fmt>(s, row, runs[count]) && ++count == kRowsAtOnce) {
+                runRowBlocks<Rule, Fmt>(runs, count, *k, block);
+                count = 0;
             }
         }
-        for (; n > 0; --n) step();
+        if (count > 0) runRowBlocks<Rule, Fmt>(runs, count, *k, block);
+    } else {
+        RowRun r;
+        for (int row = firstRow; row <= lastRow; ++row) {
+            if (!clipRow<Rule, Fmt>(s, row, r)) continue;
+            unsigned char* px = r.px;
+            float* zp = r.zp;
+            float z = r.z;
+            // One pixel: depth test, the rule, the depth store, then the step.
+            auto step = [&]() {
+                bool pass = true;
+                if constexpr (kDepth) pass = passesDepth<Rule>(*zp, z);
+                if (pass && pixel(px) && kDepth) *zp = z;
+                px += Fmt::kBytes;
+                if constexpr (kDepth) {
+                    ++zp;
+                    z += r.dz;
+                }
+            };
+            std::int64_t n = r.n;
+            if constexpr (Rule::kTraits.unrollBy4) {
+                for (; n >= 4; n -= 4) {
+                    step();
+                    step();
+                    step();
+                    step();
+                }
+            }
+            for (; n > 0; --n) step();
+        }
     }
 }
 

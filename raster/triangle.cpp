@@ -47,43 +47,22 @@ Vertex<T> vtx(T x, T y, float z = 0.0f, unsigned long c = 0, float u = 0.0f, flo
 
 // The opaque and the blended span fill of every kind but the flat one,
 // which writes its spans itself.
+template <class OpaqueRule, class BlendedRule>
+struct FillPair {
+    using Opaque = OpaqueRule;
+    using Blended = BlendedRule;
+};
 template <unsigned Carried>
 struct SpanFills;
-template <>
-struct SpanFills<kCarryDepth> {
-    using Opaque = Rule3;
-    using Blended = Rule3a;
-};
-template <>
-struct SpanFills<kCarryDepth | kCarryColour> {
-    using Opaque = Rule3c;
-    using Blended = Rule3ca;
-};
-template <>
-struct SpanFills<kCarryDepth | kCarryTexCoords> {
-    using Opaque = Rule3t;
-    using Blended = Rule3at;
-};
-template <>
-struct SpanFills<kCarryDepth | kCarryColour | kCarryTexCoords> {
-    using Opaque = Rule3ct;
-    using Blended = Rule3cat;
-};
-template <>
-struct SpanFills<kCarryColour> {
-    using Opaque = Rulec;
-    using Blended = Ruleca;
-};
-template <>
-struct SpanFills<kCarryTexCoords> {
-    using Opaque = Rulet;
-    using Blended = Ruleat;
-};
-template <>
-struct SpanFills<kCarryColour | kCarryTexCoords> {
-    using Opaque = Rulect;
-    using Blended = Rulecat;
-};
+// clang-format off
+template <> struct SpanFills<kCarryDepth> : FillPair<Rule3, Rule3a> {};
+template <> struct SpanFills<kCarryDepth | kCarryColour> : FillPair<Rule3c, Rule3ca> {};
+template <> struct SpanFills<kCarryDepth | kCarryTexCoords> : FillPair<Rule3t, Rule3at> {};
+template <> struct SpanFills<kCarryDepth | kCarryColour | kCarryTexCoords> : FillPair<Rule3ct, Rule3cat> {};
+template <> struct SpanFills<kCarryColour> : FillPair<Rulec, Ruleca> {};
+template <> struct SpanFills<kCarryTexCoords> : FillPair<Rulet, Ruleat> {};
+template <> struct SpanFills<kCarryColour | kCarryTexCoords> : FillPair<Rulect, Rulecat> {};
+// clang-format on
 
 // When the blended fill runs: textured kinds whenever blending is on;
 // colour-only kinds when, besides, some vertex alpha is below 0xFF; kinds

@@ -12,6 +12,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "render/numeric.h"
+
 namespace kwr {
 
 inline std::uint16_t load16(const unsigned char* p) {
@@ -35,10 +37,12 @@ struct SolidColor {
     std::uint32_t c32;
 };
 
-// X1R5G5B5 from the top five bits of each channel of 0xAARRGGBB.
+// X1R5G5B5 from the top five bits of the low byte of each channel.
+inline std::uint32_t pack555(std::uint32_t r, std::uint32_t g, std::uint32_t b) {
+    return ((r & 0xF8u) << 7) | ((g & 0xF8u) << 2) | ((b >> 3) & 0x1Fu);
+}
 inline std::uint16_t toX1R5G5B5(std::uint32_t argb) {
-    return static_cast<std::uint16_t>(((argb >> 9) & 0x7C00u) | ((argb >> 6) & 0x3E0u) |
-                                      ((argb >> 3) & 0x1Fu));
+    return static_cast<std::uint16_t>(pack555(argb >> 16, argb >> 8, argb));
 }
 // 0x00RRGGBB from X1R5G5B5, each 5-bit field widened to 8 bits by repeating
 // its top bits in the freed low bits (as GDI shows such pixels).
@@ -68,6 +72,29 @@ inline void writeColorCubeTable(unsigned char* entry) {
     }
 }
 
+// The integer blend of a flat colour: each channel becomes
+// (old * keep + term) >> 8, the terms premultiplied once per call.  In 16
+// bpp the terms enter each field in its own units (blue / 8, green * 4,
+// red * 128).  An alpha keep of 256 and term of 0 leaves the 32 bpp alpha
+// byte as it is.
+struct IntBlend {
+    std::uint32_t keep;
+    std::uint32_t b, g, r;
+    std::uint32_t alphaKeep, alpha;
+};
+
+// Pixel maths per format.  The scalar forms work on one pixel at its
+// address; the lane forms (templates over a lane set of raster/span_lanes.h)
+// on one pixel per 32-bit lane: 0xAARRGGBB, 0x00RRGGBB or the X1R5G5B5 word.
+//
+// storeOpaque(b, g, r): the low byte of each channel; 32 bpp stores alpha
+// 255 and 16 bpp the top five bits of each.
+// blendFloat(a, src8, src16): each channel becomes rounded(source + old *
+// (1 - a)); src8(i) is the source term of byte i (0 blue, 1 green, 2 red),
+// src16(i, scale) that of 16 bpp field i in the field's units; 32 bpp also
+// moves the stored alpha toward 255.  rounded(v) is floor(v + 0.5) with the
+// addition in single precision.
+
 struct Format8 {
     static constexpr int kBpp = 8;
     static constexpr int kBytes = 1;
@@ -78,23 +105,181 @@ struct Format16 {
     static constexpr int kBpp = 16;
     static constexpr int kBytes = 2;
     static void storeSolid(unsigned char* p, const SolidColor& c) { store16(p, c.c16); }
-};
+    static void storeOpaque(unsigned char* p, std::uint32_t b, std::uint32_t g, std::uint32_t r) {
+        store16(p, static_cast<std::uint16_t>(pack555(r, g, b)));
+    }
+    static void blendInt(unsigned char* p, const IntBlend& w) {
+        const std::uint32_t v = load16(p);
+        store16(p, static_cast<std::uint16_t>((((v & 0x7C00u) * w.keep + (w.r << 7)) >> 8 & 0x7C00u) |
+                                              (((v & 0x03E0u) * w.keep + (w.g << 2)) >> 8 & 0x03E0u) |
+                                              (((v & 0x001Fu) * w.keep + (w.b >> 3)) >> 8 & 0x001Fu)));
+    }
+    template <class Src8, class Src16>
+    static void blendFloat(unsigned char* p, float a, Src8&&, Src16&& src16) {
+        const float ia = 1.0f - a;
+        const std::uint32_t w = load16(p);
+        const std::uint32_t g =
+            static_cast<std::uint32_t>(roundHalfUp(src16(1, 992.0f) + static_cast<float>(w & 0x3E0u) * ia)) & 0x3E0u;
+        const std::uint32_t r =
+            static_cast<std::uint32_t>(roundHalfUp(src16(2, 31744.0f) + static_cast<float>(w & 0x7C00u) * ia)) &
+            0x7C00u;
+        const std::uint32_t b =
+            static_cast<std::uint32_t>(roundHalfUp(src16(0, 31.0f) + static_cast<float>(w & 0x1Fu) * ia)) & 0x1Fu;
+        store16(p, static_cast<std::uint16_t>(g | r | b));
+    }
 
-struct Format24 {
-    static constexpr int kBpp = 24;
-    static constexpr int kBytes = 3;
-    // Blue and green as one word, then red.
-    static void storeSolid(unsigned char* p, const SolidColor& c) {
-        store16(p, static_cast<std::uint16_t>(c.c32 & 0xFFFFu));
-        p[2] = static_cast<unsigned char>((c.c32 >> 16) & 0xFFu);
+    template <class V>
+    static typename V::I load(const unsigned char* p) {
+        return V::loadU16(p);
+    }
+    template <class V>
+    static void store(unsigned char* p, typename V::I v) {
+        V::storeU16(p, v);
+    }
+    template <class V>
+    static typename V::I opaque(typename V::I b, typename V::I g, typename V::I r) {
+        return V::orI(V::orI(V::shl(7, V::andI(r, V::splatI(0xF8))), V::shl(2, V::andI(g, V::splatI(0xF8)))),
+                      V::andI(V::shr(3, b), V::splatI(0x1F)));
+    }
+    template <class V, class Src8, class Src16>
+    static typename V::I blendFloat(typename V::I w, typename V::F a, Src8&&, Src16&& src16) {
+        const typename V::F ia = V::sub(V::splatF(1.0f), a);
+        auto field = [&](int i, float scale, std::int32_t mask) {
+            const typename V::F old = V::toF(V::andI(w, V::splatI(mask)));
+            return V::andI(V::floorInt(V::add(V::add(src16(i, scale), V::mul(old, ia)), V::splatF(0.5f))),
+                           V::splatI(mask));
+        };
+        return V::orI(V::orI(field(1, 992.0f, 0x3E0), field(2, 31744.0f, 0x7C00)), field(0, 31.0f, 0x1F));
     }
 };
 
-struct Format32 {
-    static constexpr int kBpp = 32;
-    static constexpr int kBytes = 4;
-    static void storeSolid(unsigned char* p, const SolidColor& c) { store32(p, c.c32); }
+// 24 and 32 bpp: blue, green, red bytes, and in 32 bpp the alpha byte.
+template <int Bpp>
+struct FormatBytes {
+    static constexpr int kBpp = Bpp;
+    static constexpr int kBytes = Bpp / 8;
+    static void storeSolid(unsigned char* p, const SolidColor& c) {
+        if constexpr (Bpp == 32) {
+            store32(p, c.c32);
+        } else {  // blue and green as one word, then red
+            store16(p, static_cast<std::uint16_t>(c.c32 & 0xFFFFu));
+            p[2] = static_cast<unsigned char>((c.c32 >> 16) & 0xFFu);
+        }
+    }
+    static void storeOpaque(unsigned char* p, std::uint32_t b, std::uint32_t g, std::uint32_t r) {
+        p[0] = static_cast<unsigned char>(b);
+        p[1] = static_cast<unsigned char>(g);
+        p[2] = static_cast<unsigned char>(r);
+        if constexpr (Bpp == 32) p[3] = 255;
+    }
+    static void blendInt(unsigned char* p, const IntBlend& w) {
+        p[0] = static_cast<unsigned char>((p[0] * w.keep + w.b) >> 8);
+        p[1] = static_cast<unsigned char>((p[1] * w.keep + w.g) >> 8);
+        p[2] = static_cast<unsigned char>((p[2] * w.keep + w.r) >> 8);
+        if constexpr (Bpp == 32) p[3] = static_cast<unsigned char>((p[3] * w.alphaKeep + w.alpha) >> 8);
+    }
+    template <class Src8, class Src16>
+    static void blendFloat(unsigned char* p, float a, Src8&& src8, Src16&&) {
+        const float ia = 1.0f - a;
+        for (int i = 0; i < 3; ++i)
+            p[i] = static_cast<unsigned char>(roundHalfUp(src8(i) + static_cast<float>(p[i]) * ia));
+        if constexpr (Bpp == 32)
+            p[3] = static_cast<unsigned char>(roundHalfUp(static_cast<float>(p[3]) * ia + a * 255.0f));
+    }
+
+    template <class V>
+    static typename V::I load(const unsigned char* p) {
+        if constexpr (Bpp == 32)
+            return V::loadI(p);
+        else
+            return V::loadU24(p);
+    }
+    template <class V>
+    static void store(unsigned char* p, typename V::I v) {
+        if constexpr (Bpp == 32)
+            V::storeI(p, v);
+        else
+            V::storeU24(p, v);
+    }
+    template <class V>
+    static typename V::I opaque(typename V::I b, typename V::I g, typename V::I r) {
+        const typename V::I ff = V::splatI(0xFF);
+        typename V::I v = V::orI(V::orI(V::andI(b, ff), V::shl(8, V::andI(g, ff))), V::shl(16, V::andI(r, ff)));
+        if constexpr (Bpp == 32) v = V::orI(v, V::splatI(static_cast<std::int32_t>(0xFF000000u)));
+        return v;
+    }
+    template <class V, class Src8, class Src16>
+    static typename V::I blendFloat(typename V::I w, typename V::F a, Src8&& src8, Src16&&) {
+        using F = typename V::F;
+        const F ia = V::sub(V::splatF(1.0f), a);
+        const typename V::I ff = V::splatI(0xFF);
+        auto rounded = [&](F v) { return V::andI(V::floorInt(V::add(v, V::splatF(0.5f))), ff); };
+        auto channel = [&](int i) { return V::toF(V::andI(V::shr(8 * i, w), ff)); };
+        typename V::I out = V::orI(V::orI(rounded(V::add(src8(0), V::mul(channel(0), ia))),
+                                          V::shl(8, rounded(V::add(src8(1), V::mul(channel(1), ia))))),
+                                   V::shl(16, rounded(V::add(src8(2), V::mul(channel(2), ia)))));
+        if constexpr (Bpp == 32)
+            out = V::orI(out,
+                         V::shl(24, rounded(V::add(V::mul(V::toF(V::shr(24, w)), ia), V::mul(a, V::splatF(255.0f))))));
+        return out;
+    }
 };
+using Format24 = FormatBytes<24>;
+using Format32 = FormatBytes<32>;
+
+// n pixels of the solid colour from p on; long runs are copied from a
+// block of the colour, which compilers turn into wide stores.
+template <class Fmt>
+void storeSolidRun(unsigned char* p, std::ptrdiff_t n, const SolidColor& c) {
+    if constexpr (Fmt::kBytes == 1) {
+        if (n > 0) std::memset(p, c.c8, static_cast<std::size_t>(n));
+    } else {
+        constexpr int kBlock = 16;
+        if (n >= kBlock) {
+            unsigned char block[kBlock * Fmt::kBytes];
+            for (int i = 0; i < kBlock; ++i) Fmt::storeSolid(block + i * Fmt::kBytes, c);
+            for (; n >= kBlock; n -= kBlock, p += sizeof block) std::memcpy(p, block, sizeof block);
+        }
+        for (; n > 0; --n, p += Fmt::kBytes) Fmt::storeSolid(p, c);
+    }
+}
+
+// n pixels blended with w.  In 32 bpp two pixels at a time in 64-bit words
+// with every channel in a 16-bit field: old * keep + term is at most
+// 255 * 256 there (keep + weight = 256), so no field carries into the next
+// and each keeps exactly the per-channel result.
+#if (defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__) || defined(_MSC_VER)
+constexpr bool kLittleEndian = true;
+#else
+constexpr bool kLittleEndian = false;
+#endif
+
+template <class Fmt>
+void blendIntRun(unsigned char* p, std::ptrdiff_t n, const IntBlend& w) {
+    if constexpr (Fmt::kBytes == 4 && kLittleEndian) {
+        const bool keepAlpha = w.alphaKeep == 256u && w.alpha == 0u;  // (a * 256 + 0) >> 8 == a
+        const std::uint64_t pairs = 0x00FF00FF00FF00FFull;
+        const std::uint64_t lowTerm = w.b | (static_cast<std::uint64_t>(w.r) << 16);
+        const std::uint64_t highTerm = w.g | (static_cast<std::uint64_t>(keepAlpha ? 0u : w.alpha) << 16);
+        const std::uint64_t lowTerms = lowTerm | (lowTerm << 32), highTerms = highTerm | (highTerm << 32);
+        const std::uint64_t alphas = keepAlpha ? 0xFF000000FF000000ull : 0;
+        if (!keepAlpha && w.alphaKeep != w.keep) {
+            for (; n > 0; --n, p += 4) Fmt::blendInt(p, w);
+            return;
+        }
+        for (; n >= 2; n -= 2, p += 8) {
+            std::uint64_t v;
+            std::memcpy(&v, p, 8);
+            const std::uint64_t low = (((v & pairs) * w.keep + lowTerms) >> 8) & pairs;
+            const std::uint64_t high = (((v >> 8) & pairs) * w.keep + highTerms) & (pairs << 8);
+            const std::uint64_t out = ((low | high) & ~alphas) | (v & alphas);
+            std::memcpy(p, &out, 8);
+        }
+        if (n == 1) Fmt::blendInt(p, w);
+    } else {
+        for (; n > 0; --n, p += Fmt::kBytes) Fmt::blendInt(p, w);
+    }
+}
 
 // Calls f(FormatN{}) for the surface format `bpp` and returns true, or
 // returns false without calling f when bpp is not 8, 16, 24 or 32.

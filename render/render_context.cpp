@@ -276,32 +276,24 @@ void KWRRender::kwrSetZBackDepth(float z) { s.zBackDepth = z; }
 
 float* KWRRender::kwrGetZBuffer() { return s.zBuffer; }
 
+namespace {
+// Binds host memory as a map, or with a null pointer restores the built-in
+// texel with size 1 x 1 and the given default pitch.
+void bindMap(unsigned char*& data, int& width, int& height, int& pitch, unsigned char* p, int w, int h,
+             int rowPitch, int defaultPitch) {
+    data = p != nullptr ? p : kwr::kBuiltinTexel;
+    width = p != nullptr ? w : 1;
+    height = p != nullptr ? h : 1;
+    pitch = p != nullptr ? rowPitch : defaultPitch;
+}
+}  // namespace
+
 void KWRRender::kwrSetTexture(unsigned char* texels, int width, int height, int rowPitch) {
-    if (texels != nullptr) {
-        s.texture = texels;
-        s.textureWidth = width;
-        s.textureHeight = height;
-        s.textureBpp = rowPitch;
-    } else {
-        s.texture = kwr::kBuiltinTexel;
-        s.textureWidth = 1;
-        s.textureHeight = 1;
-        s.textureBpp = 4;
-    }
+    bindMap(s.texture, s.textureWidth, s.textureHeight, s.textureBpp, texels, width, height, rowPitch, 4);
 }
 
 void KWRRender::kwrSetAlphaMap(unsigned char* values, int width, int height, int rowPitch) {
-    if (values != nullptr) {
-        s.alphaMap = values;
-        s.alphaMapWidth = width;
-        s.alphaMapHeight = height;
-        s.alphaMapBpp = rowPitch;
-    } else {
-        s.alphaMap = kwr::kBuiltinTexel;
-        s.alphaMapWidth = 1;
-        s.alphaMapHeight = 1;
-        s.alphaMapBpp = 1;
-    }
+    bindMap(s.alphaMap, s.alphaMapWidth, s.alphaMapHeight, s.alphaMapBpp, values, width, height, rowPitch, 1);
 }
 
 int KWRRender::kwrGetDib(void** header, void** pixels) {

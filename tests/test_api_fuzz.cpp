@@ -3,11 +3,13 @@
 // Every call gets arbitrary arguments (NaN, infinities, huge and tiny values,
 // the int limits) and arbitrary state (format, blending, depth test,
 // textures and alpha maps of odd sizes).  The checks: nothing outside the
-// surface is written (the sanitizers watch the surface block; guard cells
-// watch the host-owned depth buffer), host-owned inputs are never modified,
-// and the run is free of undefined behaviour.
+// surface's pixels is written (canaries in the row padding, guard cells
+// around the host-owned depth buffer, canaries around host memory; the
+// sanitizers also watch the surface block), host-owned inputs are never
+// modified, and the run is free of undefined behaviour.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -27,44 +29,23 @@ public:
     int pick(int n) { return static_cast<int>(rng_() % static_cast<std::uint32_t>(n)); }
     bool chance(int percent) { return pick(100) < percent; }
 
+    // Half of the values are special: NaN, infinities, huge, rounding ties.
     float anyFloat(float span) {
-        switch (pick(16)) {
-        case 0: return std::numeric_limits<float>::quiet_NaN();
-        case 1: return std::numeric_limits<float>::infinity();
-        case 2: return -std::numeric_limits<float>::infinity();
-        case 3: return chance(50) ? 1e30f : -1e30f;
-        case 4: return chance(50) ? 3e9f : -3e9f;
-        case 5: return chance(50) ? 40000.5f : -40000.5f;
-        case 6: return -0.0f;
-        case 7: return static_cast<float>(pick(5)) - 2.0f + 0.5f;  // ties
-        default: {
-            std::uniform_real_distribution<float> d(-span, 2.0f * span);
-            return d(rng_);
-        }
-        }
+        const float inf = std::numeric_limits<float>::infinity();
+        const float special[] = {std::nanf(""), inf, -inf, 1e30f, -1e30f, 3e9f, -3e9f, 40000.5f, -40000.5f, -0.0f,
+                                 -1.5f, 0.5f, 2.5f};
+        if (chance(40)) return special[pick(13)];
+        return std::uniform_real_distribution<float>(-span, 2.0f * span)(rng_);
     }
-
     int anyInt(int span) {
-        switch (pick(14)) {
-        case 0: return std::numeric_limits<int>::min();
-        case 1: return std::numeric_limits<int>::max();
-        case 2: return chance(50) ? 46341 : -46341;
-        case 3: return chance(50) ? 1 << 30 : -(1 << 30);
-        case 4: return chance(50) ? 32767 : -32768;
-        default: return pick(3 * span + 1) - span;
-        }
+        const int special[] = {INT_MIN, INT_MAX, 46341, -46341, 1 << 30, -(1 << 30), 32767, -32768};
+        if (chance(35)) return special[pick(8)];
+        return pick(3 * span + 1) - span;
     }
-
     float anyUnit() {
-        switch (pick(10)) {
-        case 0: return std::numeric_limits<float>::quiet_NaN();
-        case 1: return chance(50) ? 1e20f : -1e20f;
-        case 2: return chance(50) ? 5e9f : -5e9f;
-        default: {
-            std::uniform_real_distribution<float> d(-2.0f, 3.0f);
-            return d(rng_);
-        }
-        }
+        const float special[] = {std::nanf(""), 1e20f, -1e20f, 5e9f, -5e9f};
+        if (chance(30)) return special[pick(5)];
+        return std::uniform_real_distribution<float>(-2.0f, 3.0f)(rng_);
     }
 
     unsigned long anyColor() {
@@ -81,19 +62,27 @@ private:
 
 constexpr float kGuard = 12345.0f;
 constexpr int kGuardCells = 64;
+constexpr std::size_t kCanaryBytes = 32;
+constexpr unsigned char kCanary = 0xC5;
 
-struct HostBuffers {
-    std::vector<unsigned char> texture;
-    std::vector<unsigned char> textureCopy;
-    std::vector<unsigned char> alphaMap;
-    std::vector<unsigned char> alphaMapCopy;
-    std::vector<unsigned char> image;
-    std::vector<unsigned char> bitmap;
+// Host memory with canary bytes on both sides; its contents are random and
+// remembered, so that any write into it or next to it shows.
+struct HostBlock {
+    std::vector<unsigned char> bytes;
+    std::vector<unsigned char> copy;
+    void assign(std::size_t n, std::mt19937& rng) {
+        bytes.assign(n + 2 * kCanaryBytes, kCanary);
+        for (std::size_t i = 0; i < n; ++i) bytes[kCanaryBytes + i] = static_cast<unsigned char>(rng());
+        copy = bytes;
+    }
+    unsigned char* data() { return bytes.data() + kCanaryBytes; }
+    bool intact() const { return bytes == copy; }
 };
 
-void fillRandom(std::vector<unsigned char>& v, std::mt19937& rng) {
-    for (auto& b : v) b = static_cast<unsigned char>(rng());
-}
+struct HostBuffers {
+    HostBlock texture, alphaMap, image, bitmap;
+    bool intact() const { return texture.intact() && alphaMap.intact() && image.intact() && bitmap.intact(); }
+};
 
 // Binds a texture or alpha map of a random, truthfully stated size.
 void bindRandomMaps(KWRRender& r, Fuzzer& f, HostBuffers& h) {
@@ -102,9 +91,7 @@ void bindRandomMaps(KWRRender& r, Fuzzer& f, HostBuffers& h) {
     } else {
         const int w = 1 + f.pick(9), ht = 1 + f.pick(7);
         const int pitch = 4 * w + 4 * f.pick(3);
-        h.texture.assign(static_cast<std::size_t>(pitch) * ht, 0);
-        fillRandom(h.texture, f.rng());
-        h.textureCopy = h.texture;
+        h.texture.assign(static_cast<std::size_t>(pitch) * ht, f.rng());
         r.kwrSetTexture(h.texture.data(), w, ht, pitch);
     }
     if (f.chance(40)) {
@@ -112,15 +99,14 @@ void bindRandomMaps(KWRRender& r, Fuzzer& f, HostBuffers& h) {
     } else {
         const int w = 1 + f.pick(9), ht = 1 + f.pick(7);
         const int pitch = w + f.pick(5);
-        h.alphaMap.assign(static_cast<std::size_t>(pitch) * ht, 0);
-        fillRandom(h.alphaMap, f.rng());
-        h.alphaMapCopy = h.alphaMap;
+        h.alphaMap.assign(static_cast<std::size_t>(pitch) * ht, f.rng());
         r.kwrSetAlphaMap(h.alphaMap.data(), w, ht, pitch);
     }
 }
 
-// One random call: a state change or a drawing operation.
-void randomCall(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
+// One random call: a state change or a drawing operation.  Returns true
+// for a clear, which fills the row padding at 8, 16 and 32 bpp.
+bool randomCall(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
     const float sx = static_cast<float>(w), sy = static_cast<float>(ht);
     auto X = [&] { return f.anyFloat(sx); };
     auto Y = [&] { return f.anyFloat(sy); };
@@ -145,8 +131,7 @@ void randomCall(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
     case 11: {
         const int bw = f.pick(40) - 4, bh = f.pick(20) - 4;
         const int rowBytes = bw > 0 ? (bw + 7) >> 3 : 0;
-        h.bitmap.assign(static_cast<std::size_t>(rowBytes) * (bh > 0 ? bh : 0) + 1, 0);
-        fillRandom(h.bitmap, f.rng());
+        h.bitmap.assign(static_cast<std::size_t>(rowBytes) * (bh > 0 ? bh : 0) + 1, f.rng());
         r.kwrBitmap1(I(), J(), bw, bh, h.bitmap.data());
         break;
     }
@@ -156,8 +141,7 @@ void randomCall(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
         const int srcBpp = f.chance(45) ? 24 : (f.chance(90) ? 32 : 16);
         const std::size_t pitch = srcBpp == 24 ? ((static_cast<std::size_t>(srcW > 0 ? srcW : 0) + 1) * 3) & ~std::size_t{3}
                                                : static_cast<std::size_t>(srcW > 0 ? srcW : 0) * 4;
-        h.image.assign(pitch * static_cast<std::size_t>(srcH > 0 ? srcH : 0) + 1, 0);
-        fillRandom(h.image, f.rng());
+        h.image.assign(pitch * static_cast<std::size_t>(srcH > 0 ? srcH : 0) + 1, f.rng());
         if (f.chance(50))
             r.kwrImage2D(I(), J(), I(), J(), srcW, srcH, srcBpp, h.image.data());
         else
@@ -205,7 +189,7 @@ void randomCall(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
     case 43: r.kwrTriangletfg(X(), Y(), U(), U(), X(), Y(), U(), U(), X(), Y(), U(), U()); break;
     case 44: r.kwrSetColorf(U(), U(), U()); break;
     case 45: r.kwrSetColor4f(U(), U(), U(), U()); break;
-    case 46: r.kwrClear(); break;
+    case 46: r.kwrClear(); return true;
     default: {
         // Small, well-formed triangles so that plenty of real spans are drawn.
         std::uniform_real_distribution<float> dx(-4.0f, sx + 4.0f), dy(-4.0f, sy + 4.0f), du(-1.5f, 2.5f),
@@ -219,6 +203,7 @@ void randomCall(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
         break;
     }
     }
+    return false;
 }
 
 void expectGuardsIntact(const std::vector<float>& z, std::size_t cells) {
@@ -227,6 +212,29 @@ void expectGuardsIntact(const std::vector<float>& z, std::size_t cells) {
         ASSERT_EQ(z[kGuardCells + cells + i], kGuard) << "depth written after the buffer, cell " << i;
     }
 }
+
+// The bytes of every surface row between its last pixel and the next row:
+// no drawing call may write them (clearing fills them at 8, 16 and 32 bpp).
+struct RowPadding {
+    unsigned char* bits;
+    int used, pitch, height;
+    RowPadding(KWRRender& r, int bpp, int width, int height_) : used(width * bpp / 8), height(height_) {
+        void* header = nullptr;
+        void* pixels = nullptr;
+        r.kwrGetDib(&header, &pixels);
+        bits = static_cast<unsigned char*>(pixels);
+        pitch = (used + 3) / 4 * 4;
+    }
+    void paint() const {
+        for (int y = 0; y < height; ++y) std::memset(bits + y * pitch + used, kCanary, static_cast<std::size_t>(pitch - used));
+    }
+    bool intact() const {
+        for (int y = 0; y < height; ++y)
+            for (int i = used; i < pitch; ++i)
+                if (bits[y * pitch + i] != kCanary) return false;
+        return true;
+    }
+};
 
 struct FuzzCase {
     int bpp;
@@ -249,14 +257,18 @@ TEST_P(ApiFuzz, RandomCallsStayInsideAllBuffers) {
     ASSERT_EQ(r->kwrInitBuffer(fc.width, fc.height), 1);
     r->kwrClear();
 
+    const RowPadding padding(*r, fc.bpp, fc.width, fc.height);
+    padding.paint();
     HostBuffers h;
     for (int round = 0; round < 4; ++round) {
         bindRandomMaps(*r, f, h);
         r->kwrAlphaEnable(f.pick(2));
         r->kwrZTestEnable(f.pick(4) != 0);
-        for (int i = 0; i < 600; ++i) randomCall(*r, f, h, fc.width, fc.height);
-        ASSERT_EQ(h.texture, h.textureCopy) << "a texture was written";
-        ASSERT_EQ(h.alphaMap, h.alphaMapCopy) << "an alpha map was written";
+        for (int i = 0; i < 600; ++i) {
+            if (randomCall(*r, f, h, fc.width, fc.height)) padding.paint();
+            ASSERT_TRUE(padding.intact()) << "row padding written, call " << i << " of round " << round;
+            ASSERT_TRUE(h.intact()) << "host memory or its canaries written, call " << i << " of round " << round;
+        }
         if (fc.externalDepth) expectGuardsIntact(depth, cells);
     }
     r->kwrDestroy();
@@ -265,8 +277,8 @@ TEST_P(ApiFuzz, RandomCallsStayInsideAllBuffers) {
 INSTANTIATE_TEST_SUITE_P(
     AllFormats, ApiFuzz,
     ::testing::Values(FuzzCase{8, 13, 9, true}, FuzzCase{16, 13, 9, true}, FuzzCase{24, 13, 9, true},
-                      FuzzCase{32, 13, 9, true}, FuzzCase{8, 1, 1, false}, FuzzCase{16, 7, 1, true},
-                      FuzzCase{24, 1, 11, false}, FuzzCase{32, 37, 23, false}, FuzzCase{24, 64, 48, true}),
+                      FuzzCase{32, 13, 9, true}, FuzzCase{8, 1, 1, false}, FuzzCase{24, 1, 11, false},
+                      FuzzCase{16, 37, 23, false}),
     [](const ::testing::TestParamInfo<FuzzCase>& i) {
         return "bpp" + std::to_string(i.param.bpp) + "_" + std::to_string(i.param.width) + "x" +
                std::to_string(i.param.height) + (i.param.externalDepth ? "_ext" : "_own");

@@ -96,24 +96,12 @@ TEST(EdgeWalk, FirstEdgeKeepsTiesAndRightEndKeepsCrossingAttributes) {
 TEST(EdgeWalk, XMajorDepthStepsWithTravelledDistance) {
     Surface s(24, 40, 10);
     resetAll(s.s());
-    // 30 pixels over 4 rows: q = 7, r = 2; depth adds 7 * zx per row and
-    // one more zx on each carry, as two separate additions.
+    // 30 pixels over 4 rows: x 0, 7, 15, 22 (the carry on row 2), and depth
+    // 0.1 per pixel travelled, not 0.75 per row.
     Access::UpdateScanLine3(*s.r, 0, 0, 0.0f, 30, 4, 3.0f);
-    const float zx = 3.0f / 30.0f;
-    float z = 0.0f;
-    int err = 2, x = 0;
-    for (int y = 0; y < 4; ++y) {
-        EXPECT_EQ(s.s().scan.scanLeftX[y], x);
-        EXPECT_EQ(s.s().scan.scanLeftZ[y], z) << y;
-        x += 7;
-        z += 7.0f * zx;
-        err -= 2;
-        if (err < 0) {
-            err += 4;
-            x += 1;
-            z += zx;
-        }
-    }
+    EXPECT_EQ(lefts(s.s(), 0, 3), (std::vector<int>{0, 7, 15, 22}));
+    const float want[4] = {0.0f, 0.7f, 1.5f, 2.2f};
+    for (int y = 0; y < 4; ++y) EXPECT_NEAR(s.s().scan.scanLeftZ[y], want[y], 1e-5f) << y;
 }
 
 TEST(EdgeWalk, FloatWalkersClipThenRound) {
@@ -128,6 +116,14 @@ TEST(EdgeWalk, FloatWalkersClipThenRound) {
     EXPECT_EQ(s.s().scan.scanLeftX[3], 32767);
     Access::UpdateScanLine3f(*s.r, 2.0f, 0.0f, 0.5f, 2.0f, 30.0f, 0.5f);
     EXPECT_EQ(s.s().scan.scanLeftX[9], 2);
+    // Clipped at row 0 both walkers land near -5.5, on different sides: the
+    // flat walker multiplies before dividing, the depth walker divides first.
+    resetAll(s.s());
+    Access::UpdateScanLinef(*s.r, -19.75f, -1.9f, 9.5f, 2.0f);
+    EXPECT_EQ(s.s().scan.scanLeftX[0], -5);
+    resetAll(s.s());
+    Access::UpdateScanLine3f(*s.r, -19.75f, -1.9f, 0.5f, 9.5f, 2.0f, 0.5f);
+    EXPECT_EQ(s.s().scan.scanLeftX[0], -6);
 }
 
 TEST(EdgeWalk, ExtremeEndpointsStayInsideTable) {
@@ -142,4 +138,28 @@ TEST(EdgeWalk, ExtremeEndpointsStayInsideTable) {
         EXPECT_GE(s.s().scan.scanLeftX[y], -(1 << 30));
         EXPECT_LE(s.s().scan.scanRightX[y], 1 << 30);
     }
+}
+
+// The front ends: what they leave in the table.
+
+TEST(FrontEnd, RejectedTrianglesLeaveTableUntouched) {
+    Surface s(24, 8, 8);
+    s.s().scan.scanLeftX[0] = 123;
+    s->kwrTriangle(0, 8, 5, 9, 2, 20);    // below
+    s->kwrTriangle(0, -8, 5, -1, 2, -3);  // above
+    s->kwrTrianglef(0, -3.0f, 5, -0.2f, 2, -1.0f);
+    EXPECT_EQ(s.s().scan.scanLeftX[0], 123);
+    EXPECT_TRUE(s.pixelsNot(0).empty());
+    s->kwrTriangle(1, 3, 6, 3, 4, 3);  // all on one row
+    EXPECT_TRUE(s.pixelsNot(0).empty());
+}
+
+TEST(FrontEnd, SortKeepsArgumentOrderOnTies) {
+    // (5,3) stays top and (1,3) middle: the top-to-middle edge is walked
+    // first and is horizontal, so row 3 is spanned by the other two edges.
+    Surface s(24, 12, 12);
+    s->kwrTriangle3c(5, 3, 0.5f, 0xFFFF0000, 1, 3, 0.5f, 0xFF00FF00, 2, 9, 0.5f, 0xFF0000FF);
+    EXPECT_EQ(s.s().scan.scanLeftX[3], 1);
+    EXPECT_EQ(s.s().scan.scanRightX[3], 4);
+    EXPECT_FLOAT_EQ(s.s().scan.scanLeftColor[1][3], 255.0f);  // green from (1,3)
 }

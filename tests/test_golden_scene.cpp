@@ -7,7 +7,10 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "KWRRender.h"
@@ -43,3 +46,18 @@ INSTANTIATE_TEST_SUITE_P(AllFormats, GoldenScene,
                          });
 
 }  // namespace
+
+// The level in force is one of the five and no higher than KWRENDER_SIMD
+// asks (CTest runs the golden scene under each cap).
+TEST(SimdLevel, NamedAndCappedByTheEnvironment) {
+    const char* const names[] = {"scalar", "sse2", "sse4.1", "avx2", "avx512"};
+    const std::string active = KWRRender::kwrGetSimdLevel();
+    const char* env = std::getenv("KWRENDER_SIMD");
+    int activeIndex = -1, cap = 4;
+    for (int i = 0; i < 5; ++i) {
+        if (active == names[i]) activeIndex = i;
+        if (env != nullptr && std::strcmp(env, names[i]) == 0) cap = i;
+    }
+    ASSERT_GE(activeIndex, 0) << active;
+    EXPECT_LE(activeIndex, cap) << active << " under KWRENDER_SIMD=" << (env != nullptr ? env : "");
+}

@@ -110,32 +110,6 @@ TEST(SpanFill, DepthComparisonsPerMember) {
     }
 }
 
-// The repeat rule as written, and the wrap the fills use, agree for every
-// size (the power-of-two sizes take a mask instead of a remainder).
-TEST(SpanFill, WrapRuleForAllSizes) {
-    auto plain = [](std::int64_t i, std::int64_t w) -> std::int64_t {
-        if (i >= w) return i % w;
-        if (i < 0) {
-            const std::int64_t r = w - ((-i) % w);
-            return r == w ? 0 : r;
-        }
-        return i;
-    };
-    std::mt19937 rng(7);
-    for (int w = 1; w <= 70; ++w) {
-        for (int i = -300; i <= 300; ++i) ASSERT_EQ(kwr::wrapCoord(i, w), plain(i, w)) << i << " " << w;
-        for (int k = 0; k < 2000; ++k) {
-            const int i = static_cast<int>(rng());
-            ASSERT_EQ(kwr::wrapCoord(i, w), plain(i, w)) << i << " " << w;
-        }
-        ASSERT_EQ(kwr::wrapCoord(std::numeric_limits<int>::min(), w), plain(std::numeric_limits<int>::min(), w));
-        ASSERT_EQ(kwr::wrapCoord(std::numeric_limits<int>::max(), w), plain(std::numeric_limits<int>::max(), w));
-    }
-    for (int w : {1 << 20, (1 << 30) + 3, std::numeric_limits<int>::max()})
-        for (int i : {std::numeric_limits<int>::min(), -1, 0, w - 1, std::numeric_limits<int>::max()})
-            ASSERT_EQ(kwr::wrapCoord(i, w), plain(i, w));
-}
-
 TEST(SpanFill, ZeroWeightWritesNeitherPixelNorDepth) {
     Surface s(32, 4, 1, 0xFF102030, 0.9f);
     setRow(s, 0, 0, 3, colour(255, 255, 255, 0, 0.1f), colour(255, 255, 255, 0, 0.1f));
@@ -276,83 +250,6 @@ TEST(SpanFill, AlphaSourceRules) {
     Access::rasterTriangle3at(*s8.r, 0, 0);
     EXPECT_EQ(s8.px(0, 0), 215u);
     EXPECT_EQ(s8.z(0, 0), 1.0f);
-}
-
-#if KWR_HAVE_SSE2
-// The vector interpolation and rounding of the four colour channels equal
-// the plain per-channel forms, for ordinary, huge and non-finite values.
-TEST(SpanFill, VectorShadeMatchesPlainShade) {
-    std::mt19937 rng(2024);
-    const float specials[] = {NAN, INFINITY, -INFINITY, 3e9f, -3e9f, 2147483520.0f, 2147483648.0f,
-                              -2147483648.0f, -2147483904.0f, 0.5f, -0.5f, 254.5f, -0.0f, 1e-40f};
-    std::uniform_real_distribution<float> colour(-20.0f, 280.0f), param(0.0f, 1.0f);
-    for (int i = 0; i < 400000; ++i) {
-        kwr::RowEnds e{};
-        for (int k = 0; k < 4; ++k) {
-            const int pick = static_cast<int>(rng() % 24);
-            e.leftColor[k] = pick < 14 ? specials[pick] : colour(rng);
-            e.rightColor[k] = rng() % 8 == 0 ? specials[rng() % 14] : colour(rng);
-        }
-        const float p = rng() % 16 == 0 ? specials[rng() % 14] : param(rng);
-        const kwr::RoundedShade a = kwr::roundedShadeVector(e, p), b = kwr::roundedShadePlain(e, p);
-        const kwr::Shade c = kwr::shadeAtVector(e, p), d = kwr::shadeAtPlain(e, p);
-        for (int k = 0; k < 4; ++k) {
-            ASSERT_EQ(a.c[k], b.c[k]) << e.leftColor[k] << " " << e.rightColor[k] << " p " << p;
-            ASSERT_TRUE(std::memcmp(&c.c[k], &d.c[k], 4) == 0 || (std::isnan(c.c[k]) && std::isnan(d.c[k])));
-        }
-    }
-}
-#endif
-
-// The four-wide flat loop against a plain one-pixel reference on random
-// spans and depths: identical pixels and depths.
-TEST(SpanFill, UnrolledFlatFillMatchesPlainLoop) {
-    std::mt19937 rng(1234);
-    std::uniform_int_distribution<int> xs(-20, 60);
-    std::uniform_real_distribution<float> zs(0.0f, 1.0f);
-    for (int round = 0; round < 200; ++round) {
-        Surface s(32, 40, 1, 0xFF000000, 1.0f);
-        std::vector<float> stored(40);
-        for (int x = 0; x < 40; ++x) stored[static_cast<std::size_t>(x)] = s.s().zBuffer[x] = zs(rng);
-        const bool blend = round % 2 == 1;
-        s->kwrAlphaEnable(blend ? 1 : 0);
-        s->kwrSetColor(blend ? 0x40FF8000u : 0xFF336699u);
-        int L = xs(rng), R = xs(rng);
-        const float zL = zs(rng), zR = zs(rng);
-        setRow(s, 0, L, R, colour(0, 0, 0, 0, zL), colour(0, 0, 0, 0, zR));
-        Access::rasterTriangle3(*s.r, 0, 0);
-
-        // Reference.
-        std::vector<std::uint32_t> px(40, 0xFF000000u);
-        if (!(L > 39 || R < 0 || L > R)) {
-            float a = zL, b = zR;
-            if (L < 0) {
-                a = a - ((b - a) * static_cast<float>(L)) / static_cast<float>(R - L);
-                L = 0;
-            }
-            if (R > 39) {
-                if (L != R) b = b + (static_cast<float>(39 - R) * (a - b)) / static_cast<float>(L - R);
-                R = 39;
-            }
-            const float dz = L < R ? (b - a) / static_cast<float>(R - L) : 0.0f;
-            float z = a;
-            for (int x = L; x <= R; ++x, z += dz) {
-                float& d = stored[static_cast<std::size_t>(x)];
-                if (d > z) {
-                    d = z;
-                    px[static_cast<std::size_t>(x)] =
-                        blend ? 0xFF000000u + (((0xFFu * 65u) >> 8) << 16) + (((0x80u * 65u) >> 8) << 8)
-                              : 0xFF336699u;
-                    if (blend) px[static_cast<std::size_t>(x)] = (((0xFFu * 191u + 255u * 65u) >> 8) << 24) |
-                                                                 (px[static_cast<std::size_t>(x)] & 0xFFFFFFu);
-                }
-            }
-        }
-        for (int x = 0; x < 40; ++x) {
-            ASSERT_EQ(s.px(x, 0), px[static_cast<std::size_t>(x)]) << round << " x " << x;
-            ASSERT_EQ(s.z(x, 0), stored[static_cast<std::size_t>(x)]) << round << " x " << x;
-        }
-    }
 }
 
 TEST(SpanFill, GarbageTableStaysInsideBuffers) {

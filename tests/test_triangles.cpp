@@ -1,163 +1,271 @@
-// Triangle entry points: flat fills and their blending, sorting, rejection,
-// row ownership, fallbacks and the choice of span fill.
+// Triangle entry points: row ownership, clipping, flat blending, coordinate
+// forms, the fallbacks, the choice of span fill and the member-specific
+// arithmetic, all through the public interface.
 #include <gtest/gtest.h>
+
+#include <functional>
 
 #include "surface_fixture.h"
 
-using kwr_test::Pixels;
 using kwr_test::Surface;
 
-TEST(FlatTriangle, OwnsTopRowNotBottomRow) {
+namespace {
+// One textured scene drawn by a member: vertices (1,1) (14,3) (4,13) with
+// depth 0.5, red, green and blue vertex colours and texture coordinates
+// (0,0) (1,0) (0,1).
+using Draw = std::function<void(KWRRender&)>;
+
+unsigned char gTexture[2 * 2 * 4] = {10, 20, 30, 255, 40, 50, 60, 255, 70, 80, 90, 255, 100, 110, 120, 255};
+
+// Draws `a` and `b` on two surfaces prepared alike and compares pixels and
+// depths.  At 16 bpp a white texel does not give back the untextured colour,
+// so a missing texture fallback shows.
+void expectSameDrawing(const Draw& prepare, const Draw& a, const Draw& b, const char* what) {
+    Surface sa(16, 16, 16), sb(16, 16, 16);
+    for (Surface* s : {&sa, &sb}) {
+        (*s)->kwrSetColor(0xFF336699);
+        prepare(*s->r);
+    }
+    a(*sa.r);
+    b(*sb.r);
+    EXPECT_EQ(sa.bytes(), sb.bytes()) << what;
+    EXPECT_FALSE(sa.pixelsNot(0).empty()) << what;  // something was drawn
+    for (int i = 0; i < 16; ++i) EXPECT_EQ(sa.z(i, i), sb.z(i, i)) << what << ", depth at " << i;
+}
+
+const Draw k3ct = [](KWRRender& r) {
+    r.kwrTriangle3ct(1, 1, 0.5f, 0xFFFF0000, 0, 0, 14, 3, 0.5f, 0xFF00FF00, 1, 0, 4, 13, 0.5f, 0xFF0000FF, 0, 1);
+};
+const Draw k3c = [](KWRRender& r) {
+    r.kwrTriangle3c(1, 1, 0.5f, 0xFFFF0000, 14, 3, 0.5f, 0xFF00FF00, 4, 13, 0.5f, 0xFF0000FF);
+};
+const Draw kct = [](KWRRender& r) {
+    r.kwrTrianglect(1, 1, 0xFFFF0000, 0, 0, 14, 3, 0xFF00FF00, 1, 0, 4, 13, 0xFF0000FF, 0, 1);
+};
+const Draw kc = [](KWRRender& r) { r.kwrTrianglec(1, 1, 0xFFFF0000, 14, 3, 0xFF00FF00, 4, 13, 0xFF0000FF); };
+const Draw k3t = [](KWRRender& r) { r.kwrTriangle3t(1, 1, 0.5f, 0, 0, 14, 3, 0.5f, 1, 0, 4, 13, 0.5f, 0, 1); };
+const Draw k3tf = [](KWRRender& r) {
+    r.kwrTriangle3tf(1.2f, 1, 0.5f, 0, 0, 14, 3.4f, 0.5f, 1, 0, 4, 13, 0.5f, 0, 1);
+};
+const Draw kt = [](KWRRender& r) { r.kwrTrianglet(1, 1, 0, 0, 14, 3, 1, 0, 4, 13, 0, 1); };
+const Draw ktf = [](KWRRender& r) { r.kwrTriangletf(1.2f, 1, 0, 0, 14, 3.4f, 1, 0, 4, 13, 0, 1); };
+const Draw k3 = [](KWRRender& r) { r.kwrTriangle3(1, 1, 0.5f, 14, 3, 0.5f, 4, 13, 0.5f); };
+const Draw kFlat = [](KWRRender& r) { r.kwrTriangle(1, 1, 14, 3, 4, 13); };
+
+const Draw bound = [](KWRRender& r) { r.kwrSetTexture(gTexture, 2, 2, 8); };
+const Draw nothingBound = [](KWRRender&) {};
+const Draw boundNoDepth = [](KWRRender& r) {
+    r.kwrSetTexture(gTexture, 2, 2, 8);
+    r.kwrZTestEnable(0);
+};
+const Draw noDepth = [](KWRRender& r) { r.kwrZTestEnable(0); };
+}  // namespace
+
+TEST(Triangle, OwnsTopRowNotBottomRowAndIsClipped) {
     Surface s(32, 16, 16);
     s->kwrSetColor(0xFF112233);
     s->kwrTriangle(0, 0, 10, 0, 0, 10);
     // Rows 0..9 are filled, row 10 stays empty; each row ends one pixel
     // left of the hypotenuse's crossing.
-    EXPECT_EQ(s.px(0, 0), 0xFF112233u);
     EXPECT_EQ(s.px(9, 0), 0xFF112233u);
     EXPECT_EQ(s.px(10, 0), 0xFF000000u);
     EXPECT_EQ(s.px(0, 9), 0xFF112233u);
     EXPECT_EQ(s.px(0, 10), 0xFF000000u);
-    EXPECT_EQ(s.s().scan.scanLeftX[10], 32767);  // reset, never reached
+    Surface c(16, 6, 5);
+    c->kwrSetColor(0xFFFFFFFF);
+    c->kwrTriangle(-20, -20, 40, -20, 10, 60);
+    EXPECT_TRUE(c.pixelsNot(0x7FFF).empty());
+    // A float triangle whose bottom lies at -0.2 draws nothing, although
+    // its rounded bottom row would be row 0.
+    Surface f(24, 8, 8);
+    f->kwrSetColor(0xFFFFFFFF);
+    f->kwrTriangle3f(0, -5.0f, 0.5f, 8, -3.0f, 0.5f, 2, -0.2f, 0.5f);
+    f->kwrTrianglecf(0, -5.0f, ~0ul, 8, -3.0f, ~0ul, 2, -0.2f, ~0ul);
+    EXPECT_TRUE(f.pixelsNot(0).empty());
 }
 
-TEST(FlatTriangle, RejectedTrianglesLeaveTableUntouched) {
-    Surface s(24, 8, 8);
-    s.s().scan.scanLeftX[0] = 123;
-    s->kwrTriangle(0, 8, 5, 9, 2, 20);    // below
-    s->kwrTriangle(0, -8, 5, -1, 2, -3);  // above
-    s->kwrTrianglef(0, -3.0f, 5, -0.2f, 2, -1.0f);
-    EXPECT_EQ(s.s().scan.scanLeftX[0], 123);
-    EXPECT_TRUE(s.pixelsNot(0).empty());
-    s->kwrTriangle(1, 3, 6, 3, 4, 3);  // all on one row
-    EXPECT_TRUE(s.pixelsNot(0).empty());
-}
-
-TEST(FlatTriangle, ClippedToSurfaceOnAllSides) {
-    Surface s(16, 6, 5);
-    s->kwrSetColor(0xFFFFFFFF);
-    s->kwrTriangle(-20, -20, 40, -20, 10, 60);
-    for (int x = 0; x < 6; ++x) EXPECT_EQ(s.px(x, 0), 0x7FFFu);
-    EXPECT_EQ(s.px(5, 4), 0x7FFFu);
-}
-
-TEST(FlatTriangle, BlendArithmeticPerFormat) {
-    // Destination white, colour (R 0x80, G 0x40, B 0x20) at alpha 0x00:
-    // a = 1, each byte becomes (c * 255 + colour) >> 8.
-    const std::uint32_t color = 0x00804020;
+TEST(Triangle, FlatBlendPerFormat) {
+    // White under 0x7F804020: weight a = 128, each byte (c * 128 + C * 128) >> 8.
     Surface s24(24, 4, 4, 0xFFFFFFFF), s32(32, 4, 4, 0x77FFFFFF), s16(16, 4, 4, 0xFFFFFFFF), s8(8, 4, 4);
     for (Surface* s : {&s24, &s32, &s16, &s8}) {
         (*s)->kwrAlphaEnable(1);
-        (*s)->kwrSetColor(color);
+        (*s)->kwrSetColor(0x7F804020);
         (*s)->kwrTriangle(0, 0, 4, 0, 0, 4);
     }
-    const std::uint32_t b = (255 * 255 + 0x20) >> 8, g = (255 * 255 + 0x40) >> 8, r = (255 * 255 + 0x80) >> 8;
-    EXPECT_EQ(s24.px(0, 0), (r << 16) | (g << 8) | b);
-    EXPECT_EQ(s32.px(0, 0), 0x77000000u | (r << 16) | (g << 8) | b);  // alpha kept
-    const std::uint32_t w = 0x7FFF, k = 255;
-    const std::uint32_t r16 = (((w & 0x7C00) * k + ((0x80u * 1) << 7)) >> 8) & 0x7C00;
-    const std::uint32_t g16 = (((w & 0x3E0) * k + 0x40u * 4) >> 8) & 0x3E0;
-    const std::uint32_t b16 = (((w & 0x1F) * k + (0x20u >> 3)) >> 8) & 0x1F;
-    EXPECT_EQ(s16.px(0, 0), r16 | g16 | b16);
-    EXPECT_EQ(s8.px(0, 0), 0x20u);  // 8 bpp: the blue byte, unblended
-    // Opaque colour with blending on: plain fill, alpha stored in 32 bpp.
+    EXPECT_EQ(s24.px(0, 0), 0xBF9F8Fu);
+    EXPECT_EQ(s32.px(0, 0), 0x77BF9F8Fu);  // the fourth byte is kept
+    EXPECT_EQ(s16.px(0, 0), 0x5E71u);      // fields 23, 19, 17
+    EXPECT_EQ(s8.px(0, 0), 0x20u);         // 8 bpp: the blue byte, unblended
+    // An opaque colour with blending on fills plainly, alpha stored.
     s32->kwrSetColor(0xFF010203);
     s32->kwrTriangle(0, 0, 4, 0, 0, 4);
     EXPECT_EQ(s32.px(0, 0), 0xFF010203u);
+    // The depth form hands a translucent colour to the blended fill: alpha 0
+    // still takes 1/256 of the colour.
+    Surface d(24, 8, 8, 0xFFFFFFFF);
+    d->kwrAlphaEnable(1);
+    d->kwrSetColor(0x00000000);
+    d->kwrTriangle3(0, 0, 0.5f, 8, 0, 0.5f, 0, 8, 0.5f);
+    EXPECT_EQ(d.px(1, 1), 0xFEFEFEu);
+    EXPECT_EQ(d.z(1, 1), 0.5f);
 }
 
-TEST(FlatTriangle, FloatAndCentredForms) {
-    Surface s(24, 20, 20);
-    s->kwrSetColor(0xFFFFFFFF);
-    s->kwrTrianglefg(0, 0, 5, 0, 0, -5);  // (10,10) (15,10) (10,15)
-    Surface t(24, 20, 20);
-    t->kwrSetColor(0xFFFFFFFF);
-    t->kwrTriangle(10, 10, 15, 10, 10, 15);
-    EXPECT_EQ(s.bytes(), t.bytes());
-    EXPECT_EQ(s.px(10, 10), 0xFFFFFFu);
+TEST(Triangle, CentredFormsMatchPixelForms) {
+    const Draw prepare = [](KWRRender& r) { r.kwrSetTexture(gTexture, 2, 2, 8); };
+    expectSameDrawing(
+        prepare, [](KWRRender& r) { r.kwrTrianglefg(-4, 6, 5, 5, -2, -7); },
+        [](KWRRender& r) { r.kwrTrianglef(4, 2, 13, 3, 6, 15); }, "flat");
+    expectSameDrawing(
+        prepare,
+        [](KWRRender& r) {
+            r.kwrTriangle3ctfg(-8, 6, 0.2f, 0xFFFF8040, 0, 0, 7, 5, 0.7f, 0xFF40FF80, 1.5f, 0, -2, -7, 0.4f,
+                               0xFF8040FF, 0, 2);
+        },
+        [](KWRRender& r) {
+            r.kwrTriangle3ctf(0, 2, 0.2f, 0xFFFF8040, 0, 0, 15, 3, 0.7f, 0xFF40FF80, 1.5f, 0, 6, 15, 0.4f,
+                              0xFF8040FF, 0, 2);
+        },
+        "3ct");
 }
 
-TEST(DepthTriangle, SortKeepsArgumentOrderOnTies) {
-    // (5,3) stays top and (1,3) middle: the top-to-middle edge is walked
-    // first and is horizontal, so row 3 is spanned by the other two edges.
-    Surface s(24, 12, 12);
-    s->kwrTriangle3c(5, 3, 0.5f, 0xFFFF0000, 1, 3, 0.5f, 0xFF00FF00, 2, 9, 0.5f, 0xFF0000FF);
-    EXPECT_EQ(s.s().scan.scanLeftX[3], 1);
-    EXPECT_EQ(s.s().scan.scanRightX[3], 4);
-    EXPECT_FLOAT_EQ(s.s().scan.scanLeftColor[1][3], 255.0f);  // green from (1,3)
-}
-
-TEST(DepthTriangle, FallsBackWithoutDepthTestOrTexture) {
-    auto draw3c = [](Surface& s) {
-        s->kwrTriangle3c(1, 1, 0.5f, 0xFFFF0000, 14, 3, 0.5f, 0xFF00FF00, 4, 13, 0.5f, 0xFF0000FF);
-    };
-    Surface a(32, 16, 16), b(32, 16, 16);
-    a->kwrZTestEnable(0);
-    draw3c(a);
-    b->kwrTrianglec(1, 1, 0xFFFF0000, 14, 3, 0xFF00FF00, 4, 13, 0xFF0000FF);
-    EXPECT_EQ(a.bytes(), b.bytes());
-    EXPECT_EQ(a.z(5, 5), 1.0f);  // no depth written
-
-    // Nothing bound: textured members draw untextured.
-    Surface c(32, 16, 16), d(32, 16, 16);
-    c->kwrSetColor(0xFF336699);
-    d->kwrSetColor(0xFF336699);
-    c->kwrTrianglet(1, 1, 0, 0, 14, 3, 1, 0, 4, 13, 0, 1);
-    d->kwrTriangle(1, 1, 14, 3, 4, 13);
-    EXPECT_EQ(c.bytes(), d.bytes());
-    Surface e(32, 16, 16), f(32, 16, 16);
-    e->kwrTriangle3ct(1, 1, 0.5f, 0xFFFF0000, 0, 0, 14, 3, 0.5f, 0xFF00FF00, 1, 0, 4, 13, 0.5f, 0xFF0000FF, 0, 1);
-    draw3c(f);
-    EXPECT_EQ(e.bytes(), f.bytes());
-}
-
-TEST(DepthTriangle, ColourOnlyMembersBlendOnlyWithTranslucentVertex) {
-    Surface a(24, 8, 8, 0xFFFFFFFF), b(24, 8, 8, 0xFFFFFFFF);
+// Without a depth test a member drops its depths; with nothing bound its
+// texture coordinates; the depth check comes first.
+TEST(Triangle, Fallbacks) {
+    expectSameDrawing(noDepth, k3c, kc, "3c without depth test");
+    expectSameDrawing(boundNoDepth, k3ct, kct, "3ct without depth test");
+    expectSameDrawing(nothingBound, k3ct, k3c, "3ct with nothing bound");
+    expectSameDrawing(noDepth, k3ct, kc, "3ct with neither");
+    expectSameDrawing(boundNoDepth, k3t, kt, "3t without depth test");
+    expectSameDrawing(boundNoDepth, k3tf, ktf, "3tf without depth test");
+    expectSameDrawing(nothingBound, k3t, k3, "3t with nothing bound");
+    expectSameDrawing(noDepth, k3t, kFlat, "3t with neither");
+    expectSameDrawing(nothingBound, kct, kc, "ct with nothing bound");
+    expectSameDrawing(nothingBound, kt, kFlat, "t with nothing bound");
+    // An alpha map alone counts as bound: blended through a zero alpha map
+    // the textured member leaves no trace.
+    unsigned char alpha[1] = {0};
+    Surface a(32, 16, 16);
+    a->kwrSetAlphaMap(alpha, 1, 1, 1);
     a->kwrAlphaEnable(1);
-    b->kwrAlphaEnable(1);
+    k3ct(*a.r);
+    EXPECT_TRUE(a.pixelsNot(0xFF000000u).empty());
+    // A host depth buffer bound after a frame without one leaves the depth
+    // test off: the depth members draw as their forms without depth.
+    auto r = std::make_unique<KWRRender>();
+    r->kwrZBufferEnable(0);
+    ASSERT_EQ(r->kwrInitBuffer(4, 4), 1);
+    float depth[16];
+    for (float& d : depth) d = 1.0f;
+    r->kwrSetExternalZBuffer(depth);
+    r->kwrTriangle3(0, 0, 0.5f, 4, 0, 0.5f, 0, 4, 0.5f);
+    r->kwrLine3(0, 3, 0.5f, 3, 3, 0.5f);
+    for (float d : depth) EXPECT_EQ(d, 1.0f);
+}
+
+TEST(Triangle, ColourOnlyMembersBlendOnlyWithTranslucentVertex) {
+    Surface a(24, 8, 8, 0xFFFFFFFF);
+    a->kwrAlphaEnable(1);
     a->kwrTrianglec(0, 0, 0xFF000000, 8, 0, 0xFF000000, 0, 8, 0xFF000000);
     EXPECT_EQ(a.px(1, 1), 0x000000u);  // opaque fill
+    a->kwrTrianglec(0, 0, 0xFE000000, 8, 0, 0xFF000000, 0, 8, 0xFF000000);
+    EXPECT_EQ(a.px(0, 0), 0x000000u);  // blended: black over black at (0, 0)
+    Surface b(24, 8, 8, 0xFFFFFFFF);
+    b->kwrAlphaEnable(1);
     b->kwrTrianglec(0, 0, 0x80000000, 8, 0, 0x80000000, 0, 8, 0x80000000);
-    EXPECT_NE(b.px(1, 1), 0x000000u);  // blended: about half of the white stays
-    EXPECT_NE(b.px(1, 1), 0xFFFFFFu);
+    EXPECT_EQ(b.px(0, 0), 0x7F7F7Fu);  // 255 * (1 - 128 / 255), rounded
 }
 
-TEST(DepthTriangle, FlatDepthFillBlendsTranslucentColour) {
-    Surface s(24, 8, 8, 0xFFFFFFFF);
+// With blending on, the textured members take the blended fill even when
+// every vertex, the colour and the texel are opaque: an alpha map of 0
+// then hides them, while the opaque fill ignores the alpha map.
+TEST(Triangle, TexturedMembersBlendWheneverBlendingIsOn) {
+    unsigned char texel[4] = {200, 200, 200, 255};
+    unsigned char alpha[1] = {0};
+    for (const Draw& draw : {k3ct, kct, k3t, kt}) {
+        Surface s(24, 16, 16);
+        s->kwrSetColor(0xFFFFFFFF);
+        s->kwrSetTexture(texel, 1, 1, 4);
+        s->kwrSetAlphaMap(alpha, 1, 1, 1);
+        s->kwrAlphaEnable(1);
+        draw(*s.r);
+        EXPECT_TRUE(s.pixelsNot(0).empty());
+        s->kwrAlphaEnable(0);
+        draw(*s.r);
+        EXPECT_FALSE(s.pixelsNot(0).empty());
+    }
+}
+
+// Colour 103 on texel 200 is 80.78: the depth-tested colour-textured member
+// rounds in float, the others truncate an integer product.
+TEST(Triangle, RoundedAndTruncatedTextureProducts) {
+    unsigned char texel[4] = {200, 200, 200, 255};
+    const unsigned long c = 0xFF676767;
+    Surface s(24, 4, 4);
+    s->kwrSetTexture(texel, 1, 1, 4);
+    s->kwrSetColor(c);
+    s->kwrTriangle3ct(0, 0, 0.5f, c, 0, 0, 4, 0, 0.5f, c, 0, 0, 0, 4, 0.5f, c, 0, 0);
+    EXPECT_EQ(s.px(0, 0), 0x515151u);
+    s->kwrTrianglect(0, 0, c, 0, 0, 4, 0, c, 0, 0, 0, 4, c, 0, 0);
+    EXPECT_EQ(s.px(0, 0), 0x505050u);
+    s->kwrClear();
+    s->kwrTriangle3t(0, 0, 0.5f, 0, 0, 4, 0, 0.5f, 0, 0, 0, 4, 0.5f, 0, 0);
+    EXPECT_EQ(s.px(0, 0), 0x505050u);
+}
+
+// The two colour-textured blends multiply in different orders: (c * t) * a
+// with the depth test, (c * a) * t without.  For colour and alpha 142 on
+// texel 208 over black they land on either side of a rounding boundary.
+TEST(Triangle, ColourTexturedBlendsKeepTheirOperationOrders) {
+    unsigned char texel[4] = {208, 208, 208, 255};
+    const unsigned long c = 0x8E8E8E8E;
+    Surface a(24, 8, 8), b(24, 8, 8);
+    for (Surface* s : {&a, &b}) {
+        (*s)->kwrSetTexture(texel, 1, 1, 4);
+        (*s)->kwrAlphaEnable(1);
+    }
+    a->kwrTriangle3ct(0, 0, 0.5f, c, 0, 0, 8, 0, 0.5f, c, 0, 0, 0, 8, 0.5f, c, 0, 0);
+    b->kwrTrianglect(0, 0, c, 0, 0, 8, 0, c, 0, 0, 0, 8, c, 0, 0);
+    EXPECT_EQ(a.px(0, 0), 0x404040u);
+    EXPECT_EQ(b.px(0, 0), 0x414141u);
+}
+
+// At 16 bpp the blends without a depth test write even at weight zero: the
+// old fields come back, bit 15 cleared.  The depth-tested ones skip the pixel.
+TEST(Triangle, BlendsWithoutDepthTestWriteAtWeightZeroIn16Bpp) {
+    unsigned char texel[4] = {200, 200, 200, 0};
+    Surface s(16, 8, 8);
+    s->kwrSetTexture(texel, 1, 1, 4);
     s->kwrAlphaEnable(1);
-    s->kwrSetColor(0x00000000);  // alpha 0 still takes 1/256 of the colour
-    s->kwrTriangle3(0, 0, 0.5f, 8, 0, 0.5f, 0, 8, 0.5f);
-    EXPECT_EQ(s.px(1, 1), 0xFEFEFEu);
-    EXPECT_EQ(s.z(1, 1), 0.5f);
-    s->kwrSetColor(0xFF000000);
-    s->kwrTriangle3(0, 0, 0.25f, 8, 0, 0.25f, 0, 8, 0.25f);
-    EXPECT_EQ(s.px(1, 1), 0x000000u);
+    const unsigned long c = 0x00FFFFFF;
+    const Draw members[] = {
+        [&](KWRRender& r) { r.kwrTrianglec(0, 0, c, 8, 0, c, 0, 8, c); },
+        [&](KWRRender& r) { r.kwrTrianglect(0, 0, c, 0, 0, 8, 0, c, 0, 0, 0, 8, c, 0, 0); },
+        [&](KWRRender& r) { r.kwrTrianglet(0, 0, 0, 0, 8, 0, 0, 0, 0, 8, 0, 0); },
+        [&](KWRRender& r) { r.kwrTriangle3c(0, 0, 0.5f, c, 8, 0, 0.5f, c, 0, 8, 0.5f, c); },
+        [&](KWRRender& r) { r.kwrTriangle3ct(0, 0, 0.5f, c, 0, 0, 8, 0, 0.5f, c, 0, 0, 0, 8, 0.5f, c, 0, 0); },
+        [&](KWRRender& r) { r.kwrTriangle3t(0, 0, 0.5f, 0, 0, 8, 0, 0.5f, 0, 0, 0, 8, 0.5f, 0, 0); },
+    };
+    for (int i = 0; i < 6; ++i) {
+        s.setPx(1, 1, 0xD5AB);
+        members[i](*s.r);
+        EXPECT_EQ(s.px(1, 1), i < 3 ? 0x55ABu : 0xD5ABu) << "member " << i;
+        EXPECT_EQ(s.z(1, 1), 1.0f) << "member " << i;
+    }
 }
 
-TEST(DepthTriangle, FloatRejectionUsesUnroundedBottom) {
-    Surface s(24, 8, 8);
+// At 8 bpp the depth-textured member draws the cube colour: opaque with
+// its depth, blended without writing depth.
+TEST(Triangle, DepthTexturedMemberAt8Bpp) {
+    unsigned char texel[4] = {10, 20, 30, 255};
+    Surface s(8, 8, 8);
+    s->kwrSetTexture(texel, 1, 1, 4);
     s->kwrSetColor(0xFFFFFFFF);
-    s->kwrTriangle3f(0, -5.0f, 0.5f, 8, -3.0f, 0.5f, 2, -0.2f, 0.5f);
-    s->kwrTriangle3cf(0, -5.0f, 0.5f, ~0ul, 8, -3.0f, 0.5f, ~0ul, 2, -0.2f, 0.5f, ~0ul);
-    EXPECT_TRUE(s.pixelsNot(0).empty());
-}
-
-TEST(DepthTriangle, DepthTestIsStrict) {
-    Surface s(32, 8, 8, 0xFF000000, 0.5f);
-    s->kwrTriangle3c(0, 0, 0.5f, 0xFFFFFFFF, 8, 0, 0.5f, 0xFFFFFFFF, 0, 8, 0.5f, 0xFFFFFFFF);
-    EXPECT_EQ(s.px(1, 1), 0xFF000000u);
-    s->kwrTriangle3c(0, 0, 0.4f, 0xFFFFFFFF, 8, 0, 0.4f, 0xFFFFFFFF, 0, 8, 0.4f, 0xFFFFFFFF);
-    EXPECT_EQ(s.px(1, 1), 0xFFFFFFFFu);
-    EXPECT_EQ(s.z(1, 1), 0.4f);
-}
-
-TEST(DepthTriangle, CentredFormsMatchPixelForms) {
-    Surface a(24, 20, 16), b(24, 20, 16);
-    unsigned char tex[2 * 2 * 4] = {10, 20, 30, 255, 40, 50, 60, 255, 70, 80, 90, 255, 100, 110, 120, 255};
-    a->kwrSetTexture(tex, 2, 2, 8);
-    b->kwrSetTexture(tex, 2, 2, 8);
-    a->kwrTriangle3ctfg(-8, 6, 0.2f, 0xFFFF8040, 0, 0, 9, 5, 0.7f, 0xFF40FF80, 1.5f, 0, -2, -7, 0.4f, 0xFF8040FF, 0, 2);
-    b->kwrTriangle3ctf(2, 2, 0.2f, 0xFFFF8040, 0, 0, 19, 3, 0.7f, 0xFF40FF80, 1.5f, 0, 8, 15, 0.4f, 0xFF8040FF, 0, 2);
-    EXPECT_EQ(a.bytes(), b.bytes());
-    EXPECT_NE(a.pixelsNot(0).size(), 0u);
+    s->kwrTriangle3t(0, 0, 0.5f, 0, 0, 8, 0, 0.5f, 0, 0, 0, 8, 0.5f, 0, 0);
+    EXPECT_EQ(s.px(1, 1), 215u);
+    EXPECT_EQ(s.z(1, 1), 0.5f);
+    s->kwrSetColor(0xFF2B2B2B);
+    s->kwrAlphaEnable(1);
+    s->kwrTriangle3t(0, 0, 0.25f, 0, 0, 8, 0, 0.25f, 0, 0, 0, 8, 0.25f, 0, 0);
+    EXPECT_EQ(s.px(1, 1), 43u);
+    EXPECT_EQ(s.z(1, 1), 0.5f);
 }

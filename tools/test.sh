@@ -1,15 +1,15 @@
 #!/usr/bin/env bash
 # Runs every test: the native build (with the test of an outside host that
-# finds the installed package), the sanitizer build and the Windows build
-# under Wine.  Run as root on a fresh Debian machine it first installs what
-# is missing.  Exits non-zero if any of them fails.
+# finds the installed package), the sanitizer build, a minute of fuzzing the
+# bitmap loader and the Windows build under Wine.  Run as root on a fresh
+# Debian machine it first installs what is missing.  Exits non-zero if any
+# of them fails.
 set -u
 cd "$(dirname "$0")/.."
 
 if [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null; then
   need=""
-  for p in g++ clang libclang-rt-14-dev cmake ninja-build googletest libgtest-dev \
-           libbenchmark-dev g++-mingw-w64-x86-64-posix wine64; do
+  for p in $(grep -v '^#' tools/packages.txt); do
     dpkg -s "$p" >/dev/null 2>&1 || need="$need $p"
   done
   if [ -n "$need" ]; then
@@ -28,6 +28,9 @@ run() {
 
 run native cmake --workflow --preset native
 run sanitize cmake --workflow --preset sanitize
+# The bitmap loader's fuzz target, a minute from the generated seed corpus;
+# fails on any finding (the input is kept in build/fuzz/tests/fuzz/findings).
+run fuzz cmake --workflow --preset fuzz
 if command -v x86_64-w64-mingw32-g++-posix >/dev/null && [ -n "$(tools/wine-path.sh)" ]; then
   run windows cmake --workflow --preset windows
 else

@@ -1,6 +1,8 @@
-// Writes the fuzzer's seed corpus: one file of every depth, header size,
-// compression and mask layout, and every crafted hostile file.
+// Writes the fuzzer's seed corpus into the first directory given: one file
+// of every depth, header size, compression and mask layout, and every
+// crafted hostile file.  Creates every directory given.
 #include <cstdio>
+#include <filesystem>
 #include <string>
 
 #include "../image/bmp_craft.h"
@@ -17,10 +19,12 @@ bool write(const std::string& path, const bmpcraft::Bytes& bytes) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: %s DIR\n", argv[0]);
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: %s SEED_DIR [OTHER_DIR...]\n", argv[0]);
         return 2;
     }
+    std::error_code error;
+    for (int i = 1; i < argc; ++i) std::filesystem::create_directories(argv[i], error);
     const std::string dir = argv[1];
     int files = 0;
     for (const bmpcraft::Spec& s : bmpcraft::seedSpecs())

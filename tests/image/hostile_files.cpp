@@ -111,21 +111,21 @@ std::vector<Hostile> hostileFiles() {
          KWR_IMAGE_INVALID_IMAGE, all, {}},
         {"masks_beyond_depth", withPixels(fields(16, 0x1F0000, 0x03E0, 0x001F), Bytes(16, 0xFF)),
          KWR_IMAGE_INVALID_IMAGE, all, {}},
+        // Bit fields without masks (pixels right after the 40-byte header,
+        // as ImageMagick writes 16 bits): the plain 5-5-5 layout.
+        {"masks_missing", patched32(build(spec(16, 5, 3)), kCompression, 3), 0, all,
+         {{2, 0, kRed}, {3, 0, kGreen}, {1, 1, kGreen}}},
         // Kinds not read here, and a compression that does not fit the depth.
         {"depth_2_bits", patched16(b8, kBitCount, 2), KWR_IMAGE_UNSUPPORT_TYPE, all, {}},
         {"compression_jpeg", patched32(b24, kCompression, 4), KWR_IMAGE_UNSUPPORT_TYPE, all, {}},
         {"rle8_at_24_bits", patched32(b24, kCompression, 1), KWR_IMAGE_INVALID_IMAGE, all, {}},
         {"info_size_huge", patched32(b24, kInfoSize, 0xFFFFFFF0u), KWR_IMAGE_UNSUPPORT_TYPE, all, {}},
     };
-    // Caps lowered by the host: one pixel or one byte over fails, an exact
-    // fit loads (5 x 3 pixels of 24 bits are 48 bytes of rows).
-    KWRImageLoadOptions narrow{}, small{}, exact{};
-    narrow.maxWidth = 4;
+    // Caps lowered by the host: one byte over fails (5 x 3 pixels of 24
+    // bits are 48 bytes of rows).
+    KWRImageLoadOptions small{};
     small.maxPixelBytes = 47;
-    exact.maxWidth = 5, exact.maxHeight = 3, exact.maxPixelBytes = 48;
-    v.push_back({"cap_width_lowered", b24, KWR_IMAGE_ALLOCATE_MEMORY, narrow, {}});
     v.push_back({"cap_bytes_lowered", b24, KWR_IMAGE_ALLOCATE_MEMORY, small, {}});
-    v.push_back({"cap_exact_fit", b24, 0, exact, {{4, 0, 0xFF0000FFu}}});
     return v;
 }
 

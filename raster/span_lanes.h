@@ -1,0 +1,359 @@
+// Lane sets: the few vector operations the span kernels are written in.
+//
+// One struct per instruction-set level (4, 8 or 16 lanes of 32 bits).  The
+// kernels in raster/span_vector.h are templates over a lane set, so each
+// level's translation unit instantiates the same code with its own lane
+// set.  Each lane set is visible only where its instructions are enabled,
+// and lives in a namespace of its own so that nothing compiled for a wider
+// level can be linked into code that runs on a narrower one.
+//
+// Every operation is exact lane by lane: floorInt() gives for every float
+// what floorToInt(double) gives (floor in float equals floor in double,
+// NaN and values below the int range give INT_MIN, values at or above
+// 2^31 give INT_MAX).
+#ifndef KWR_RASTER_SPAN_LANES_H
+#define KWR_RASTER_SPAN_LANES_H
+
+#include <cstdint>
+#include <cstring>
+
+#if defined(__x86_64__) || defined(_M_X64)
+#include <immintrin.h>
+#define KWR_X86_64 1
+#else
+#define KWR_X86_64 0
+#endif
+
+// MSVC enables the intrinsics of every level without flags.
+#if KWR_X86_64 && (defined(__SSE4_1__) || defined(_MSC_VER))
+#define KWR_LANES_SSE41 1
+#endif
+#if KWR_X86_64 && defined(__AVX2__)
+#define KWR_LANES_AVX2 1
+#endif
+#if KWR_X86_64 && defined(__AVX512F__) && defined(__AVX512BW__) && defined(__AVX512DQ__) && defined(__AVX512VL__)
+#define KWR_LANES_AVX512 1
+#endif
+
+namespace kwr {
+
+// Three-byte pixels through a lane array: every lane but the last is moved
+// as four bytes, the next pixel's store overwriting the fourth.
+template <class V>
+typename V::I loadBytes3(const unsigned char* p) {
+    std::int32_t a[V::kLanes] = {};
+    for (int i = 0; i < V::kLanes - 1; ++i) std::memcpy(&a[i], p + 3 * i, 4);
+    std::memcpy(&a[V::kLanes - 1], p + 3 * (V::kLanes - 1), 3);
+    return V::andI(V::loadI(a), V::splatI(0xFFFFFF));
+}
+template <class V>
+void storeBytes3(unsigned char* p, typename V::I v) {
+    std::int32_t a[V::kLanes];
+    V::storeI(a, v);
+    for (int i = 0; i < V::kLanes - 1; ++i) std::memcpy(p + 3 * i, &a[i], 4);
+    std::memcpy(p + 3 * (V::kLanes - 1), &a[V::kLanes - 1], 3);
+}
+
+// The first m lanes' worth of elements (1 <= m <= lanes) through a zeroed
+// lane array, for lane sets without masked loads and stores.
+template <class V, int Bytes>
+typename V::I loadPartCopy(const void* p, int m) {
+    std::int32_t a[V::kLanes] = {};
+    for (int i = 0; i < m; ++i) std::memcpy(&a[i], static_cast<const unsigned char*>(p) + i * Bytes, Bytes);
+    return V::loadI(a);
+}
+template <class V, int Bytes>
+void storePartCopy(void* p, typename V::I v, int m) {
+    std::int32_t a[V::kLanes];
+    V::storeI(a, v);
+    for (int i = 0; i < m; ++i) std::memcpy(static_cast<unsigned char*>(p) + i * Bytes, &a[i], Bytes);
+}
+// Partial forms of every pixel and depth access, by copying.
+#define KWR_PARTS_BY_COPY(Self)                                                                       \
+    static I loadPart(const void* p, int bytes, int m) {                                              \
+        return bytes == 2 ? loadPartCopy<Self, 2>(p, m)                                               \
+                          : (bytes == 3 ? loadPartCopy<Self, 3>(p, m) : loadPartCopy<Self, 4>(p, m)); \
+    }                                                                                                 \
+    static void storePart(void* p, I v, int bytes, int m) {                                           \
+        if (bytes == 2)                                                                               \
+            storePartCopy<Self, 2>(p, v, m);                                                          \
+        else if (bytes == 3)                                                                          \
+            storePartCopy<Self, 3>(p, v, m);                                                          \
+        else                                                                                          \
+            storePartCopy<Self, 4>(p, v, m);                                                          \
+    }
+
+#if KWR_X86_64
+// Four lanes with SSE2 only; floors by truncation and correction.  A
+// template so that the SSE4.1 set, which builds on it, gets its own copy.
+template <int Level>
+struct Sse2Lanes {
+    static constexpr int kLanes = 4;
+    static constexpr bool kHasGather = false;
+    using F = __m128;
+    using I = __m128i;
+    using D = __m128d;
+
+    static F loadF(const float* p) { return _mm_loadu_ps(p); }
+    static void storeF(float* p, F v) { _mm_storeu_ps(p, v); }
+    static I loadI(const void* p) { return _mm_loadu_si128(static_cast<const __m128i*>(p)); }
+    static void storeI(void* p, I v) { _mm_storeu_si128(static_cast<__m128i*>(p), v); }
+    static I loadU16(const void* p) {
+        return _mm_unpacklo_epi16(_mm_loadl_epi64(static_cast<const __m128i*>(p)), _mm_setzero_si128());
+    }
+    // The low 16 bits of each lane (sign-extended first so that the
+    // saturating pack keeps them).
+    static void storeU16(void* p, I v) {
+        v = _mm_srai_epi32(_mm_slli_epi32(v, 16), 16);
+        _mm_storel_epi64(static_cast<__m128i*>(p), _mm_packs_epi32(v, v));
+    }
+    static I loadU24(const unsigned char* p) { return loadBytes3<Sse2Lanes>(p); }
+    static void storeU24(unsigned char* p, I v) { storeBytes3<Sse2Lanes>(p, v); }
+    KWR_PARTS_BY_COPY(Sse2Lanes)
+    static F splatF(float v) { return _mm_set1_ps(v); }
+    static I splatI(std::int32_t v) { return _mm_set1_epi32(v); }
+
+    static F add(F a, F b) { return _mm_add_ps(a, b); }
+    static F sub(F a, F b) { return _mm_sub_ps(a, b); }
+    static F mul(F a, F b) { return _mm_mul_ps(a, b); }
+    static F div(F a, F b) { return _mm_div_ps(a, b); }
+    static I gt(F a, F b) { return _mm_castps_si128(_mm_cmpgt_ps(a, b)); }
+    static I ge(F a, F b) { return _mm_castps_si128(_mm_cmpge_ps(a, b)); }
+    static F toF(I v) { return _mm_cvtepi32_ps(v); }
+    static F bitsF(I v) { return _mm_castsi128_ps(v); }
+    static I bitsI(F v) { return _mm_castps_si128(v); }
+    static I floorInt(F x) {
+        I t = _mm_cvttps_epi32(x);
+        t = _mm_add_epi32(t, _mm_castps_si128(_mm_cmpgt_ps(_mm_cvtepi32_ps(t), x)));  // truncation went up
+        const I high = _mm_castps_si128(_mm_cmpge_ps(x, _mm_set1_ps(2147483648.0f)));
+        const I low = _mm_castps_si128(_mm_cmpnge_ps(x, _mm_set1_ps(-2147483648.0f)));  // or NaN
+        t = select(high, _mm_set1_epi32(INT32_MAX), t);
+        return select(low, _mm_set1_epi32(INT32_MIN), t);
+    }
+
+    static I addI(I a, I b) { return _mm_add_epi32(a, b); }
+    static I subI(I a, I b) { return _mm_sub_epi32(a, b); }
+    static I andI(I a, I b) { return _mm_and_si128(a, b); }
+    static I orI(I a, I b) { return _mm_or_si128(a, b); }
+    static I eqI(I a, I b) { return _mm_cmpeq_epi32(a, b); }
+    static I shl(int n, I a) { return _mm_slli_epi32(a, n); }
+    static I shr(int n, I a) { return _mm_srli_epi32(a, n); }
+    // Lanes below 2^16 whose products stay below 2^16.
+    static I mulSmall(I a, I b) { return _mm_mullo_epi16(a, b); }
+    static I select(I m, I a, I b) { return _mm_or_si128(_mm_and_si128(m, a), _mm_andnot_si128(m, b)); }
+    static F selectF(I m, F a, F b) { return _mm_castsi128_ps(select(m, _mm_castps_si128(a), _mm_castps_si128(b))); }
+    static bool any(I m) { return _mm_movemask_ps(_mm_castsi128_ps(m)) != 0; }
+    static bool all(I m) { return _mm_movemask_ps(_mm_castsi128_ps(m)) == 0xF; }
+
+    // Doubles, two lanes of I at a time; floorD needs |x| < 2^31.
+    static D loD(I v) { return _mm_cvtepi32_pd(v); }
+    static D hiD(I v) { return _mm_cvtepi32_pd(_mm_shuffle_epi32(v, 0xEE)); }
+    static I fromD(D lo, D hi) { return _mm_unpacklo_epi64(_mm_cvttpd_epi32(lo), _mm_cvttpd_epi32(hi)); }
+    static D splatD(double v) { return _mm_set1_pd(v); }
+    static D addD(D a, D b) { return _mm_add_pd(a, b); }
+    static D subD(D a, D b) { return _mm_sub_pd(a, b); }
+    static D mulD(D a, D b) { return _mm_mul_pd(a, b); }
+    static D divD(D a, D b) { return _mm_div_pd(a, b); }
+    static D andLessD(D a, D b, D v) { return _mm_and_pd(_mm_cmplt_pd(a, b), v); }  // a < b ? v : 0
+    static D floorD(D x) {
+        const D t = _mm_cvtepi32_pd(_mm_cvttpd_epi32(x));
+        return _mm_sub_pd(t, _mm_and_pd(_mm_cmpgt_pd(t, x), _mm_set1_pd(1.0)));
+    }
+};
+namespace lanes_sse2 {
+using Lanes = Sse2Lanes<0>;
+}
+#endif
+
+#if KWR_LANES_SSE41
+// SSE2 plus the floor instruction.
+namespace lanes_sse41 {
+struct Lanes : Sse2Lanes<1> {
+    static I floorInt(F x) {
+        const I t = _mm_cvttps_epi32(_mm_floor_ps(x));  // INT_MIN for NaN and out of range
+        return select(_mm_castps_si128(_mm_cmpge_ps(x, _mm_set1_ps(2147483648.0f))), _mm_set1_epi32(INT32_MAX), t);
+    }
+    static I select(I m, I a, I b) { return _mm_blendv_epi8(b, a, m); }
+    static F selectF(I m, F a, F b) { return _mm_blendv_ps(b, a, _mm_castsi128_ps(m)); }
+    static D floorD(D x) { return _mm_floor_pd(x); }
+};
+}  // namespace lanes_sse41
+#endif
+
+#if KWR_LANES_AVX2
+namespace lanes_avx2 {
+struct Lanes {
+    static constexpr int kLanes = 8;
+    static constexpr bool kHasGather = true;
+    using F = __m256;
+    using I = __m256i;
+    using D = __m256d;
+
+    static F loadF(const float* p) { return _mm256_loadu_ps(p); }
+    static void storeF(float* p, F v) { _mm256_storeu_ps(p, v); }
+    static I loadI(const void* p) { return _mm256_loadu_si256(static_cast<const __m256i*>(p)); }
+    static void storeI(void* p, I v) { _mm256_storeu_si256(static_cast<__m256i*>(p), v); }
+    static I loadU16(const void* p) { return _mm256_cvtepu16_epi32(_mm_loadu_si128(static_cast<const __m128i*>(p))); }
+    static void storeU16(void* p, I v) {
+        v = _mm256_srai_epi32(_mm256_slli_epi32(v, 16), 16);
+        const __m256i packed = _mm256_permute4x64_epi64(_mm256_packs_epi32(v, v), 0x08);
+        _mm_storeu_si128(static_cast<__m128i*>(p), _mm256_castsi256_si128(packed));
+    }
+    static I loadU24(const unsigned char* p) { return loadBytes3<Lanes>(p); }
+    static void storeU24(unsigned char* p, I v) { storeBytes3<Lanes>(p, v); }
+    KWR_PARTS_BY_COPY(Lanes)
+    static F splatF(float v) { return _mm256_set1_ps(v); }
+    static I splatI(std::int32_t v) { return _mm256_set1_epi32(v); }
+
+    static F add(F a, F b) { return _mm256_add_ps(a, b); }
+    static F sub(F a, F b) { return _mm256_sub_ps(a, b); }
+    static F mul(F a, F b) { return _mm256_mul_ps(a, b); }
+    static F div(F a, F b) { return _mm256_div_ps(a, b); }
+    static I gt(F a, F b) { return _mm256_castps_si256(_mm256_cmp_ps(a, b, _CMP_GT_OQ)); }
+    static I ge(F a, F b) { return _mm256_castps_si256(_mm256_cmp_ps(a, b, _CMP_GE_OQ)); }
+    static F toF(I v) { return _mm256_cvtepi32_ps(v); }
+    static F bitsF(I v) { return _mm256_castsi256_ps(v); }
+    static I bitsI(F v) { return _mm256_castps_si256(v); }
+    static I floorInt(F x) {
+        const I t = _mm256_cvttps_epi32(_mm256_floor_ps(x));
+        return select(ge(x, _mm256_set1_ps(2147483648.0f)), _mm256_set1_epi32(INT32_MAX), t);
+    }
+
+    static I addI(I a, I b) { return _mm256_add_epi32(a, b); }
+    static I subI(I a, I b) { return _mm256_sub_epi32(a, b); }
+    static I andI(I a, I b) { return _mm256_and_si256(a, b); }
+    static I orI(I a, I b) { return _mm256_or_si256(a, b); }
+    static I eqI(I a, I b) { return _mm256_cmpeq_epi32(a, b); }
+    static I shl(int n, I a) { return _mm256_slli_epi32(a, n); }
+    static I shr(int n, I a) { return _mm256_srli_epi32(a, n); }
+    static I mulSmall(I a, I b) { return _mm256_mullo_epi16(a, b); }
+    static I mulLo(I a, I b) { return _mm256_mullo_epi32(a, b); }
+    static I select(I m, I a, I b) { return _mm256_blendv_epi8(b, a, m); }
+    static F selectF(I m, F a, F b) { return _mm256_blendv_ps(b, a, _mm256_castsi256_ps(m)); }
+    static bool any(I m) { return _mm256_movemask_ps(_mm256_castsi256_ps(m)) != 0; }
+    static bool all(I m) { return _mm256_movemask_ps(_mm256_castsi256_ps(m)) == 0xFF; }
+    // 32-bit words at base + offset for the lanes in m, 0 elsewhere.
+    static I gather(const unsigned char* base, I offsets, I m) {
+        return _mm256_mask_i32gather_epi32(_mm256_setzero_si256(), reinterpret_cast<const int*>(base), offsets, m, 1);
+    }
+
+    static D loD(I v) { return _mm256_cvtepi32_pd(_mm256_castsi256_si128(v)); }
+    static D hiD(I v) { return _mm256_cvtepi32_pd(_mm256_extracti128_si256(v, 1)); }
+    static I fromD(D lo, D hi) {
+        return _mm256_inserti128_si256(_mm256_castsi128_si256(_mm256_cvttpd_epi32(lo)), _mm256_cvttpd_epi32(hi), 1);
+    }
+    static D splatD(double v) { return _mm256_set1_pd(v); }
+    static D addD(D a, D b) { return _mm256_add_pd(a, b); }
+    static D subD(D a, D b) { return _mm256_sub_pd(a, b); }
+    static D mulD(D a, D b) { return _mm256_mul_pd(a, b); }
+    static D divD(D a, D b) { return _mm256_div_pd(a, b); }
+    static D andLessD(D a, D b, D v) { return _mm256_and_pd(_mm256_cmp_pd(a, b, _CMP_LT_OQ), v); }
+    static D floorD(D x) { return _mm256_floor_pd(x); }
+};
+}  // namespace lanes_avx2
+#endif
+
+#if KWR_LANES_AVX512
+namespace lanes_avx512 {
+// Masks are kept as lanes of all ones or zeros like the narrower sets.
+struct Lanes {
+    static constexpr int kLanes = 16;
+    static constexpr bool kHasGather = true;
+    using F = __m512;
+    using I = __m512i;
+    using D = __m512d;
+
+    static F loadF(const float* p) { return _mm512_loadu_ps(p); }
+    static void storeF(float* p, F v) { _mm512_storeu_ps(p, v); }
+    static I loadI(const void* p) { return _mm512_loadu_si512(p); }
+    static void storeI(void* p, I v) { _mm512_storeu_si512(p, v); }
+    static I loadU16(const void* p) {
+        return _mm512_cvtepu16_epi32(_mm256_loadu_si256(static_cast<const __m256i*>(p)));
+    }
+    static void storeU16(void* p, I v) { _mm256_storeu_si256(static_cast<__m256i*>(p), _mm512_cvtepi32_epi16(v)); }
+    // Three-byte pixels: four per 128-bit lane, spread out to or gathered
+    // from the low three bytes of each 32-bit lane.
+    static I expand24(I bytes) {
+        const I dwords =
+            _mm512_permutexvar_epi32(_mm512_setr_epi32(0, 1, 2, 0, 3, 4, 5, 0, 6, 7, 8, 0, 9, 10, 11, 0), bytes);
+        const __m128i spread = _mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
+        return _mm512_shuffle_epi8(dwords, _mm512_broadcast_i32x4(spread));
+    }
+    static I pack24(I v) {
+        const __m128i gather = _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
+        const I packed = _mm512_shuffle_epi8(v, _mm512_broadcast_i32x4(gather));
+        return _mm512_permutexvar_epi32(_mm512_setr_epi32(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 0, 0, 0, 0), packed);
+    }
+    static __mmask64 byteMask(int bytes) { return bytes >= 64 ? ~__mmask64{0} : (__mmask64{1} << bytes) - 1; }
+    static I loadU24(const unsigned char* p) { return loadPart(p, 3, kLanes); }
+    static void storeU24(unsigned char* p, I v) { storePart(p, v, 3, kLanes); }
+    static I loadPart(const void* p, int bytes, int m) {
+        const __mmask16 lanes = static_cast<__mmask16>((1u << m) - 1);
+        if (bytes == 4) return _mm512_maskz_loadu_epi32(lanes, p);
+        if (bytes == 2) return _mm512_cvtepu16_epi32(_mm256_maskz_loadu_epi16(lanes, p));
+        return expand24(_mm512_maskz_loadu_epi8(byteMask(3 * m), p));
+    }
+    static void storePart(void* p, I v, int bytes, int m) {
+        const __mmask16 lanes = static_cast<__mmask16>((1u << m) - 1);
+        if (bytes == 4)
+            _mm512_mask_storeu_epi32(p, lanes, v);
+        else if (bytes == 2)
+            _mm256_mask_storeu_epi16(p, lanes, _mm512_cvtepi32_epi16(v));
+        else
+            _mm512_mask_storeu_epi8(p, byteMask(3 * m), pack24(v));
+    }
+    static F splatF(float v) { return _mm512_set1_ps(v); }
+    static I splatI(std::int32_t v) { return _mm512_set1_epi32(v); }
+
+    static F add(F a, F b) { return _mm512_add_ps(a, b); }
+    static F sub(F a, F b) { return _mm512_sub_ps(a, b); }
+    static F mul(F a, F b) { return _mm512_mul_ps(a, b); }
+    static F div(F a, F b) { return _mm512_div_ps(a, b); }
+    static I gt(F a, F b) { return _mm512_movm_epi32(_mm512_cmp_ps_mask(a, b, _CMP_GT_OQ)); }
+    static I ge(F a, F b) { return _mm512_movm_epi32(_mm512_cmp_ps_mask(a, b, _CMP_GE_OQ)); }
+    static F toF(I v) { return _mm512_cvtepi32_ps(v); }
+    static F bitsF(I v) { return _mm512_castsi512_ps(v); }
+    static I bitsI(F v) { return _mm512_castps_si512(v); }
+    static I floorInt(F x) {
+        const I t = _mm512_cvttps_epi32(_mm512_roundscale_ps(x, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC));
+        return _mm512_mask_mov_epi32(t, _mm512_cmp_ps_mask(x, _mm512_set1_ps(2147483648.0f), _CMP_GE_OQ),
+                                     _mm512_set1_epi32(INT32_MAX));
+    }
+
+    static I addI(I a, I b) { return _mm512_add_epi32(a, b); }
+    static I subI(I a, I b) { return _mm512_sub_epi32(a, b); }
+    static I andI(I a, I b) { return _mm512_and_si512(a, b); }
+    static I orI(I a, I b) { return _mm512_or_si512(a, b); }
+    static I eqI(I a, I b) { return _mm512_movm_epi32(_mm512_cmpeq_epi32_mask(a, b)); }
+    static I shl(int n, I a) { return _mm512_slli_epi32(a, n); }
+    static I shr(int n, I a) { return _mm512_srli_epi32(a, n); }
+    static I mulSmall(I a, I b) { return _mm512_mullo_epi16(a, b); }
+    static I mulLo(I a, I b) { return _mm512_mullo_epi32(a, b); }
+    static __mmask16 bits(I m) { return _mm512_movepi32_mask(m); }
+    static I select(I m, I a, I b) { return _mm512_mask_mov_epi32(b, bits(m), a); }
+    static F selectF(I m, F a, F b) { return _mm512_mask_mov_ps(b, bits(m), a); }
+    static bool any(I m) { return bits(m) != 0; }
+    static bool all(I m) { return bits(m) == 0xFFFF; }
+    static I gather(const unsigned char* base, I offsets, I m) {
+        return _mm512_mask_i32gather_epi32(_mm512_setzero_si512(), bits(m), offsets, base, 1);
+    }
+
+    static D loD(I v) { return _mm512_cvtepi32_pd(_mm512_castsi512_si256(v)); }
+    static D hiD(I v) { return _mm512_cvtepi32_pd(_mm512_extracti64x4_epi64(v, 1)); }
+    static I fromD(D lo, D hi) {
+        return _mm512_inserti64x4(_mm512_castsi256_si512(_mm512_cvttpd_epi32(lo)), _mm512_cvttpd_epi32(hi), 1);
+    }
+    static D splatD(double v) { return _mm512_set1_pd(v); }
+    static D addD(D a, D b) { return _mm512_add_pd(a, b); }
+    static D subD(D a, D b) { return _mm512_sub_pd(a, b); }
+    static D mulD(D a, D b) { return _mm512_mul_pd(a, b); }
+    static D divD(D a, D b) { return _mm512_div_pd(a, b); }
+    static D andLessD(D a, D b, D v) { return _mm512_maskz_mov_pd(_mm512_cmp_pd_mask(a, b, _CMP_LT_OQ), v); }
+    static D floorD(D x) { return _mm512_roundscale_pd(x, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC); }
+};
+}  // namespace lanes_avx512
+#endif
+
+}  // namespace kwr
+
+#endif

@@ -1,0 +1,15 @@
+// The span fills' lane blocks for one instruction-set level.  This file is
+// compiled with that level's instructions enabled; the processor check that
+// selects it is in render/simd_level.cpp.
+#include "raster/span_lanes.h"
+#include "raster/span_rules.h"
+
+#if KWR_X86_64
+
+const kwr::LaneBlocks* kwr::laneBlocksSse2() {
+    static constexpr LaneBlocks kBlocks = makeLaneBlocks<lanes_sse2::Lanes>();
+    return &kBlocks;
+}
+#else
+const kwr::LaneBlocks* kwr::laneBlocksSse2() { return nullptr; }
+#endif

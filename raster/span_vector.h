@@ -1,0 +1,183 @@
+// The span fills across lanes: one pixel of a block per 32-bit lane.
+//
+// Everything here is a template over a lane set V (raster/span_lanes.h) and
+// repeats, lane by lane, exactly the scalar operations of
+// raster/span_fill.h and raster/span_rules.h in the same order, so every
+// level draws the same bytes as the plain block.  Only the chains (depth and
+// span parameter) stay serial; the walk computes them ahead.
+#ifndef KWR_RASTER_SPAN_VECTOR_H
+#define KWR_RASTER_SPAN_VECTOR_H
+
+#include <cstdint>
+#include <cstring>
+
+#include "raster/span_fill.h"
+
+namespace kwr {
+
+// (1 - p) * left + p * right per lane.
+template <class V>
+typename V::F lerpLanes(typename V::F p, float left, float right) {
+    return V::add(V::mul(V::sub(V::splatF(1.0f), p), V::splatF(left)), V::mul(p, V::splatF(right)));
+}
+
+// floor(v + 0.5), saturated like roundHalfUp.
+template <class V>
+typename V::I roundLanes(typename V::F v) {
+    return V::floorInt(V::add(v, V::splatF(0.5f)));
+}
+
+// v / 255 for 0 <= v <= 65025, without a division (proven over the whole
+// domain by the tests).
+template <class V>
+typename V::I div255Lanes(typename V::I v) {
+    return V::shr(8, V::addI(V::addI(v, V::splatI(1)), V::shr(8, v)));
+}
+
+// v * 31 / 65025 for 0 <= v <= 65025: the float quotient of these integers
+// is close enough to floor exactly (proven over the whole domain by the
+// tests).
+template <class V>
+typename V::I fifths65025Lanes(typename V::I v) {
+    return V::floorInt(V::div(V::toF(V::subI(V::shl(5, v), v)), V::splatF(65025.0f)));
+}
+
+// The repeat rule of wrapCoord per lane: the low bits for power-of-two
+// sizes, else i - floor(i / size) * size in double precision, where the
+// quotient from the reciprocal is off by at most one and corrected.
+template <class V>
+typename V::I wrapLanes(typename V::I i, int size, double inverse) {
+    if ((size & (size - 1)) == 0) return V::andI(i, V::splatI(size - 1));
+    using D = typename V::D;
+    const D w = V::splatD(static_cast<double>(size)), zero = V::splatD(0.0);
+    auto half = [&](D x) {
+        D r = V::subD(x, V::mulD(V::floorD(V::mulD(x, V::splatD(inverse))), w));
+        r = V::addD(r, V::andLessD(r, zero, w));              // below 0: add size
+        return V::subD(r, V::subD(w, V::andLessD(r, w, w)));  // size or above: subtract it
+    };
+    return V::fromD(half(V::loD(i)), half(V::hiD(i)));
+}
+
+template <class V>
+typename V::I texelCoordLanes(typename V::F n, int size, double inverse) {
+    return wrapLanes<V>(roundLanes<V>(V::mul(n, V::splatF(static_cast<float>(size)))), size, inverse);
+}
+
+// Texels of the lanes in `m` (others read nothing and give 0).
+template <class V>
+struct TexelLanes {
+    typename V::I word, iu, iv;
+    typename V::F un, vn;
+    typename V::I b() const { return V::andI(word, V::splatI(0xFF)); }
+    typename V::I g() const { return V::andI(V::shr(8, word), V::splatI(0xFF)); }
+    typename V::I r() const { return V::andI(V::shr(16, word), V::splatI(0xFF)); }
+    typename V::I a() const { return V::shr(24, word); }
+};
+
+// One byte-addressed read per lane in `m`: bytes at base + v * pitch + u *
+// scale (scale 4 for texels, 1 for alpha-map values).
+template <class V, int Bytes>
+typename V::I readLanes(const SampledMap& map, typename V::I u, typename V::I v, typename V::I m) {
+    if constexpr (V::kHasGather && Bytes == 4) {
+        if (map.offsets32) {
+            const typename V::I off =
+                V::addI(V::mulLo(v, V::splatI(static_cast<std::int32_t>(map.pitch))), V::shl(2, u));
+            return V::gather(map.data, off, m);
+        }
+    }
+    std::int32_t us[V::kLanes], vs[V::kLanes], ms[V::kLanes], out[V::kLanes];
+    V::storeI(us, u);
+    V::storeI(vs, v);
+    V::storeI(ms, m);
+    for (int i = 0; i < V::kLanes; ++i) {
+        out[i] = 0;
+        if (ms[i] == 0) continue;
+        const unsigned char* q =
+            map.data + static_cast<std::ptrdiff_t>(vs[i]) * map.pitch + static_cast<std::ptrdiff_t>(us[i]) * Bytes;
+        if constexpr (Bytes == 4)
+            std::memcpy(&out[i], q, 4);
+        else
+            out[i] = *q;
+    }
+    return V::loadI(out);
+}
+
+template <class V>
+TexelLanes<V> sampleLanes(const SpanContext& k, const RowEnds& e, typename V::F p, typename V::I m) {
+    TexelLanes<V> x;
+    x.un = lerpLanes<V>(p, e.leftU, e.rightU);
+    x.vn = lerpLanes<V>(p, e.leftV, e.rightV);
+    x.iu = texelCoordLanes<V>(x.un, k.texture.width, k.texture.inverseWidth);
+    x.iv = texelCoordLanes<V>(x.vn, k.texture.height, k.texture.inverseHeight);
+    x.word = readLanes<V, 4>(k.texture, x.iu, x.iv, m);
+    return x;
+}
+
+// The alpha byte of each lane: the texel's own, or the alpha map's.
+template <class V>
+typename V::I alphaLanes(const SpanContext& k, const TexelLanes<V>& x, typename V::I m) {
+    switch (k.alphaSource) {
+    case SpanContext::kAlphaSameSize: return readLanes<V, 1>(k.alphaMap, x.iu, x.iv, m);
+    case SpanContext::kAlphaOwnSize:
+        return readLanes<V, 1>(k.alphaMap, texelCoordLanes<V>(x.un, k.alphaMap.width, k.alphaMap.inverseWidth),
+                               texelCoordLanes<V>(x.vn, k.alphaMap.height, k.alphaMap.inverseHeight), m);
+    default: return x.a();
+    }
+}
+
+// One group of up to V::kLanes pixels (m of them): depth test, the rule,
+// the depth and pixel stores of the lanes the rule writes.  The chains are
+// read as whole groups (they run on past the block); pixels and depths past
+// m are neither read nor written.
+template <class V, class Rule, class Fmt>
+void laneGroup(const SpanContext& k, const RowEnds& e, const float* p, const float* z, float* zrow, unsigned char* px,
+               int m) {
+    using I = typename V::I;
+    using F = typename V::F;
+    constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
+    constexpr bool kMerge = kDepth || Rule::kTraits.blends;
+    const bool whole = m == V::kLanes;
+    auto loadPixels = [&] { return whole ? Fmt::template load<V>(px) : V::loadPart(px, Fmt::kBytes, m); };
+    auto storePixels = [&](I v) {
+        if (whole)
+            Fmt::template store<V>(px, v);
+        else
+            V::storePart(px, v, Fmt::kBytes, m);
+    };
+    I write = V::splatI(-1);
+    F zv{}, stored{};
+    if constexpr (kDepth) {
+        zv = V::loadF(z);
+        stored = whole ? V::loadF(zrow) : V::bitsF(V::loadPart(zrow, 4, m));
+        write = Rule::kTraits.depth == DepthTest::kGreater ? V::gt(stored, zv) : V::ge(stored, zv);
+        if (!V::any(write)) return;
+    }
+    if constexpr (kMerge) {
+        const I old = loadPixels();
+        const I out = Rule::template lanes<V, Fmt>(k, e, V::loadF(p), old, write);
+        if (!V::any(write)) return;
+        storePixels(V::select(write, out, old));
+        if constexpr (kDepth) {
+            const F zNew = V::selectF(write, zv, stored);
+            if (whole)
+                V::storeF(zrow, zNew);
+            else
+                V::storePart(zrow, V::bitsI(zNew), 4, m);
+        }
+    } else {
+        storePixels(Rule::template lanes<V, Fmt>(k, e, V::loadF(p), I{}, write));
+    }
+}
+
+template <class V, class Rule, class Fmt>
+void laneBlock(const SpanContext& k, const RowEnds& e, const SpanBlock& b) {
+    constexpr int W = V::kLanes;
+    constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
+    for (int i = 0; i < b.n; i += W)
+        laneGroup<V, Rule, Fmt>(k, e, b.p + i, b.z + i, kDepth ? b.zrow + i : nullptr, b.px + i * Fmt::kBytes,
+                                b.n - i < W ? b.n - i : W);
+}
+
+}  // namespace kwr
+
+#endif

@@ -1,0 +1,95 @@
+// Processor detection and the KWRENDER_SIMD cap.
+#include "render/simd_level.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+
+#include "KWRRender.h"
+
+#if defined(_MSC_VER) && (defined(_M_X64) || defined(_M_IX86))
+#include <immintrin.h>
+#include <intrin.h>
+#define KWR_X86_MSVC 1
+#elif (defined(__GNUC__) || defined(__clang__)) && (defined(__x86_64__) || defined(__i386__))
+#define KWR_X86_GNU 1
+#endif
+
+namespace kwr {
+namespace {
+
+const char* const kNames[kSimdLevelCount] = {"scalar", "sse2", "sse4.1", "avx2", "avx512"};
+
+SimdLevel detect() {
+#if defined(KWR_X86_GNU)
+    __builtin_cpu_init();
+    // The AVX-512 path uses the foundation plus the byte/word, doubleword/
+    // quadword and vector-length extensions.
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512dq") &&
+        __builtin_cpu_supports("avx512vl"))
+        return SimdLevel::kAvx512;
+    if (__builtin_cpu_supports("avx2")) return SimdLevel::kAvx2;
+    if (__builtin_cpu_supports("sse4.1")) return SimdLevel::kSse41;
+    if (__builtin_cpu_supports("sse2")) return SimdLevel::kSse2;
+    return SimdLevel::kScalar;
+#elif defined(KWR_X86_MSVC)
+    int r[4];
+    __cpuid(r, 0);
+    const int maxLeaf = r[0];
+    __cpuid(r, 1);
+    const bool sse2 = (r[3] & (1 << 26)) != 0, sse41 = (r[2] & (1 << 19)) != 0;
+    const bool osxsave = (r[2] & (1 << 27)) != 0;
+    const unsigned long long xcr0 = osxsave ? _xgetbv(0) : 0;
+    const bool ymm = (xcr0 & 0x6) == 0x6, zmm = (xcr0 & 0xE6) == 0xE6;
+    bool avx2 = false, avx512 = false;
+    if (maxLeaf >= 7) {
+        __cpuidex(r, 7, 0);
+        avx2 = ymm && (r[1] & (1 << 5)) != 0;
+        const int need = (1 << 16) | (1 << 17) | (1 << 30) | (1 << 31);  // F, DQ, BW, VL
+        avx512 = zmm && (r[1] & need) == need;
+    }
+    if (avx512) return SimdLevel::kAvx512;
+    if (avx2) return SimdLevel::kAvx2;
+    if (sse41) return SimdLevel::kSse41;
+    return sse2 ? SimdLevel::kSse2 : SimdLevel::kScalar;
+#else
+    return SimdLevel::kScalar;
+#endif
+}
+
+SimdLevel fromEnvironment(SimdLevel best) {
+    const char* cap = std::getenv("KWRENDER_SIMD");
+    if (cap == nullptr) return best;
+    for (int i = 0; i < kSimdLevelCount; ++i)
+        if (std::strcmp(cap, kNames[i]) == 0)
+            return static_cast<SimdLevel>(i) < best ? static_cast<SimdLevel>(i) : best;
+    return best;  // an unknown name caps nothing
+}
+
+std::atomic<int> g_forced{-1};
+
+}  // namespace
+
+const char* simdLevelName(SimdLevel level) { return kNames[static_cast<int>(level)]; }
+
+SimdLevel supportedSimdLevel() {
+    static const SimdLevel best = detect();
+    return best;
+}
+
+SimdLevel activeSimdLevel() {
+    static const SimdLevel chosen = fromEnvironment(supportedSimdLevel());
+    const int forced = g_forced.load(std::memory_order_relaxed);
+    return forced >= 0 ? static_cast<SimdLevel>(forced) : chosen;
+}
+
+SimdLevel forceSimdLevel(SimdLevel level) {
+    const SimdLevel previous = activeSimdLevel();
+    const SimdLevel best = supportedSimdLevel();
+    g_forced.store(static_cast<int>(level < best ? level : best), std::memory_order_relaxed);
+    return previous;
+}
+
+}  // namespace kwr
+
+const char* KWRRender::kwrGetSimdLevel() { return kwr::simdLevelName(kwr::activeSimdLevel()); }
