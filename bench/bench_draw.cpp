@@ -3,6 +3,7 @@
 #include <benchmark/benchmark.h>
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "KWRRender.h"
@@ -68,6 +69,61 @@ BENCHMARK(BM_DepthTriangle)->TRIANGLE_ARGS;
 BENCHMARK(BM_GouraudTriangle)->TRIANGLE_ARGS;
 BENCHMARK(BM_TexturedGouraudDepthTriangle)->TRIANGLE_ARGS;
 BENCHMARK(BM_BlendedTexturedTriangle)->TRIANGLE_ARGS;
+
+// The modes of the peer comparison per format: a 1024 x 768 frame covered
+// once, either by two triangles or by triangles of 50 pixels (legs of 10).
+enum Mode { kFlat, kFlatDepth, kGouraud, kGouraudDepth, kTextured, kTexturedDepth, kBlendedFlat, kBlendedGouraud };
+const char* const kModeNames[] = {"flat",     "flat+depth",     "Gouraud",      "Gouraud+depth",
+                                  "textured", "textured+depth", "blended flat", "blended Gouraud"};
+
+void drawMode(KWRRender& r, int mode, float x0, float y0, float x1, float y1, float x2, float y2, float z) {
+    const unsigned long a = 0xFFFF2040, b = 0xFF20FF40, c = 0xFF4020FF, t = 0x80FFFFFF;
+    const float u0 = x0 / 256, v0 = y0 / 256, u1 = x1 / 256, v1 = y1 / 256, u2 = x2 / 256, v2 = y2 / 256;
+    switch (mode) {
+    case kFlat: r.kwrTrianglef(x0, y0, x1, y1, x2, y2); break;
+    case kFlatDepth: r.kwrTriangle3f(x0, y0, z, x1, y1, z, x2, y2, z); break;
+    case kGouraud: r.kwrTrianglecf(x0, y0, a, x1, y1, b, x2, y2, c); break;
+    case kGouraudDepth: r.kwrTriangle3cf(x0, y0, z, a, x1, y1, z, b, x2, y2, z, c); break;
+    case kTextured: r.kwrTrianglectf(x0, y0, a, u0, v0, x1, y1, b, u1, v1, x2, y2, c, u2, v2); break;
+    case kTexturedDepth: r.kwrTriangle3ctf(x0, y0, z, a, u0, v0, x1, y1, z, b, u1, v1, x2, y2, z, c, u2, v2); break;
+    case kBlendedFlat: r.kwrTrianglef(x0, y0, x1, y1, x2, y2); break;
+    default: r.kwrTrianglecf(x0, y0, t, x1, y1, t & 0x80FF00FF, x2, y2, t & 0x8000FFFF); break;
+    }
+}
+
+void BM_Mode(benchmark::State& st) {
+    const int mode = static_cast<int>(st.range(0)), bpp = static_cast<int>(st.range(1));
+    const bool small = st.range(2) != 0;
+    constexpr int kW = 1024, kH = 768;
+    auto r = makeFrame(bpp, kW, kH);
+    std::vector<unsigned char> tex(256 * 256 * 4);
+    for (std::size_t i = 0; i < tex.size(); ++i) tex[i] = static_cast<unsigned char>((i * 2654435761u) >> 24);
+    r->kwrSetTexture(tex.data(), 256, 256, 1024);
+    r->kwrZBufferEnable(1);
+    r->kwrAlphaEnable(mode == kBlendedFlat || mode == kBlendedGouraud ? 1 : 0);
+    r->kwrSetColor(mode == kBlendedFlat ? 0x80FF8040 : 0xFFFF8040);
+    float z = 0.9f;
+    for (auto _ : st) {
+        if (small) {
+            for (int y = 0; y + 10 <= kH; y += 10)
+                for (int x = 0; x + 10 <= kW; x += 10) {
+                    const float fx = static_cast<float>(x), fy = static_cast<float>(y);
+                    drawMode(*r, mode, fx, fy, fx + 10, fy, fx, fy + 10, z);
+                    drawMode(*r, mode, fx + 10, fy, fx + 10, fy + 10, fx, fy + 10, z);
+                }
+        } else {
+            drawMode(*r, mode, 0, 0, kW, 0, 0, kH, z);
+            drawMode(*r, mode, kW, 0, kW, kH, 0, kH, z);
+        }
+        z = z > 0.1f ? z - 1e-4f : 0.9f;
+    }
+    st.SetLabel(std::string(kModeNames[mode]) + (small ? ", 50 px" : ", full frame"));
+    st.SetItemsProcessed(st.iterations() * (small ? (kW / 10) * (kH / 10) * 100 : kW * kH));
+}
+BENCHMARK(BM_Mode)->ArgsProduct({{kFlat, kFlatDepth, kGouraud, kGouraudDepth, kTextured, kTexturedDepth, kBlendedFlat,
+                                  kBlendedGouraud},
+                                 {16, 24, 32},
+                                 {0, 1}});
 
 void BM_Lines(benchmark::State& st) {
     auto r = makeFrame(static_cast<int>(st.range(0)), 512, 512);

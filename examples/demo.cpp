@@ -138,7 +138,8 @@ double millisecondsSince(Clock::time_point start) {
 
 std::string frameStatus(double ms) {
     char text[64];
-    std::snprintf(text, sizeof text, "frame %.2f ms (%.0f fps)", ms, ms > 0 ? 1000.0 / ms : 0.0);
+    std::snprintf(text, sizeof text, "frame %.2f ms (%.0f fps), %s", ms, ms > 0 ? 1000.0 / ms : 0.0,
+                  KWRRender::kwrGetSimdLevel());
     return text;
 }
 
@@ -157,7 +158,8 @@ int renderPicture(const Options& o, ShowcaseAssets& assets) {
     }
     f.status = frameStatus(best);
     drawShowcase(*r, assets, f);
-    std::printf("%2d bpp, %dx%d: %.2f ms per frame (%.0f fps)", o.bpp, o.width, o.height, best, 1000.0 / best);
+    std::printf("%2d bpp, %dx%d, %s: %.2f ms per frame (%.0f fps)", o.bpp, o.width, o.height,
+                KWRRender::kwrGetSimdLevel(), best, 1000.0 / best);
     if (!o.out.empty()) {
         if (!saveFrameTo(*r, o.out)) return 1;
         std::printf(", picture %s", o.out.c_str());
@@ -194,8 +196,8 @@ int renderAnimation(const Options& o, ShowcaseAssets& assets, Window* window) {
         }
     }
     if (progress) std::fprintf(stderr, "\n");
-    std::printf("%2d bpp, %dx%d: %d frames, %.2f ms per frame (%.1f fps)\n", o.bpp, o.width, o.height, done,
-                total / done, 1000.0 * done / total);
+    std::printf("%2d bpp, %dx%d, %s: %d frames, %.2f ms per frame (%.1f fps)\n", o.bpp, o.width, o.height,
+                KWRRender::kwrGetSimdLevel(), done, total / done, 1000.0 * done / total);
     if (!o.out.empty() && !saveFrameTo(*r, o.out)) return 1;
 
     if (window != nullptr && !o.windowTest.empty()) {

@@ -302,6 +302,22 @@ private:
         r_.kwrSetTexture(nullptr, 0, 0, 0);
     }
 
+    // The outline of the rectangle (x1, y1)-(x2, y2) in the current colour.
+    void frame(int x1, int y1, int x2, int y2) {
+        r_.kwrLine(x1, y1, x2, y1);
+        r_.kwrLine(x2, y1, x2, y2);
+        r_.kwrLine(x2, y2, x1, y2);
+        r_.kwrLine(x1, y2, x1, y1);
+    }
+
+    // A dark panel with a lighter outline.
+    void panel(int x1, int y1, int x2, int y2) {
+        r_.kwrSetColor(rgb(12, 16, 30));
+        r_.kwrBox(x1, y1, x2, y2);
+        r_.kwrSetColor(rgb(60, 80, 120));
+        frame(x1, y1, x2, y2);
+    }
+
     // A chart panel of boxes and lines: how far the drawn pixels lie from
     // the eye, read back from the depth buffer.
     void chartPanel() {
@@ -320,13 +336,7 @@ private:
         }
         const int peak = std::max(1, *std::max_element(counts, counts + bins));
 
-        r_.kwrSetColor(rgb(12, 16, 30));
-        r_.kwrBox(x0, y0, x0 + pw, y0 + ph);
-        r_.kwrSetColor(rgb(60, 80, 120));
-        r_.kwrLine(x0, y0, x0 + pw, y0);
-        r_.kwrLine(x0 + pw, y0, x0 + pw, y0 + ph);
-        r_.kwrLine(x0 + pw, y0 + ph, x0, y0 + ph);
-        r_.kwrLine(x0, y0 + ph, x0, y0);
+        panel(x0, y0, x0 + pw, y0 + ph);
         drawText(r_, x0 + 6 * s, y0 + 5 * s, "depth histogram", s, rgb(200, 215, 240));
 
         const int cx = x0 + 8 * s, cy = y0 + ph - 14 * s, cw = pw - 16 * s, chh = ph - 34 * s;
@@ -370,13 +380,7 @@ private:
         const int pw = textWidth(items[0].text, s) + 26 * s, ph = n * line + 10 * s;
         const int x0 = l_.w - pw - 12 * s, y0 = l_.h - ph - 12 * s;
         if (x0 < l_.w / 2) return;  // no room beside the chart
-        r_.kwrSetColor(rgb(12, 16, 30));
-        r_.kwrBox(x0, y0, x0 + pw, y0 + ph);
-        r_.kwrSetColor(rgb(60, 80, 120));
-        r_.kwrLine(x0, y0, x0 + pw, y0);
-        r_.kwrLine(x0 + pw, y0, x0 + pw, y0 + ph);
-        r_.kwrLine(x0 + pw, y0 + ph, x0, y0 + ph);
-        r_.kwrLine(x0, y0 + ph, x0, y0);
+        panel(x0, y0, x0 + pw, y0 + ph);
         for (int i = 0; i < n; ++i) {
             const int y = y0 + 6 * s + i * line;
             r_.kwrSetColor(items[i].swatch);
@@ -393,10 +397,7 @@ private:
         const int x1 = l_.w - size - 14 * s, y1 = 14 * s;
         r_.kwrImage2D(x1, y1, x1 + size, y1 + size, a_.texture.width, a_.texture.height, 32, a_.texture.data());
         r_.kwrSetColor(rgb(200, 215, 240));
-        r_.kwrLine(x1 - 1, y1 - 1, x1 + size, y1 - 1);
-        r_.kwrLine(x1 + size, y1 - 1, x1 + size, y1 + size);
-        r_.kwrLine(x1 + size, y1 + size, x1 - 1, y1 + size);
-        r_.kwrLine(x1 - 1, y1 + size, x1 - 1, y1 - 1);
+        frame(x1 - 1, y1 - 1, x1 + size, y1 + size);
         char caption[96];
         if (l_.bpp == 8) {
             std::snprintf(caption, sizeof caption, "no blits at 8 bpp");

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <vector>
 
+#include "KWRImage.h"
 #include "render/pixel_format.h"
 
 namespace kwr {
@@ -119,6 +120,10 @@ bool viewOf(const DibStream& dib, SurfaceView& view) { return viewOf(dib.header,
 
 int createSurface(DibStream& out, int width, int height, int bpp) {
     if (width <= 0 || height <= 0 || !knownDepth(bpp)) return kDibSomeError;
+    const std::uint64_t pitch = dibRowBytes(static_cast<std::uint64_t>(bpp), static_cast<std::uint64_t>(width));
+    if (width > KWR_IMAGE_MAX_WIDTH || height > KWR_IMAGE_MAX_HEIGHT ||
+        pitch * static_cast<std::uint64_t>(height) > KWR_IMAGE_MAX_PIXEL_BYTES)
+        return kDibAllocateMemory;
     if (!out.Create(width, -height, bpp)) return kDibAllocateMemory;
     std::memset(out.bits, 0, out.header->bmiHeader.biSizeImage);
     unsigned char* table = tableOf(out);

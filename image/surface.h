@@ -37,7 +37,8 @@ bool viewOf(const DibStream& dib, SurfaceView& view);
 // Makes `out` a new top-down surface of width x height pixels of bpp bits,
 // pixels zero, with the standard colour table of its depth (1: black and
 // white; 4: the sixteen colours of toColor16; 8: the 6x6x6 colour cube,
-// then a grey ramp).  Returns an error code (0 on success).
+// then a grey ramp).  Returns an error code (0 on success); sizes beyond the
+// library's caps on loaded images fail as out of memory.
 int createSurface(DibStream& out, int width, int height, int bpp);
 
 // Pixel x of a row of the view as 0xAARRGGBB: colour-table entries (black

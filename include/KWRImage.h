@@ -39,6 +39,9 @@
 // to size a buffer, and no file contents can make the loader read or write
 // outside a buffer.
 //
+// Images made by kwrCreate, kwrConvert and kwrResize stay within the same
+// caps (else KWR_IMAGE_ALLOCATE_MEMORY).
+//
 // Copies of a KWRImage share one bitmap (reference counted).  Operations
 // that change the size or format give the image a new bitmap, leaving the
 // copies as they were; pixels written through kwrGetPixels are seen by every

@@ -245,8 +245,9 @@ private:
     // The render context's state lives in this block, which is part of the
     // object: the scan-line table of the triangle rasteriser is inside it,
     // so a KWRRender is large (create it on the heap or keep it long-lived).
-    // Its layout is internal to the library; `s` refers to it.
-    static constexpr std::size_t kStateBytes = 262144 + 512;
+    // Its layout is internal to the library; `s` refers to it.  The block
+    // leaves room for the state to grow without changing the object's size.
+    static constexpr std::size_t kStateBytes = 264 * 1024;
     alignas(16) unsigned char state_[kStateBytes];
     kwr::RenderState& s;
 };

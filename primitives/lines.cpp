@@ -57,39 +57,26 @@ void walkLine(const RenderState& s, LineEnd a, LineEnd b) {
             Fmt::storeSolid(px, c);
         }
     };
-    if (xMajor) {
-        int e = dx / 2;
-        for (int i = 0; i <= dx; ++i) {
-            plot();
-            e -= dy;
-            if (e < 0) {
-                e += dx;
-                px += rowStep;
-                if constexpr (kTested) zp += zRowStep;
-            }
-            px += Fmt::kBytes;
-            if constexpr (kTested) {
-                ++zp;
-                z += dz;
-            }
+    // One Bresenham loop for both cases: it steps along the major axis every
+    // pixel and across it when the error term runs out.  Upward y-major
+    // lines step z down: dz was divided by the signed row difference.
+    const int along = xMajor ? dx : dy, across = xMajor ? dy : dx;
+    const std::ptrdiff_t pxAlong = xMajor ? Fmt::kBytes : rowStep, pxAcross = xMajor ? rowStep : Fmt::kBytes;
+    const std::ptrdiff_t zAlong = xMajor ? 1 : zRowStep, zAcross = xMajor ? zRowStep : 1;
+    const float zStep = !xMajor && up ? -dz : dz;
+    int e = along / 2;
+    for (int i = 0; i <= along; ++i) {
+        plot();
+        e -= across;
+        if (e < 0) {
+            e += along;
+            px += pxAcross;
+            if constexpr (kTested) zp += zAcross;
         }
-    } else {
-        int e = dy / 2;
-        for (int i = 0; i <= dy; ++i) {
-            plot();
-            e -= dx;
-            if (e < 0) {
-                e += dy;
-                px += Fmt::kBytes;
-                if constexpr (kTested) ++zp;
-            }
-            px += rowStep;
-            if constexpr (kTested) {
-                zp += zRowStep;
-                // dz was divided by the signed row difference.
-                if (up) z -= dz;
-                else z += dz;
-            }
+        px += pxAlong;
+        if constexpr (kTested) {
+            zp += zAlong;
+            z += zStep;
         }
     }
 }

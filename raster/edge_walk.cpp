@@ -31,9 +31,22 @@ void lerpAttributes(EdgeEnd& a, const EdgeEnd& b, float t) {
 constexpr std::int64_t kXLimit = std::int64_t{1} << 30;
 std::int64_t limitX(std::int64_t x) { return x < -kXLimit ? -kXLimit : (x > kXLimit ? kXLimit : x); }
 
+// The fields of an end one by one: the caller has just stored them one by
+// one, and a copy of the whole record would load them in wider pieces than
+// they were stored in, which stalls the processor.
+template <class K>
+void copyEnd(EdgeEnd& to, const EdgeEnd& from) {
+    to.x = from.x;
+    to.y = from.y;
+    to.z = K::kDepth ? from.z : 0.0f;
+    for (int k = 0; k < 4; ++k) to.c[k] = K::kColour ? from.c[k] : 0.0f;
+    to.u = K::kTexCoords ? from.u : 0.0f;
+    to.v = K::kTexCoords ? from.v : 0.0f;
+}
+
 // Stores the carried attributes of `a` as one end of row y.
 template <class K>
-void storeAttributes(int y, const EdgeEnd& a, float* z, float (*color)[kScanLineRows], float* u, float* v) {
+void storeAttributes(int y, const EdgeEnd& a, float* z, float (*color)[kScanLineStride], float* u, float* v) {
     if constexpr (K::kDepth) z[y] = a.z;
     if constexpr (K::kColour)
         for (int k = 0; k < 4; ++k) color[k][y] = a.c[k];
@@ -50,8 +63,9 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2) {
     using K = Carries<Carried>;
     // Horizontal edges write nothing; the upper end is the top.
     if (p1.y == p2.y) return;
-    EdgeEnd top = p1.y < p2.y ? p1 : p2;
-    EdgeEnd bot = p1.y < p2.y ? p2 : p1;
+    EdgeEnd top, bot;
+    copyEnd<K>(top, p1.y < p2.y ? p1 : p2);
+    copyEnd<K>(bot, p1.y < p2.y ? p2 : p1);
     // Wholly above or below the surface.
     if (bot.y < 0 || top.y > s.clipBottom) return;
     // Clip at row 0.  The products are formed in 64 bits, so they cannot
@@ -122,14 +136,14 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2) {
             t.scanRightX[y] = xi - 1;
             storeAttributes<K>(y, a, t.scanRightZ, t.scanRightColor, t.scanRightU, t.scanRightV);
         }
-        // The carry of the Bresenham step, without a branch: its pattern
-        // along an edge is not predictable.
         x += sx * q;
         err -= r;
-        const bool carry = err < 0;
-        const std::int64_t carryMask = -static_cast<std::int64_t>(carry);
-        err += dy & carryMask;
-        x += sx & carryMask;
+        bool carry = false;
+        if (err < 0) {
+            err += dy;
+            x += sx;
+            carry = true;
+        }
         if constexpr (K::kColour)
             for (int k = 0; k < 4; ++k) a.c[k] += dc[k];
         if constexpr (K::kTexCoords) {
@@ -138,8 +152,7 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2) {
         }
         if constexpr (K::kDepth) {
             a.z += zRow;
-            const float carried = a.z + zCarry;
-            a.z = xMajor && carry ? carried : a.z;
+            if (xMajor && carry) a.z += zCarry;
         }
     }
 }

@@ -173,8 +173,9 @@ struct RowEnds {
     float leftU, rightU, leftV, rightV;
 };
 
-inline RowEnds loadRowEnds(const ScanLineTable& t, int row) {
-    RowEnds e;
+// Filled in place: copying a just-built RowEnds as a whole would load it in
+// wider pieces than it was stored in, which stalls the processor.
+inline void loadRowEnds(const ScanLineTable& t, int row, RowEnds& e) {
     for (int i = 0; i < 4; ++i) {
         e.leftColor[i] = t.scanLeftColor[i][row];
         e.rightColor[i] = t.scanRightColor[i][row];
@@ -183,7 +184,6 @@ inline RowEnds loadRowEnds(const ScanLineTable& t, int row) {
     e.rightU = t.scanRightU[row];
     e.leftV = t.scanLeftV[row];
     e.rightV = t.scanRightV[row];
-    return e;
 }
 
 inline Texel sampleTexture(const SpanContext& k, const RowEnds& e, float p) {
@@ -238,6 +238,8 @@ inline RoundedShade roundedShade(const RowEnds& e, float p) {
 
 // A run of pixels of one row with their chain values computed ahead.
 struct SpanBlock {
+    // The chains run on past the block to a multiple of kChainPad entries,
+    // so that lane groups may read whole groups of them.
     const float* p;     // span parameter of each pixel
     const float* z;     // depth of each pixel (depth members)
     float* zrow;        // depth buffer at the first pixel (depth members)
@@ -245,6 +247,7 @@ struct SpanBlock {
     int n;
 };
 constexpr int kBlockPixels = 64;
+constexpr int kChainPad = 16;  // the widest lane set
 using BlockFn = void (*)(const SpanContext&, const RowEnds&, const SpanBlock&);
 
 template <class Rule>
@@ -308,7 +311,7 @@ bool clipRow(const RenderState& s, int row, RowRun& r) {
     if constexpr (kDepth) {
         if (L < R) dz = (zR - zL) / static_cast<float>(R - L);
     }
-    if constexpr (kParam) r.ends = loadRowEnds(t, row);
+    if constexpr (kParam) loadRowEnds(t, row, r.ends);
     r.p = p;
     r.sp = sp;
     r.z = zL;
@@ -327,7 +330,7 @@ constexpr int kRowsAtOnce = 4;
 template <class Rule, class Fmt>
 void runRowBlocks(RowRun* runs, int count, const SpanContext& k, BlockFn block) {
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
-    float pBlock[kRowsAtOnce][kBlockPixels + 1], zBlock[kRowsAtOnce][kBlockPixels + 1];
+    float pBlock[kRowsAtOnce][kBlockPixels + kChainPad], zBlock[kRowsAtOnce][kBlockPixels + kChainPad];
     float p[kRowsAtOnce] = {}, sp[kRowsAtOnce] = {}, z[kRowsAtOnce] = {}, dz[kRowsAtOnce] = {};
     for (int j = 0; j < count; ++j) {
         p[j] = runs[j].p;
@@ -342,9 +345,10 @@ void runRowBlocks(RowRun* runs, int count, const SpanContext& k, BlockFn block) 
             most = m[j] > most ? m[j] : most;
         }
         if (most == 0) return;
-        // Entry i of a row is its chain value at pixel i of the block; one
-        // more entry gives the value the next block starts from.
-        for (int i = 0; i <= most; ++i) {
+        // Entry i of a row is its chain value at pixel i of the block; entry
+        // m is the value the next block starts from.
+        const int entries = (most + kChainPad) / kChainPad * kChainPad;
+        for (int i = 0; i < entries; ++i) {
             for (int j = 0; j < kRowsAtOnce; ++j) {
                 pBlock[j][i] = p[j];
                 p[j] += sp[j];

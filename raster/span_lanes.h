@@ -54,6 +54,35 @@ void storeBytes3(unsigned char* p, typename V::I v) {
     std::memcpy(p + 3 * (V::kLanes - 1), &a[V::kLanes - 1], 3);
 }
 
+// The first m lanes' worth of elements (1 <= m <= lanes) through a zeroed
+// lane array, for lane sets without masked loads and stores.
+template <class V, int Bytes>
+typename V::I loadPartCopy(const void* p, int m) {
+    std::int32_t a[V::kLanes] = {};
+    for (int i = 0; i < m; ++i) std::memcpy(&a[i], static_cast<const unsigned char*>(p) + i * Bytes, Bytes);
+    return V::loadI(a);
+}
+template <class V, int Bytes>
+void storePartCopy(void* p, typename V::I v, int m) {
+    std::int32_t a[V::kLanes];
+    V::storeI(a, v);
+    for (int i = 0; i < m; ++i) std::memcpy(static_cast<unsigned char*>(p) + i * Bytes, &a[i], Bytes);
+}
+// Partial forms of every pixel and depth access, by copying.
+#define KWR_PARTS_BY_COPY(Self)                                                                       \
+    static I loadPart(const void* p, int bytes, int m) {                                              \
+        return bytes == 2 ? loadPartCopy<Self, 2>(p, m)                                               \
+                          : (bytes == 3 ? loadPartCopy<Self, 3>(p, m) : loadPartCopy<Self, 4>(p, m)); \
+    }                                                                                                 \
+    static void storePart(void* p, I v, int bytes, int m) {                                           \
+        if (bytes == 2)                                                                               \
+            storePartCopy<Self, 2>(p, v, m);                                                          \
+        else if (bytes == 3)                                                                          \
+            storePartCopy<Self, 3>(p, v, m);                                                          \
+        else                                                                                          \
+            storePartCopy<Self, 4>(p, v, m);                                                          \
+    }
+
 #if KWR_X86_64
 // Four lanes with SSE2 only; floors by truncation and correction.  A
 // template so that the SSE4.1 set, which builds on it, gets its own copy.
@@ -80,6 +109,7 @@ struct Sse2Lanes {
     }
     static I loadU24(const unsigned char* p) { return loadBytes3<Sse2Lanes>(p); }
     static void storeU24(unsigned char* p, I v) { storeBytes3<Sse2Lanes>(p, v); }
+    KWR_PARTS_BY_COPY(Sse2Lanes)
     static F splatF(float v) { return _mm_set1_ps(v); }
     static I splatI(std::int32_t v) { return _mm_set1_epi32(v); }
 
@@ -90,6 +120,8 @@ struct Sse2Lanes {
     static I gt(F a, F b) { return _mm_castps_si128(_mm_cmpgt_ps(a, b)); }
     static I ge(F a, F b) { return _mm_castps_si128(_mm_cmpge_ps(a, b)); }
     static F toF(I v) { return _mm_cvtepi32_ps(v); }
+    static F bitsF(I v) { return _mm_castsi128_ps(v); }
+    static I bitsI(F v) { return _mm_castps_si128(v); }
     static I floorInt(F x) {
         I t = _mm_cvttps_epi32(x);
         t = _mm_add_epi32(t, _mm_castps_si128(_mm_cmpgt_ps(_mm_cvtepi32_ps(t), x)));  // truncation went up
@@ -169,6 +201,7 @@ struct Lanes {
     }
     static I loadU24(const unsigned char* p) { return loadBytes3<Lanes>(p); }
     static void storeU24(unsigned char* p, I v) { storeBytes3<Lanes>(p, v); }
+    KWR_PARTS_BY_COPY(Lanes)
     static F splatF(float v) { return _mm256_set1_ps(v); }
     static I splatI(std::int32_t v) { return _mm256_set1_epi32(v); }
 
@@ -179,6 +212,8 @@ struct Lanes {
     static I gt(F a, F b) { return _mm256_castps_si256(_mm256_cmp_ps(a, b, _CMP_GT_OQ)); }
     static I ge(F a, F b) { return _mm256_castps_si256(_mm256_cmp_ps(a, b, _CMP_GE_OQ)); }
     static F toF(I v) { return _mm256_cvtepi32_ps(v); }
+    static F bitsF(I v) { return _mm256_castsi256_ps(v); }
+    static I bitsI(F v) { return _mm256_castps_si256(v); }
     static I floorInt(F x) {
         const I t = _mm256_cvttps_epi32(_mm256_floor_ps(x));
         return select(ge(x, _mm256_set1_ps(2147483648.0f)), _mm256_set1_epi32(INT32_MAX), t);
@@ -236,8 +271,37 @@ struct Lanes {
         return _mm512_cvtepu16_epi32(_mm256_loadu_si256(static_cast<const __m256i*>(p)));
     }
     static void storeU16(void* p, I v) { _mm256_storeu_si256(static_cast<__m256i*>(p), _mm512_cvtepi32_epi16(v)); }
-    static I loadU24(const unsigned char* p) { return loadBytes3<Lanes>(p); }
-    static void storeU24(unsigned char* p, I v) { storeBytes3<Lanes>(p, v); }
+    // Three-byte pixels: four per 128-bit lane, spread out to or gathered
+    // from the low three bytes of each 32-bit lane.
+    static I expand24(I bytes) {
+        const I dwords =
+            _mm512_permutexvar_epi32(_mm512_setr_epi32(0, 1, 2, 0, 3, 4, 5, 0, 6, 7, 8, 0, 9, 10, 11, 0), bytes);
+        const __m128i spread = _mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
+        return _mm512_shuffle_epi8(dwords, _mm512_broadcast_i32x4(spread));
+    }
+    static I pack24(I v) {
+        const __m128i gather = _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
+        const I packed = _mm512_shuffle_epi8(v, _mm512_broadcast_i32x4(gather));
+        return _mm512_permutexvar_epi32(_mm512_setr_epi32(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 0, 0, 0, 0), packed);
+    }
+    static __mmask64 byteMask(int bytes) { return bytes >= 64 ? ~__mmask64{0} : (__mmask64{1} << bytes) - 1; }
+    static I loadU24(const unsigned char* p) { return loadPart(p, 3, kLanes); }
+    static void storeU24(unsigned char* p, I v) { storePart(p, v, 3, kLanes); }
+    static I loadPart(const void* p, int bytes, int m) {
+        const __mmask16 lanes = static_cast<__mmask16>((1u << m) - 1);
+        if (bytes == 4) return _mm512_maskz_loadu_epi32(lanes, p);
+        if (bytes == 2) return _mm512_cvtepu16_epi32(_mm256_maskz_loadu_epi16(lanes, p));
+        return expand24(_mm512_maskz_loadu_epi8(byteMask(3 * m), p));
+    }
+    static void storePart(void* p, I v, int bytes, int m) {
+        const __mmask16 lanes = static_cast<__mmask16>((1u << m) - 1);
+        if (bytes == 4)
+            _mm512_mask_storeu_epi32(p, lanes, v);
+        else if (bytes == 2)
+            _mm256_mask_storeu_epi16(p, lanes, _mm512_cvtepi32_epi16(v));
+        else
+            _mm512_mask_storeu_epi8(p, byteMask(3 * m), pack24(v));
+    }
     static F splatF(float v) { return _mm512_set1_ps(v); }
     static I splatI(std::int32_t v) { return _mm512_set1_epi32(v); }
 
@@ -248,6 +312,8 @@ struct Lanes {
     static I gt(F a, F b) { return _mm512_movm_epi32(_mm512_cmp_ps_mask(a, b, _CMP_GT_OQ)); }
     static I ge(F a, F b) { return _mm512_movm_epi32(_mm512_cmp_ps_mask(a, b, _CMP_GE_OQ)); }
     static F toF(I v) { return _mm512_cvtepi32_ps(v); }
+    static F bitsF(I v) { return _mm512_castsi512_ps(v); }
+    static I bitsI(F v) { return _mm512_castps_si512(v); }
     static I floorInt(F x) {
         const I t = _mm512_cvttps_epi32(_mm512_roundscale_ps(x, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC));
         return _mm512_mask_mov_epi32(t, _mm512_cmp_ps_mask(x, _mm512_set1_ps(2147483648.0f), _CMP_GE_OQ),

@@ -84,7 +84,8 @@ struct RuleShaded {
         return true;
     }
     template <class V, class Fmt>
-    static typename V::I lanes(const SpanContext&, const RowEnds& e, typename V::F p, typename V::I, typename V::I&) {
+    KWR_LANE_INLINE static typename V::I lanes(const SpanContext&, const RowEnds& e, typename V::F p, typename V::I,
+                                               typename V::I&) {
         const ShadeLanes<V> sh(e, p, 3);
         return Fmt::template opaque<V>(roundLanes<V>(sh.c[2]), roundLanes<V>(sh.c[1]), roundLanes<V>(sh.c[0]));
     }
@@ -110,8 +111,8 @@ struct RuleTextured {
     }
     // Each 16 bpp field (v * mask) / 65025 & mask is v * 31 / 65025 in place.
     template <class V, class Fmt>
-    static typename V::I lanes(const SpanContext& k, const RowEnds& e, typename V::F p, typename V::I,
-                               typename V::I& write) {
+    KWR_LANE_INLINE static typename V::I lanes(const SpanContext& k, const RowEnds& e, typename V::F p, typename V::I,
+                                               typename V::I& write) {
         const TexelLanes<V> x = sampleLanes<V>(k, e, p, write);
         const typename V::I b = V::mulSmall(x.b(), V::splatI(static_cast<std::int32_t>(k.cB)));
         const typename V::I g = V::mulSmall(x.g(), V::splatI(static_cast<std::int32_t>(k.cG)));
@@ -146,8 +147,8 @@ struct Rule3ct {
         return true;
     }
     template <class V, class Fmt>
-    static typename V::I lanes(const SpanContext& k, const RowEnds& e, typename V::F p, typename V::I,
-                               typename V::I& write) {
+    KWR_LANE_INLINE static typename V::I lanes(const SpanContext& k, const RowEnds& e, typename V::F p, typename V::I,
+                                               typename V::I& write) {
         using F = typename V::F;
         const ShadeLanes<V> sh(e, p, 3);
         const TexelLanes<V> x = sampleLanes<V>(k, e, p, write);
@@ -187,8 +188,8 @@ struct Rulect {
     // out-of-range edge data) the quotient of the exact product in double
     // precision, truncated toward zero like the integer division.
     template <class V, class Fmt>
-    static typename V::I lanes(const SpanContext& k, const RowEnds& e, typename V::F p, typename V::I,
-                               typename V::I& write) {
+    KWR_LANE_INLINE static typename V::I lanes(const SpanContext& k, const RowEnds& e, typename V::F p, typename V::I,
+                                               typename V::I& write) {
         using I = typename V::I;
         const ShadeLanes<V> sh(e, p, 3);
         const I q[3] = {roundLanes<V>(sh.c[2]), roundLanes<V>(sh.c[1]), roundLanes<V>(sh.c[0])};
@@ -250,8 +251,8 @@ struct RuleShadedBlend {
         return true;
     }
     template <class V, class Fmt>
-    static typename V::I lanes(const SpanContext&, const RowEnds& e, typename V::F p, typename V::I old,
-                               typename V::I& write) {
+    KWR_LANE_INLINE static typename V::I lanes(const SpanContext&, const RowEnds& e, typename V::F p, typename V::I old,
+                                               typename V::I& write) {
         const ShadeLanes<V> sh(e, p);
         const typename V::F a = V::div(sh.c[3], V::splatF(255.0f));
         narrowToWeighted<RuleShadedBlend, Fmt, V>(write, a);
@@ -285,8 +286,8 @@ struct RuleTexturedBlend {
         return true;
     }
     template <class V, class Fmt>
-    static typename V::I lanes(const SpanContext& k, const RowEnds& e, typename V::F p, typename V::I old,
-                               typename V::I& write) {
+    KWR_LANE_INLINE static typename V::I lanes(const SpanContext& k, const RowEnds& e, typename V::F p,
+                                               typename V::I old, typename V::I& write) {
         using F = typename V::F;
         const TexelLanes<V> x = sampleLanes<V>(k, e, p, write);
         const F d = V::splatF(255.0f);
@@ -334,8 +335,8 @@ struct RuleShadedTexturedBlend {
         return true;
     }
     template <class V, class Fmt>
-    static typename V::I lanes(const SpanContext& k, const RowEnds& e, typename V::F p, typename V::I old,
-                               typename V::I& write) {
+    KWR_LANE_INLINE static typename V::I lanes(const SpanContext& k, const RowEnds& e, typename V::F p,
+                                               typename V::I old, typename V::I& write) {
         using F = typename V::F;
         const ShadeLanes<V> sh(e, p);
         const TexelLanes<V> x = sampleLanes<V>(k, e, p, write);

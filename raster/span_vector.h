@@ -13,24 +13,34 @@
 
 #include "raster/span_fill.h"
 
+// The lane helpers are inlined into each lane block: as calls they would pass
+// their wide vectors through memory.
+#if defined(__GNUC__) || defined(__clang__)
+#define KWR_LANE_INLINE inline __attribute__((always_inline))
+#elif defined(_MSC_VER)
+#define KWR_LANE_INLINE __forceinline
+#else
+#define KWR_LANE_INLINE inline
+#endif
+
 namespace kwr {
 
 // (1 - p) * left + p * right per lane.
 template <class V>
-typename V::F lerpLanes(typename V::F p, float left, float right) {
+KWR_LANE_INLINE typename V::F lerpLanes(typename V::F p, float left, float right) {
     return V::add(V::mul(V::sub(V::splatF(1.0f), p), V::splatF(left)), V::mul(p, V::splatF(right)));
 }
 
 // floor(v + 0.5), saturated like roundHalfUp.
 template <class V>
-typename V::I roundLanes(typename V::F v) {
+KWR_LANE_INLINE typename V::I roundLanes(typename V::F v) {
     return V::floorInt(V::add(v, V::splatF(0.5f)));
 }
 
 // v / 255 for 0 <= v <= 65025, without a division (proven over the whole
 // domain by the tests).
 template <class V>
-typename V::I div255Lanes(typename V::I v) {
+KWR_LANE_INLINE typename V::I div255Lanes(typename V::I v) {
     return V::shr(8, V::addI(V::addI(v, V::splatI(1)), V::shr(8, v)));
 }
 
@@ -38,7 +48,7 @@ typename V::I div255Lanes(typename V::I v) {
 // is close enough to floor exactly (proven over the whole domain by the
 // tests).
 template <class V>
-typename V::I fifths65025Lanes(typename V::I v) {
+KWR_LANE_INLINE typename V::I fifths65025Lanes(typename V::I v) {
     return V::floorInt(V::div(V::toF(V::subI(V::shl(5, v), v)), V::splatF(65025.0f)));
 }
 
@@ -46,7 +56,7 @@ typename V::I fifths65025Lanes(typename V::I v) {
 // sizes, else i - floor(i / size) * size in double precision, where the
 // quotient from the reciprocal is off by at most one and corrected.
 template <class V>
-typename V::I wrapLanes(typename V::I i, int size, double inverse) {
+KWR_LANE_INLINE typename V::I wrapLanes(typename V::I i, int size, double inverse) {
     if ((size & (size - 1)) == 0) return V::andI(i, V::splatI(size - 1));
     using D = typename V::D;
     const D w = V::splatD(static_cast<double>(size)), zero = V::splatD(0.0);
@@ -59,7 +69,7 @@ typename V::I wrapLanes(typename V::I i, int size, double inverse) {
 }
 
 template <class V>
-typename V::I texelCoordLanes(typename V::F n, int size, double inverse) {
+KWR_LANE_INLINE typename V::I texelCoordLanes(typename V::F n, int size, double inverse) {
     return wrapLanes<V>(roundLanes<V>(V::mul(n, V::splatF(static_cast<float>(size)))), size, inverse);
 }
 
@@ -77,7 +87,7 @@ struct TexelLanes {
 // One byte-addressed read per lane in `m`: bytes at base + v * pitch + u *
 // scale (scale 4 for texels, 1 for alpha-map values).
 template <class V, int Bytes>
-typename V::I readLanes(const SampledMap& map, typename V::I u, typename V::I v, typename V::I m) {
+KWR_LANE_INLINE typename V::I readLanes(const SampledMap& map, typename V::I u, typename V::I v, typename V::I m) {
     if constexpr (V::kHasGather && Bytes == 4) {
         if (map.offsets32) {
             const typename V::I off =
@@ -103,7 +113,7 @@ typename V::I readLanes(const SampledMap& map, typename V::I u, typename V::I v,
 }
 
 template <class V>
-TexelLanes<V> sampleLanes(const SpanContext& k, const RowEnds& e, typename V::F p, typename V::I m) {
+KWR_LANE_INLINE TexelLanes<V> sampleLanes(const SpanContext& k, const RowEnds& e, typename V::F p, typename V::I m) {
     TexelLanes<V> x;
     x.un = lerpLanes<V>(p, e.leftU, e.rightU);
     x.vn = lerpLanes<V>(p, e.leftV, e.rightV);
@@ -115,7 +125,7 @@ TexelLanes<V> sampleLanes(const SpanContext& k, const RowEnds& e, typename V::F 
 
 // The alpha byte of each lane: the texel's own, or the alpha map's.
 template <class V>
-typename V::I alphaLanes(const SpanContext& k, const TexelLanes<V>& x, typename V::I m) {
+KWR_LANE_INLINE typename V::I alphaLanes(const SpanContext& k, const TexelLanes<V>& x, typename V::I m) {
     switch (k.alphaSource) {
     case SpanContext::kAlphaSameSize: return readLanes<V, 1>(k.alphaMap, x.iu, x.iv, m);
     case SpanContext::kAlphaOwnSize:
@@ -125,58 +135,57 @@ typename V::I alphaLanes(const SpanContext& k, const TexelLanes<V>& x, typename 
     }
 }
 
-// One group of V::kLanes pixels: depth test, the rule, the depth and pixel
-// stores of the lanes the rule writes.
+// One group of up to V::kLanes pixels (m of them): depth test, the rule,
+// the depth and pixel stores of the lanes the rule writes.  The chains are
+// read as whole groups (they run on past the block); pixels and depths past
+// m are neither read nor written.
 template <class V, class Rule, class Fmt>
-void laneGroup(const SpanContext& k, const RowEnds& e, const float* p, const float* z, float* zrow, unsigned char* px) {
+KWR_LANE_INLINE void laneGroup(const SpanContext& k, const RowEnds& e, const float* p, const float* z, float* zrow,
+                               unsigned char* px, int m) {
     using I = typename V::I;
     using F = typename V::F;
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
     constexpr bool kMerge = kDepth || Rule::kTraits.blends;
+    const bool whole = m == V::kLanes;
+    auto loadPixels = [&] { return whole ? Fmt::template load<V>(px) : V::loadPart(px, Fmt::kBytes, m); };
+    auto storePixels = [&](I v) {
+        if (whole)
+            Fmt::template store<V>(px, v);
+        else
+            V::storePart(px, v, Fmt::kBytes, m);
+    };
     I write = V::splatI(-1);
     F zv{}, stored{};
     if constexpr (kDepth) {
         zv = V::loadF(z);
-        stored = V::loadF(zrow);
+        stored = whole ? V::loadF(zrow) : V::bitsF(V::loadPart(zrow, 4, m));
         write = Rule::kTraits.depth == DepthTest::kGreater ? V::gt(stored, zv) : V::ge(stored, zv);
         if (!V::any(write)) return;
     }
     if constexpr (kMerge) {
-        const I old = Fmt::template load<V>(px);
+        const I old = loadPixels();
         const I out = Rule::template lanes<V, Fmt>(k, e, V::loadF(p), old, write);
         if (!V::any(write)) return;
-        Fmt::template store<V>(px, V::select(write, out, old));
-        if constexpr (kDepth) V::storeF(zrow, V::selectF(write, zv, stored));
+        storePixels(V::select(write, out, old));
+        if constexpr (kDepth) {
+            const F zNew = V::selectF(write, zv, stored);
+            if (whole)
+                V::storeF(zrow, zNew);
+            else
+                V::storePart(zrow, V::bitsI(zNew), 4, m);
+        }
     } else {
-        Fmt::template store<V>(px, Rule::template lanes<V, Fmt>(k, e, V::loadF(p), I{}, write));
+        storePixels(Rule::template lanes<V, Fmt>(k, e, V::loadF(p), I{}, write));
     }
 }
 
-// A block: whole groups in place, the rest through a padded copy.
 template <class V, class Rule, class Fmt>
 void laneBlock(const SpanContext& k, const RowEnds& e, const SpanBlock& b) {
     constexpr int W = V::kLanes;
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
-    int i = 0;
-    for (; i + W <= b.n; i += W)
-        laneGroup<V, Rule, Fmt>(k, e, b.p + i, b.z + i, kDepth ? b.zrow + i : nullptr, b.px + i * Fmt::kBytes);
-    const int m = b.n - i;
-    if (m == 0) return;
-    // The padding lanes repeat the last pixel's values and are not copied back.
-    float p[W], z[W], zrow[W];
-    unsigned char px[W * 4];
-    for (int j = 0; j < W; ++j) {
-        const int from = i + (j < m ? j : m - 1);
-        p[j] = b.p[from];
-        if constexpr (kDepth) {
-            z[j] = b.z[from];
-            zrow[j] = b.zrow[from];
-        }
-        std::memcpy(px + j * Fmt::kBytes, b.px + from * Fmt::kBytes, Fmt::kBytes);
-    }
-    laneGroup<V, Rule, Fmt>(k, e, p, z, zrow, px);
-    std::memcpy(b.px + i * Fmt::kBytes, px, static_cast<std::size_t>(m) * Fmt::kBytes);
-    if constexpr (kDepth) std::memcpy(b.zrow + i, zrow, static_cast<std::size_t>(m) * sizeof(float));
+    for (int i = 0; i < b.n; i += W)
+        laneGroup<V, Rule, Fmt>(k, e, b.p + i, b.z + i, kDepth ? b.zrow + i : nullptr, b.px + i * Fmt::kBytes,
+                                b.n - i < W ? b.n - i : W);
 }
 
 }  // namespace kwr

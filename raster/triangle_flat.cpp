@@ -19,7 +19,7 @@ void writeFlatSpan(unsigned char* p, int count, const SolidColor& c, const IntBl
         // No blending at 8 bpp: the span takes the colour's low (blue) byte.
         std::memset(p, static_cast<int>(c.c32 & 0xFFu), static_cast<std::size_t>(count));
     } else {
-        for (int i = 0; i < count; ++i, p += Fmt::kBytes) Fmt::blendInt(p, b);
+        blendIntRun<Fmt>(p, count, b);
     }
 }
 

@@ -20,22 +20,28 @@ class DibStream;
 // Rows of the triangle rasteriser's scan-line table.  Surfaces taller than
 // this are refused when the frame buffer is created.
 constexpr int kScanLineRows = 4096;
+// Each array of the table holds a few entries more than it has rows, so
+// that one row of different arrays lies at different offsets within 4 KiB
+// (20 bytes apart).  The edge walk stores a row's ends and attributes and
+// then loads that row's other end; at equal offsets the processor would
+// take the load for dependent on those stores and hold it back.
+constexpr int kScanLineStride = kScanLineRows + 5;
 
 // Per-row edge records of the triangle rasteriser.  For every row the
 // leftmost span pixel and its attributes, and the rightmost span pixel and
 // the attributes of the edge crossing just right of it.  Colour channels are
 // 0 red, 1 green, 2 blue, 3 alpha, each 0..255 as float.
 struct ScanLineTable {
-    std::int32_t scanLeftX[kScanLineRows];
-    std::int32_t scanRightX[kScanLineRows];
-    float scanLeftZ[kScanLineRows];
-    float scanRightZ[kScanLineRows];
-    float scanLeftColor[4][kScanLineRows];
-    float scanRightColor[4][kScanLineRows];
-    float scanLeftU[kScanLineRows];
-    float scanRightU[kScanLineRows];
-    float scanLeftV[kScanLineRows];
-    float scanRightV[kScanLineRows];
+    std::int32_t scanLeftX[kScanLineStride];
+    std::int32_t scanRightX[kScanLineStride];
+    float scanLeftZ[kScanLineStride];
+    float scanRightZ[kScanLineStride];
+    float scanLeftColor[4][kScanLineStride];
+    float scanRightColor[4][kScanLineStride];
+    float scanLeftU[kScanLineStride];
+    float scanRightU[kScanLineStride];
+    float scanLeftV[kScanLineStride];
+    float scanRightV[kScanLineStride];
 };
 
 struct RenderState {

@@ -150,6 +150,29 @@ TEST(SpanLevels, EveryLevelDrawsThePlainBytes) {
     }
 }
 
+// The two-pixel integer blend of a run against the per-pixel blend, for
+// every weight, with the alpha byte blended and kept.
+TEST(SpanLevels, BlendRunEqualsPixelBlend) {
+    std::mt19937 rng(5);
+    unsigned char run[7 * 4], one[7 * 4];
+    for (std::uint32_t a1 = 1; a1 <= 256; ++a1) {
+        for (bool keepAlpha : {false, true}) {
+            const std::uint32_t c = rng();
+            const kwr::IntBlend w{256 - a1,
+                                  (c & 0xFF) * a1,
+                                  ((c >> 8) & 0xFF) * a1,
+                                  ((c >> 16) & 0xFF) * a1,
+                                  keepAlpha ? 256 : 256 - a1,
+                                  keepAlpha ? 0 : 255 * a1};
+            for (auto& b : run) b = static_cast<unsigned char>(rng() % 4 == 0 ? 255 * (rng() % 2) : rng());
+            std::memcpy(one, run, sizeof run);
+            kwr::blendIntRun<kwr::Format32>(run, 7, w);
+            for (int i = 0; i < 7; ++i) kwr::Format32::blendInt(one + 4 * i, w);
+            ASSERT_EQ(std::memcmp(run, one, sizeof run), 0) << "weight " << a1 << " keep alpha " << keepAlpha;
+        }
+    }
+}
+
 #if KWR_X86_64
 // The division-free forms of the lane blocks over their whole domain.
 TEST(SpanLevels, DivisionFreeFormsEqualDivisions) {

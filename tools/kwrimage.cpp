@@ -26,11 +26,11 @@ int fail(const char* what, const KWRImage& image) {
     return 1;
 }
 
-// A whole decimal number in 1..limit.
-bool parseNumber(const char* s, long limit, long& value) {
+// A decimal number in 1..limit followed by `stop` (0: the end of the text).
+bool parseNumber(const char* s, long limit, char stop, long& value) {
     char* end = nullptr;
     value = std::strtol(s, &end, 10);
-    return end != s && value >= 1 && value <= limit && (*end == 0 || *end == 'x' || *end == 'X');
+    return end != s && value >= 1 && value <= limit && (*end == stop || (stop == 'x' && *end == 'X'));
 }
 
 const char* compressionName(int c) {
@@ -67,13 +67,13 @@ int convert(int argc, char** argv) {
     for (int i = 4; i < argc; i += 2) {
         if (i + 1 >= argc) return usage();
         if (std::strcmp(argv[i], "--bpp") == 0) {
-            if (!parseNumber(argv[i + 1], 32, bpp) || std::strchr(argv[i + 1], 'x') != nullptr) return usage();
+            if (!parseNumber(argv[i + 1], 32, 0, bpp)) return usage();
             if (bpp != 1 && bpp != 4 && bpp != 8 && bpp != 16 && bpp != 24 && bpp != 32) return usage();
         } else if (std::strcmp(argv[i], "--size") == 0) {
             const char* s = argv[i + 1];
             const char* x = std::strpbrk(s, "xX");
-            if (x == nullptr || !parseNumber(s, KWR_IMAGE_MAX_WIDTH, width) ||
-                !parseNumber(x + 1, KWR_IMAGE_MAX_HEIGHT, height))
+            if (x == nullptr || !parseNumber(s, KWR_IMAGE_MAX_WIDTH, 'x', width) ||
+                !parseNumber(x + 1, KWR_IMAGE_MAX_HEIGHT, 0, height))
                 return usage();
         } else {
             return usage();

@@ -22,6 +22,7 @@ fi
 out_given=no
 for a in "$@"; do [ "$a" = --out ] && out_given=yes; done
 [ $out_given = yes ] || set -- --out docs/benchmarks.md "$@"
+if version=$(git describe --always --dirty 2>/dev/null); then set -- --label "$version" "$@"; fi
 
 cmake --preset native >/dev/null
 cmake --build --preset native --target kwrender_peer_bench -j2

@@ -15,7 +15,11 @@ namespace {
 
 #if defined(KWR_IMAGEMAGICK)
 
-std::string tempPath(const std::string& name) { return ::testing::TempDir() + "kwr_interop_" + name; }
+// Named after the running test as well: ctest runs the cases in parallel.
+std::string tempPath(const std::string& name) {
+    const ::testing::TestInfo* test = ::testing::UnitTest::GetInstance()->current_test_info();
+    return ::testing::TempDir() + "kwr_interop_" + (test != nullptr ? test->name() : "") + "_" + name;
+}
 
 bool run(const std::string& args) {
     const std::string cmd = std::string("\"") + KWR_IMAGEMAGICK + "\" " + args + " 2>&1";
