@@ -1,5 +1,5 @@
 // The DIB surface: header block, row size, colour tables, release of blocks
-// by allocation kind, error codes and their texts.
+// by allocation kind and error codes (their texts: ImageLoad.ErrorTexts).
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -120,13 +120,6 @@ TEST(DibStream, BlocksAreReleasedByTheirKind) {
     DibStream notOwned;
     notOwned.bits = pixels;  // destroyed without freeing
     EXPECT_EQ(pixels[3], 4);
-}
-
-TEST(DibStream, ErrorTexts) {
-    EXPECT_STREQ(kwr::dibErrorText(0), "");
-    EXPECT_STREQ(kwr::dibErrorText(2), "allocate memory");
-    EXPECT_STREQ(kwr::dibErrorText(9), "load interrput");  // the system's own spelling
-    for (int code : {10, -1, INT_MIN}) EXPECT_STREQ(kwr::dibErrorText(code), "(undefined)");
 }
 
 #if !defined(_WIN32)

@@ -298,8 +298,7 @@ TEST(ImageLoad, ErrorTexts) {
     const char* texts[] = {"",           "some error",    "allocate memory", "open file",      "read file",
                            "write file", "invalid image", "unsupport type",  "not match type", "load interrput"};
     for (int code = 0; code <= 9; ++code) EXPECT_STREQ(KWRImage::kwrErrorText(code), texts[code]);
-    EXPECT_STREQ(KWRImage::kwrErrorText(10), "(undefined)");
-    EXPECT_STREQ(KWRImage::kwrErrorText(-1), "(undefined)");
+    for (int code : {10, -1, INT32_MIN}) EXPECT_STREQ(KWRImage::kwrErrorText(code), "(undefined)");
 }
 
 }  // namespace

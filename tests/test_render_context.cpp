@@ -17,13 +17,6 @@ TEST(RenderContext, FreshObjectDefaults) {
     const kwr::RenderState& s = kwr::Access::state(*r);
     EXPECT_EQ(r->kwrGetColor(), 0xFF000000u);
     EXPECT_EQ(s.renderBpp, 24);
-    EXPECT_EQ(s.zTestActive, 1);
-    EXPECT_EQ(s.alphaEnable, 0);
-    EXPECT_EQ(r->kwrGetZBuffer(), nullptr);
-    EXPECT_EQ(s.texture, kwr::kBuiltinTexel);
-    EXPECT_EQ(s.alphaMap, kwr::kBuiltinTexel);
-    const unsigned char white[4] = {0xFF, 0xFF, 0xFF, 0xFF};
-    EXPECT_EQ(std::memcmp(kwr::kBuiltinTexel, white, 4), 0);
     EXPECT_EQ(r->kwrSetRenderBpp(12), 0);
     EXPECT_EQ(s.renderBpp, 24);
     EXPECT_EQ(r->kwrSetRenderBpp(32), 1);
@@ -111,23 +104,6 @@ TEST(RenderContext, InitGeometryFailuresAndRelease) {
     r->kwrDestroy();
     EXPECT_EQ(s.bits, nullptr);
     EXPECT_EQ(s.clipBottom, -1);
-}
-
-TEST(RenderContext, PaletteIsColourCubeThenGreyRamp) {
-    Surface s(8, 4, 2);
-    void* header = nullptr;
-    void* pixels = nullptr;
-    ASSERT_EQ(s->kwrGetDib(&header, &pixels), 1);
-    const unsigned char* table = static_cast<const unsigned char*>(header) + 40;
-    for (int i = 0; i < 216; ++i) {
-        const unsigned char* e = table + 4 * i;
-        EXPECT_EQ(e[2], i / 36 * 43);
-        EXPECT_EQ(e[1], i / 6 % 6 * 43);
-        EXPECT_EQ(e[0], i % 6 * 43);
-        EXPECT_EQ(e[3], 0);
-    }
-    EXPECT_EQ(table[4 * 216], 216);
-    EXPECT_EQ(table[4 * 255 + 1], 255);
 }
 
 // Clearing fills every pixel with the colour's bytes, the row padding too at
