@@ -96,23 +96,13 @@ bool Input::read(void* dst, std::size_t n) {
 }
 
 bool Input::skip(std::uint64_t n) {
-    const std::uint64_t held = static_cast<std::uint64_t>(end_ - cur_);
-    if (n <= held) {
-        cur_ += n;
-        return true;
-    }
-    if (file_ == nullptr) {
-        cur_ = end_;
-        return false;
-    }
-    // Drop the buffer and move the file position in steps that fit a long.
-    n -= held;
-    base_ += static_cast<std::uint64_t>(end_ - start_) + n;
-    start_ = cur_ = end_ = buffer_;
+    // Read over rather than seek: a seek past the end of a file succeeds, so
+    // a file would then end later than the same bytes in memory do.
     while (n != 0) {
-        const std::uint64_t step = std::min<std::uint64_t>(n, 0x40000000u);
-        if (std::fseek(file_, static_cast<long>(step), SEEK_CUR) != 0) return false;
-        n -= step;
+        if (cur_ == end_ && !refill()) return false;
+        const std::uint64_t chunk = std::min<std::uint64_t>(n, static_cast<std::uint64_t>(end_ - cur_));
+        cur_ += chunk;
+        n -= chunk;
     }
     return true;
 }

@@ -29,8 +29,7 @@ public:
     // Copies the next n bytes to dst; false (and dst partly written) when
     // the source ends first.
     bool read(void* dst, std::size_t n);
-    // Passes over n bytes; false when the source ends first (for a file this
-    // may only show at the next read).
+    // Passes over n bytes; false when the source ends first.
     bool skip(std::uint64_t n);
     // The next byte, or -1 at the end.
     int get() {

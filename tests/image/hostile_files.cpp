@@ -61,6 +61,8 @@ std::vector<Hostile> hostileFiles() {
         // Pixel offset inside the headers, or past the end of the file.
         {"offset_inside_header", patched32(b24, kPixelOffset, 30), KWR_IMAGE_INVALID_IMAGE, all, {}},
         {"offset_past_end", patched32(b24, kPixelOffset, 0xFFFFFFF0u), KWR_IMAGE_READ_FILE, all, {}},
+        // (Found by the fuzzer: a file seeked past its end where memory ended.)
+        {"rle_offset_past_end", patched32(rle4({1, 1, 0, 1}), kPixelOffset, 0xFFFF8Au), KWR_IMAGE_READ_FILE, all, {}},
         // Zero, negative and huge dimensions; size products that wrap.
         {"zero_width", patched32(b24, kWidth, 0), KWR_IMAGE_INVALID_IMAGE, all, {}},
         {"zero_height", patched32(b24, kHeight, 0), KWR_IMAGE_INVALID_IMAGE, all, {}},
