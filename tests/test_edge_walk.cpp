@@ -26,11 +26,7 @@ std::vector<int> lefts(const kwr::RenderState& s, int from, int to) {
     return v;
 }
 
-KWColor col(std::uint32_t c) {
-    KWColor k;
-    k.argb = c;
-    return k;
-}
+KWColor col(std::uint32_t c) { return KWColor{c}; }
 
 }  // namespace
 

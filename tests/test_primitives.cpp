@@ -86,15 +86,10 @@ TEST(Bitmaps, LeastSignificantBitFirstAndClipped) {
 namespace {
 // A 32-bit source whose pixel (x, y) has blue x, green y, red 7, alpha 9.
 std::vector<unsigned char> source32(int w, int h) {
-    std::vector<unsigned char> v(static_cast<std::size_t>(w * h * 4));
+    std::vector<unsigned char> v;
     for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) {
-            unsigned char* p = &v[static_cast<std::size_t>((y * w + x) * 4)];
-            p[0] = static_cast<unsigned char>(x);
-            p[1] = static_cast<unsigned char>(y);
-            p[2] = 7;
-            p[3] = 9;
-        }
+        for (int x = 0; x < w; ++x)
+            v.insert(v.end(), {static_cast<unsigned char>(x), static_cast<unsigned char>(y), 7, 9});
     return v;
 }
 }  // namespace
