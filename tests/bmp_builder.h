@@ -20,7 +20,7 @@ inline void put32(Bytes& b, std::uint32_t v) {
     put16(b, v >> 16);
 }
 
-struct BmpSpec {
+struct BmpLayout {
     std::uint32_t headerSize = 40;    // 12, 40, 52, 56, 108, 124 (or a lie)
     std::int32_t width = 1;
     std::int32_t height = 1;          // negative: top-down
@@ -36,7 +36,7 @@ struct BmpSpec {
     std::uint16_t magic = 0x4D42;
 };
 
-inline Bytes buildBmp(const BmpSpec& s) {
+inline Bytes buildBmp(const BmpLayout& s) {
     Bytes info;
     put32(info, s.headerSize);
     if (s.headerSize == 12) {

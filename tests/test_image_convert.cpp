@@ -180,7 +180,7 @@ TEST(ImageConvert, NearestNeighbourResampling) {
 
 TEST(ImageTexture, TexturedTriangleFromAFile) {
     // A 2 x 2 texture file: top row red, green; bottom row blue, white.
-    bmptest::BmpSpec s;
+    bmptest::BmpLayout s;
     s.width = 2;
     s.height = 2;
     s.pixels = {0xFF, 0, 0, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 0xFF, 0, 0xFF, 0, 0, 0};

@@ -12,7 +12,7 @@
 
 namespace {
 
-using bmptest::BmpSpec;
+using bmptest::BmpLayout;
 using bmptest::Bytes;
 
 int loadError(const Bytes& file, const KWRImageLoadOptions* options = nullptr) {
@@ -28,8 +28,8 @@ int loadError(const Bytes& file, const KWRImageLoadOptions* options = nullptr) {
 
 // A 2 x 2 24-bit picture: top row 0x778899, 0xAABBCC; bottom row 0x112233,
 // 0x445566; stored bottom-up (or top-down), rows padded to 8 bytes.
-BmpSpec picture24(bool topDown = false) {
-    BmpSpec s;
+BmpLayout picture24(bool topDown = false) {
+    BmpLayout s;
     s.width = 2;
     s.height = topDown ? -2 : 2;
     const Bytes bottom = {0x33, 0x22, 0x11, 0x66, 0x55, 0x44, 0, 0};
@@ -48,7 +48,7 @@ void expectPicture24(const KWRImage& image) {
 
 TEST(ImageLoad, EveryHeaderSizeAndBothRowOrders) {
     for (std::uint32_t size : {12u, 40u, 52u, 56u, 108u, 124u}) {
-        BmpSpec s = picture24();
+        BmpLayout s = picture24();
         s.headerSize = size;
         const Bytes file = bmptest::buildBmp(s);
         KWRImage image;
@@ -68,7 +68,7 @@ TEST(ImageLoad, EveryHeaderSizeAndBothRowOrders) {
 
 TEST(ImageLoad, ColourTables) {
     // Core header: 3-byte entries, as many as fit before the pixel data.
-    BmpSpec core;
+    BmpLayout core;
     core.headerSize = 12;
     core.width = 4;
     core.bpp = 8;
@@ -83,7 +83,7 @@ TEST(ImageLoad, ColourTables) {
 
     // A short table (biClrUsed 2): indices beyond it are black, the rest of
     // the image's table is zero.
-    BmpSpec shortTable;
+    BmpLayout shortTable;
     shortTable.width = 3;
     shortTable.bpp = 8;
     shortTable.clrUsed = 2;
@@ -99,7 +99,7 @@ TEST(ImageLoad, ColourTables) {
     EXPECT_EQ(table[4 * 200 + 2], 0);
 
     // biClrUsed 0 at 1 bit: the full table of two; bits from the high end.
-    BmpSpec mono;
+    BmpLayout mono;
     mono.width = 10;
     mono.bpp = 1;
     mono.table = {0x000000, 0xFFFFFF};
@@ -140,7 +140,7 @@ TEST(ImageLoad, BitFields) {
         {"8-8-8 in a 52-byte header", 52, 3, 32, {0xFF0000, 0xFF00, 0xFF}, 0x00123456, 32, 0x00123456u},
     };
     for (const FieldCase& c : cases) {
-        BmpSpec s;
+        BmpLayout s;
         s.headerSize = c.headerSize;
         s.compression = c.compression;
         s.bpp = c.bpp;
@@ -156,7 +156,7 @@ TEST(ImageLoad, BitFields) {
     const std::vector<std::uint32_t> bad[] = {
         {0, 0x07E0, 0x001F}, {0xF800, 0x0FE0, 0x001F}, {0xF100, 0x07E0, 0x001F}, {0x1F0000, 0x07E0, 0x001F}};
     for (const auto& masks : bad) {
-        BmpSpec s;
+        BmpLayout s;
         s.compression = 3;
         s.bpp = 16;
         s.masks = masks;
@@ -168,7 +168,7 @@ TEST(ImageLoad, BitFields) {
 TEST(ImageLoad, RunLengthEscapes) {
     // 8 bits, 6 x 3: a run, an odd absolute run with its pad byte, end of
     // line, a delta over a row, a run clipped at the row's end, end of bitmap.
-    BmpSpec s;
+    BmpLayout s;
     s.width = 6;
     s.height = 3;
     s.bpp = 8;
@@ -215,34 +215,34 @@ TEST(ImageLoad, FailureCodes) {
     EXPECT_EQ(loadError(Bytes(good.begin(), good.end() - 1)), KWR_IMAGE_READ_FILE);
     EXPECT_EQ(loadError(Bytes(good.begin(), good.begin() + 30)), KWR_IMAGE_READ_FILE);
 
-    auto withSpec = [](void (*change)(BmpSpec&)) {
-        BmpSpec s = picture24();
+    auto withLayout = [](void (*change)(BmpLayout&)) {
+        BmpLayout s = picture24();
         change(s);
         return loadError(bmptest::buildBmp(s));
     };
-    EXPECT_EQ(withSpec([](BmpSpec& s) { s.magic = 0x4142; }), KWR_IMAGE_INVALID_IMAGE);
-    EXPECT_EQ(withSpec([](BmpSpec& s) { s.planes = 2; }), KWR_IMAGE_INVALID_IMAGE);
-    EXPECT_EQ(withSpec([](BmpSpec& s) { s.width = 0; }), KWR_IMAGE_INVALID_IMAGE);
-    EXPECT_EQ(withSpec([](BmpSpec& s) { s.width = -2; }), KWR_IMAGE_INVALID_IMAGE);
-    EXPECT_EQ(withSpec([](BmpSpec& s) { s.height = 0; }), KWR_IMAGE_INVALID_IMAGE);
-    EXPECT_EQ(withSpec([](BmpSpec& s) { s.offset = 20; }), KWR_IMAGE_INVALID_IMAGE);
+    EXPECT_EQ(withLayout([](BmpLayout& s) { s.magic = 0x4142; }), KWR_IMAGE_INVALID_IMAGE);
+    EXPECT_EQ(withLayout([](BmpLayout& s) { s.planes = 2; }), KWR_IMAGE_INVALID_IMAGE);
+    EXPECT_EQ(withLayout([](BmpLayout& s) { s.width = 0; }), KWR_IMAGE_INVALID_IMAGE);
+    EXPECT_EQ(withLayout([](BmpLayout& s) { s.width = -2; }), KWR_IMAGE_INVALID_IMAGE);
+    EXPECT_EQ(withLayout([](BmpLayout& s) { s.height = 0; }), KWR_IMAGE_INVALID_IMAGE);
+    EXPECT_EQ(withLayout([](BmpLayout& s) { s.offset = 20; }), KWR_IMAGE_INVALID_IMAGE);
     Bytes pastTheEnd = good;
     pastTheEnd[11] = 0x10;  // pixel data offset 4096 + 54 in a 70-byte file
     EXPECT_EQ(loadError(pastTheEnd), KWR_IMAGE_READ_FILE);
-    EXPECT_EQ(withSpec([](BmpSpec& s) { s.headerSize = 8; }), KWR_IMAGE_INVALID_IMAGE);
-    EXPECT_EQ(withSpec([](BmpSpec& s) { s.headerSize = 64; }), KWR_IMAGE_UNSUPPORT_TYPE);
-    EXPECT_EQ(withSpec([](BmpSpec& s) { s.bpp = 2; }), KWR_IMAGE_UNSUPPORT_TYPE);
-    EXPECT_EQ(withSpec([](BmpSpec& s) { s.compression = 4; }), KWR_IMAGE_UNSUPPORT_TYPE);
-    EXPECT_EQ(withSpec([](BmpSpec& s) { s.compression = 1; }), KWR_IMAGE_INVALID_IMAGE);
-    EXPECT_EQ(withSpec([](BmpSpec& s) { s.compression = 3; s.masks = {0xFF0000, 0xFF00, 0xFF}; }),
+    EXPECT_EQ(withLayout([](BmpLayout& s) { s.headerSize = 8; }), KWR_IMAGE_INVALID_IMAGE);
+    EXPECT_EQ(withLayout([](BmpLayout& s) { s.headerSize = 64; }), KWR_IMAGE_UNSUPPORT_TYPE);
+    EXPECT_EQ(withLayout([](BmpLayout& s) { s.bpp = 2; }), KWR_IMAGE_UNSUPPORT_TYPE);
+    EXPECT_EQ(withLayout([](BmpLayout& s) { s.compression = 4; }), KWR_IMAGE_UNSUPPORT_TYPE);
+    EXPECT_EQ(withLayout([](BmpLayout& s) { s.compression = 1; }), KWR_IMAGE_INVALID_IMAGE);
+    EXPECT_EQ(withLayout([](BmpLayout& s) { s.compression = 3; s.masks = {0xFF0000, 0xFF00, 0xFF}; }),
               KWR_IMAGE_INVALID_IMAGE);
-    EXPECT_EQ(withSpec([](BmpSpec& s) { s.bpp = 8; s.clrUsed = 257; }), KWR_IMAGE_INVALID_IMAGE);
-    EXPECT_EQ(withSpec([](BmpSpec& s) { s.bpp = 8; s.compression = 1; s.height = -2; }), KWR_IMAGE_INVALID_IMAGE);
+    EXPECT_EQ(withLayout([](BmpLayout& s) { s.bpp = 8; s.clrUsed = 257; }), KWR_IMAGE_INVALID_IMAGE);
+    EXPECT_EQ(withLayout([](BmpLayout& s) { s.bpp = 8; s.compression = 1; s.height = -2; }), KWR_IMAGE_INVALID_IMAGE);
     // Sizes far beyond the caps fail before anything is allocated or read.
-    EXPECT_EQ(withSpec([](BmpSpec& s) { s.width = INT32_MAX; s.height = INT32_MAX; }), KWR_IMAGE_ALLOCATE_MEMORY);
-    EXPECT_EQ(withSpec([](BmpSpec& s) { s.height = INT32_MIN; }), KWR_IMAGE_ALLOCATE_MEMORY);
-    EXPECT_EQ(withSpec([](BmpSpec& s) { s.width = KWR_IMAGE_MAX_WIDTH + 1; }), KWR_IMAGE_ALLOCATE_MEMORY);
-    EXPECT_EQ(withSpec([](BmpSpec& s) { s.width = 20000; s.height = -20000; }), KWR_IMAGE_ALLOCATE_MEMORY);
+    EXPECT_EQ(withLayout([](BmpLayout& s) { s.width = INT32_MAX; s.height = INT32_MAX; }), KWR_IMAGE_ALLOCATE_MEMORY);
+    EXPECT_EQ(withLayout([](BmpLayout& s) { s.height = INT32_MIN; }), KWR_IMAGE_ALLOCATE_MEMORY);
+    EXPECT_EQ(withLayout([](BmpLayout& s) { s.width = KWR_IMAGE_MAX_WIDTH + 1; }), KWR_IMAGE_ALLOCATE_MEMORY);
+    EXPECT_EQ(withLayout([](BmpLayout& s) { s.width = 20000; s.height = -20000; }), KWR_IMAGE_ALLOCATE_MEMORY);
 
     KWRImage missing;
     EXPECT_EQ(missing.kwrLoad("no such file.bmp"), 0);
@@ -267,7 +267,7 @@ TEST(ImageLoad, DepthMaskCapsAndCancel) {
     EXPECT_EQ(loadError(file, &caps), KWR_IMAGE_ALLOCATE_MEMORY);
     caps.maxPixelBytes = 16;
     EXPECT_EQ(loadError(file, &caps), KWR_IMAGE_OK);
-    BmpSpec wide = picture24();
+    BmpLayout wide = picture24();
     wide.width = KWR_IMAGE_MAX_WIDTH + 1;
     caps.maxWidth = 1 << 30;
     caps.maxPixelBytes = 0;

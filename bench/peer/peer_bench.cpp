@@ -47,7 +47,7 @@ constexpr std::size_t kFrameBytes = std::size_t(kWidth) * kHeight * 4;
 
 enum class Kind { Kwrender, Llvmpipe, Sdl };
 
-struct PeerSpec {
+struct PeerConfig {
     const char* key;    // for --peers
     std::string title;  // column heading
     Kind kind;
@@ -131,14 +131,14 @@ double bestFrame(bool processorTime, double budget, Clear clear, Draw draw) {
     return best;
 }
 
-std::unique_ptr<Peer> makePeer(const PeerSpec& spec, const Texture& texture) {
-    switch (spec.kind) {
-    case Kind::Kwrender: return makeKwrenderPeer(spec.bpp, texture);
+std::unique_ptr<Peer> makePeer(const PeerConfig& config, const Texture& texture) {
+    switch (config.kind) {
+    case Kind::Kwrender: return makeKwrenderPeer(config.bpp, texture);
 #ifdef KWR_PEER_OSMESA
     case Kind::Llvmpipe:
         // llvmpipe reads its thread count when the first context is made.
-        if (spec.lpThreads)
-            setenv("LP_NUM_THREADS", spec.lpThreads, 1);
+        if (config.lpThreads)
+            setenv("LP_NUM_THREADS", config.lpThreads, 1);
         else
             unsetenv("LP_NUM_THREADS");
         return makeOsmesaPeer(texture);
@@ -164,7 +164,7 @@ public:
         double budget;
     };
 
-    ChildPeer(const PeerSpec& spec, Mode m, const std::vector<TriangleSet>& sets, const Texture& texture,
+    ChildPeer(const PeerConfig& config, Mode m, const std::vector<TriangleSet>& sets, const Texture& texture,
               Report& report)
         : report_(report) {
         std::memset(static_cast<void*>(&report_), 0, offsetof(Report, frame));
@@ -175,7 +175,7 @@ public:
         if (pid_ == 0) {
             close(toChild[1]);
             close(toParent[0]);
-            serve(spec, m, sets, texture, report_, toChild[0], toParent[1]);
+            serve(config, m, sets, texture, report_, toChild[0], toParent[1]);
             std::fflush(nullptr);
             _exit(0);
         }
@@ -214,7 +214,7 @@ private:
     }
 
     // The child's side: the shared Report lies at the same address here.
-    static void serve(const PeerSpec& spec, Mode m, const std::vector<TriangleSet>& sets, const Texture& texture,
+    static void serve(const PeerConfig& config, Mode m, const std::vector<TriangleSet>& sets, const Texture& texture,
                       Report& out, int commands, int answers) {
         std::unique_ptr<Peer> peer;
         int prepared = -1;
@@ -222,8 +222,8 @@ private:
         while (read(commands, &c, sizeof c) == ssize_t(sizeof c) && c.op != Quit) {
             try {
                 if (c.op == Start) {
-                    peer = makePeer(spec, texture);
-                    start(*peer, spec.singleThread, m, sets, c.budget, out);
+                    peer = makePeer(config, texture);
+                    start(*peer, config.singleThread, m, sets, c.budget, out);
                 } else if (out.state == Report::Measured) {
                     const std::size_t n = sets[c.set].triangles();
                     const auto clear = [&] { peer->clear(); };
@@ -234,7 +234,7 @@ private:
                         peer->draw(n);  // warms caches and compiles what the peer compiles
                         if (c.set == kCheckSet) out.hasFrame = peer->readFrame(out.frame) ? 1 : 0;
                     }
-                    const double t = std::max(1e-9, bestFrame(spec.singleThread, c.budget, clear, [&] { peer->draw(n); }) - out.fixedCost);
+                    const double t = std::max(1e-9, bestFrame(config.singleThread, c.budget, clear, [&] { peer->draw(n); }) - out.fixedCost);
                     double& best = out.seconds[c.set];
                     best = best > 0 ? std::min(best, t) : t;
                 }
@@ -407,7 +407,7 @@ public:
         const bool sdl = false;
 #endif
         const std::string cores = std::to_string(std::max(1u, std::thread::hardware_concurrency()));
-        specs_ = {
+        configs_ = {
             {"kwr32", "kwrender 32 bpp", Kind::Kwrender, 32, nullptr, true, true},
             {"llvmpipe1", "llvmpipe 1 thread", Kind::Llvmpipe, 0, "0", true, osmesa},
             {"llvmpipe", "llvmpipe " + cores + " threads (default)", Kind::Llvmpipe, 0, nullptr, false, osmesa},
@@ -416,15 +416,15 @@ public:
             {"kwr16", "kwrender 16 bpp", Kind::Kwrender, 16, nullptr, true, true},
             {"kwr8", "kwrender 8 bpp", Kind::Kwrender, 8, nullptr, true, true},
         };
-        for (auto& s : specs_)
+        for (auto& s : configs_)
             if (!selected(opt_.peers, s.key)) s.available = false;
         for (Mode m : kModes)
             if (selected(opt_.modes, modeKey(m))) modes_.push_back(m);
         const char* sizeKeys[kSetCount] = {"8", "50", "500", "20000", "full"};
         for (const char* k : sizeKeys) chosenSets_.push_back(selected(opt_.sizes, k));
-        results_.assign(specs_.size(), std::vector<Result>(kModeCount));
-        describe_.assign(specs_.size(), std::string());
-        difference_.assign(specs_.size(), std::vector<Difference>(kModeCount));
+        results_.assign(configs_.size(), std::vector<Result>(kModeCount));
+        describe_.assign(configs_.size(), std::string());
+        difference_.assign(configs_.size(), std::vector<Difference>(kModeCount));
     }
 
     void run() {
@@ -436,7 +436,7 @@ public:
         memset_ = memsetSeconds(cellBudget);
         std::fprintf(stderr, "memset of the frame: %.0f Mpix/s\n", memsetMpix());
         const Texture texture = makeTexture();
-        const std::size_t peers = specs_.size();
+        const std::size_t peers = configs_.size();
         void* mapping =
             mmap(nullptr, peers * sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
         if (mapping == MAP_FAILED) throw std::runtime_error("no shared memory for the child processes");
@@ -448,8 +448,8 @@ public:
             {
                 std::vector<std::unique_ptr<ChildPeer>> children(peers);
                 for (std::size_t p = 0; p < peers; ++p)
-                    if (specs_[p].available)
-                        children[p] = std::make_unique<ChildPeer>(specs_[p], m, sets_, texture, shared[p]);
+                    if (configs_[p].available)
+                        children[p] = std::make_unique<ChildPeer>(configs_[p], m, sets_, texture, shared[p]);
                 for (auto& c : children)
                     if (c) c->send({ChildPeer::Start, 0, cellBudget / 4});
                 for (int i = 0; i < kSetCount; ++i) {
@@ -460,7 +460,7 @@ public:
                 }
             }  // the children quit here
             for (std::size_t p = 0; p < peers; ++p)
-                if (specs_[p].available) collect(p, m, shared[p], shared[0]);
+                if (configs_[p].available) collect(p, m, shared[p], shared[0]);
         }
         munmap(mapping, peers * sizeof(Report));
         memset_ = std::min(memset_, memsetSeconds(cellBudget));
@@ -485,7 +485,7 @@ public:
     // with one thread.
     std::string summary() const {
         std::string s = machineLine();
-        if (!spec(1).available) return s + "\nllvmpipe was not built: no comparison.\n";
+        if (!config(1).available) return s + "\nllvmpipe was not built: no comparison.\n";
         s += "\n\nMpix/s of kwrender 32 bpp / llvmpipe 1 thread (ratio), same triangles, same run; memset of the "
              "frame: " + fixed(memsetMpix(), 0) + " Mpix/s.\n\n";
         return s + modeBySizeTable("", [&](Mode m, int i) -> std::string {
@@ -496,14 +496,14 @@ public:
     }
 
 private:
-    const PeerSpec& spec(std::size_t p) const { return specs_[p]; }
+    const PeerConfig& config(std::size_t p) const { return configs_[p]; }
 
     double mpix(std::size_t p, Mode m, int set) const {
         return setPixels_[set] / results_[p][int(m)].seconds[set] / 1e6;
     }
 
     bool measured(std::size_t p, Mode m) const {
-        return spec(p).available && results_[p][int(m)].state == Report::Measured;
+        return config(p).available && results_[p][int(m)].state == Report::Measured;
     }
     bool measured(std::size_t p, Mode m, int set) const {
         return measured(p, m) && results_[p][int(m)].seconds[set] > 0;
@@ -512,8 +512,8 @@ private:
     // The fastest single-thread peer of the cell (kwrender excluded).
     double bestPeer(Mode m, int set) const {
         double best = 0;
-        for (std::size_t p = 0; p < specs_.size(); ++p)
-            if (spec(p).kind != Kind::Kwrender && spec(p).singleThread && measured(p, m, set))
+        for (std::size_t p = 0; p < configs_.size(); ++p)
+            if (config(p).kind != Kind::Kwrender && config(p).singleThread && measured(p, m, set))
                 best = std::max(best, mpix(p, m, set));
         return best;
     }
@@ -544,7 +544,7 @@ private:
 
     void progress(std::size_t p, Mode m) const {
         const Result& r = results_[p][int(m)];
-        std::fprintf(stderr, "%-16s %-26s", modeName(m), spec(p).title.c_str());
+        std::fprintf(stderr, "%-16s %-26s", modeName(m), config(p).title.c_str());
         if (r.state != Report::Measured) {
             std::fprintf(stderr, " %s\n", r.text.c_str());
             return;
@@ -580,10 +580,10 @@ private:
                         : "Each set holds about two frames of triangle area. ";
         s += "Whole run: " + fixed(elapsed_, 0) + " s.\n\n";
         s += "Peers:\n";
-        for (std::size_t p = 0; p < specs_.size(); ++p) {
-            if (!selected(opt_.peers, spec(p).key)) continue;
-            s += "- " + spec(p).title + ": ";
-            if (!spec(p).available) {
+        for (std::size_t p = 0; p < configs_.size(); ++p) {
+            if (!selected(opt_.peers, config(p).key)) continue;
+            s += "- " + config(p).title + ": ";
+            if (!config(p).available) {
                 s += "not built (its development files were not found), left out.\n";
                 continue;
             }
@@ -625,8 +625,8 @@ private:
     // Columns of the per-mode tables: kwrender 32 bpp and the peers.
     std::vector<std::size_t> peerColumns() const {
         std::vector<std::size_t> cols;
-        for (std::size_t p = 0; p < specs_.size(); ++p)
-            if (spec(p).available && (spec(p).kind != Kind::Kwrender || spec(p).bpp == 32)) cols.push_back(p);
+        for (std::size_t p = 0; p < configs_.size(); ++p)
+            if (config(p).available && (config(p).kind != Kind::Kwrender || config(p).bpp == 32)) cols.push_back(p);
         return cols;
     }
 
@@ -635,7 +635,7 @@ private:
         std::string s = "## " + std::string(modeName(m)) + "\n\n";
         std::string head = "| triangle size |", rule = "|---|";
         for (std::size_t p : cols) {
-            head += " " + spec(p).title + " |";
+            head += " " + config(p).title + " |";
             rule += "---|";
         }
         s += head + "\n" + rule + "\n";
@@ -647,7 +647,7 @@ private:
         s += "\n";
         for (std::size_t p : cols) {
             const Result& r = results_[p][int(m)];
-            s += "- " + spec(p).title + ": " + (r.state == Report::Measured ? r.how : r.text) + "\n";
+            s += "- " + config(p).title + ": " + (r.state == Report::Measured ? r.how : r.text) + "\n";
         }
         return s + "\n";
     }
@@ -670,7 +670,7 @@ private:
     }
 
     std::string ratioTable(const std::string& title, std::size_t against) const {
-        if (!spec(against).available) return "## " + title + "\n\nllvmpipe was not built: no ratios.\n\n";
+        if (!config(against).available) return "## " + title + "\n\nllvmpipe was not built: no ratios.\n\n";
         return modeBySizeTable(title, [&](Mode m, int i) -> std::string {
             if (!measured(0, m, i) || !measured(against, m, i)) return "—";
             return short3(mpix(0, m, i) / mpix(against, m, i));
@@ -689,11 +689,11 @@ private:
             "kwrender at 24, 16 and 8 bpp: frame time ÷ the 32 bpp frame time (target: 24 and 16 at most 1.5)",
             [&](Mode m, int i) -> std::string {
                 std::string c;
-                for (std::size_t p = 1; p < specs_.size(); ++p) {
-                    if (spec(p).kind != Kind::Kwrender || !measured(p, m, i) || !measured(0, m, i)) continue;
-                    c += std::string(c.empty() ? "" : " · ") + std::to_string(spec(p).bpp) + ": " +
+                for (std::size_t p = 1; p < configs_.size(); ++p) {
+                    if (config(p).kind != Kind::Kwrender || !measured(p, m, i) || !measured(0, m, i)) continue;
+                    c += std::string(c.empty() ? "" : " · ") + std::to_string(config(p).bpp) + ": " +
                          short3(results_[p][int(m)].seconds[i] / results_[0][int(m)].seconds[i]);
-                    if (spec(p).bpp == 8 && !modeIsFlat(m)) c += "\\*";
+                    if (config(p).bpp == 8 && !modeIsFlat(m)) c += "\\*";
                 }
                 return c.empty() ? "—" : c;
             });
@@ -712,7 +712,7 @@ private:
         for (std::size_t p : peerColumns())
             if (p != 0) cols.push_back(p);
         for (std::size_t p : cols) {
-            s += " " + spec(p).title + " |";
+            s += " " + config(p).title + " |";
             rule += "---|";
         }
         s += "\n" + rule + "\n";
@@ -742,7 +742,7 @@ private:
     }
 
     Options opt_;
-    std::vector<PeerSpec> specs_;
+    std::vector<PeerConfig> configs_;
     std::vector<Mode> modes_;
     std::vector<std::vector<Result>> results_;
     std::vector<std::string> describe_;

@@ -27,7 +27,7 @@ int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) std::filesystem::create_directories(argv[i], error);
     const std::string dir = argv[1];
     int files = 0;
-    for (const bmpcraft::Spec& s : bmpcraft::seedSpecs())
+    for (const bmpcraft::Recipe& s : bmpcraft::seedRecipes())
         files += write(dir + "/seed_" + bmpcraft::name(s) + ".bmp", bmpcraft::build(s)) ? 1 : -1000;
     for (const bmpcraft::Hostile& h : bmpcraft::hostileFiles())
         files += write(dir + "/hostile_" + h.name + ".bmp", h.file) ? 1 : -1000;

@@ -7,13 +7,13 @@ namespace {
 const std::uint32_t kColors[8] = {0xFF000000u, 0xFFFFFFFFu, 0xFFFF0000u, 0xFF00FF00u,
                                   0xFF0000FFu, 0xFFFFFF00u, 0xFF00FFFFu, 0xFFFF00FFu};
 
-bool indexed(const Spec& s) { return s.bpp <= 8; }
-int tableEntries(const Spec& s) { return s.tableSize != 0 ? s.tableSize : 1 << s.bpp; }
-bool bitFields(const Spec& s) { return s.compression == 3 || s.compression == 6; }
+bool indexed(const Recipe& s) { return s.bpp <= 8; }
+int tableEntries(const Recipe& s) { return s.tableSize != 0 ? s.tableSize : 1 << s.bpp; }
+bool bitFields(const Recipe& s) { return s.compression == 3 || s.compression == 6; }
 
-// Masks that pixels are written with: the spec's bit fields, or the fixed
+// Masks that pixels are written with: the recipe's bit fields, or the fixed
 // layouts of uncompressed 16 and 32 bits.
-void pixelMasks(const Spec& s, std::uint32_t m[4]) {
+void pixelMasks(const Recipe& s, std::uint32_t m[4]) {
     if (bitFields(s)) {
         for (int i = 0; i < 4; ++i) m[i] = s.masks[i];
     } else if (s.bpp == 16) {
@@ -35,7 +35,7 @@ void append32(Bytes& b, std::uint32_t v) {
 // Run-length data of the picture: repeated indices as encoded runs, other
 // stretches of three or more as absolute runs, an end-of-line escape after
 // each row and end-of-bitmap after the last.
-Bytes encodeRle(const Spec& s) {
+Bytes encodeRle(const Recipe& s) {
     const bool four = s.compression == 2;
     Bytes out;
     for (int y = s.height - 1; y >= 0; --y) {
@@ -74,7 +74,7 @@ Bytes encodeRle(const Spec& s) {
     return out;
 }
 
-Bytes encodeRows(const Spec& s) {
+Bytes encodeRows(const Recipe& s) {
     const std::size_t pitch = ((static_cast<std::size_t>(s.bpp) * s.width + 31) / 32) * 4;
     std::uint32_t m[4];
     pixelMasks(s, m);
@@ -101,13 +101,13 @@ Bytes encodeRows(const Spec& s) {
 
 }  // namespace
 
-int craftIndex(const Spec& s, int x, int y) {
+int craftIndex(const Recipe& s, int x, int y) {
     // Runs of three in the left half, single pixels in the right half.
     const int cell = (x < s.width / 2 ? x / 3 : x) + 3 * y;
     return cell % (indexed(s) ? tableEntries(s) : 8);
 }
 
-std::uint32_t craftColor(const Spec& s, int x, int y) {
+std::uint32_t craftColor(const Recipe& s, int x, int y) {
     const std::uint32_t c = kColors[craftIndex(s, x, y) % 8];
     if (bitFields(s) && s.masks[3] != 0 && (x + y) % 2 != 0) return c & 0xFFFFFFu;
     return c;
@@ -122,7 +122,7 @@ void put32(Bytes& b, std::size_t at, std::uint32_t v) {
     put16(b, at + 2, v >> 16);
 }
 
-Bytes build(const Spec& s) {
+Bytes build(const Recipe& s) {
     const Bytes pixels = s.compression == 1 || s.compression == 2 ? encodeRle(s) : encodeRows(s);
     const int entries = indexed(s) ? tableEntries(s) : 0;
     Bytes f{'B', 'M'};
@@ -163,7 +163,7 @@ Bytes build(const Spec& s) {
     return f;
 }
 
-Bytes withPixels(const Spec& s, const Bytes& pixels) {
+Bytes withPixels(const Recipe& s, const Bytes& pixels) {
     Bytes f = build(s);
     f.resize(f[kPixelOffset] | f[kPixelOffset + 1] << 8);
     f.insert(f.end(), pixels.begin(), pixels.end());
@@ -172,7 +172,7 @@ Bytes withPixels(const Spec& s, const Bytes& pixels) {
     return f;
 }
 
-std::string name(const Spec& s) {
+std::string name(const Recipe& s) {
     std::string n = "b" + std::to_string(s.bpp) + "_h" + std::to_string(s.headerSize) + "_c" +
                     std::to_string(s.compression);
     if (bitFields(s))
@@ -187,10 +187,10 @@ std::string name(const Spec& s) {
     return n;
 }
 
-std::vector<Spec> seedSpecs() {
-    std::vector<Spec> v;
+std::vector<Recipe> seedRecipes() {
+    std::vector<Recipe> v;
     auto add = [&](int bpp, int header, int compression, bool topDown) {
-        Spec s;
+        Recipe s;
         s.bpp = bpp, s.headerSize = header, s.compression = compression, s.topDown = topDown;
         s.width = compression == 1 || compression == 2 ? 12 : 5;
         v.push_back(s);
@@ -224,7 +224,7 @@ std::vector<Spec> seedSpecs() {
         {32, 108, 3, 0xFF000000, 0xFF0000, 0xFF00, 0},    // 8-8-8 at the top
     };
     for (const auto& f : fields) {
-        Spec* s = add(static_cast<int>(f[0]), static_cast<int>(f[1]), static_cast<int>(f[2]), false);
+        Recipe* s = add(static_cast<int>(f[0]), static_cast<int>(f[1]), static_cast<int>(f[2]), false);
         for (int i = 0; i < 4; ++i) s->masks[i] = f[3 + i];
     }
     v.back().topDown = true;

@@ -21,7 +21,7 @@ enum Field : std::size_t {
     kBitCount = 28, kCompression = 30, kSizeImage = 34, kClrUsed = 46, kMasks = 54
 };
 
-struct Spec {
+struct Recipe {
     int width = 5;
     int height = 3;
     int bpp = 24;
@@ -35,19 +35,19 @@ struct Spec {
 
 // The colour of picture pixel (x, y) (y from the top) as 0xAARRGGBB, and the
 // colour-table index behind it for indexed depths.  Alpha is 255 or 0 when
-// the spec has an alpha mask, 255 otherwise.
-int craftIndex(const Spec& s, int x, int y);
-std::uint32_t craftColor(const Spec& s, int x, int y);
+// the recipe has an alpha mask, 255 otherwise.
+int craftIndex(const Recipe& s, int x, int y);
+std::uint32_t craftColor(const Recipe& s, int x, int y);
 
-// The whole file for a spec.
-Bytes build(const Spec& s);
-// The file for a spec with other pixel data (run-length streams by hand).
-Bytes withPixels(const Spec& s, const Bytes& pixels);
-// A short name telling the spec apart, e.g. "b16_h56_c3_td".
-std::string name(const Spec& s);
-// One spec of every depth, header size, compression, mask layout, row
+// The whole file for a recipe.
+Bytes build(const Recipe& s);
+// The file for a recipe with other pixel data (run-length streams by hand).
+Bytes withPixels(const Recipe& s, const Bytes& pixels);
+// A short name telling the recipe apart, e.g. "b16_h56_c3_td".
+std::string name(const Recipe& s);
+// One recipe of every depth, header size, compression, mask layout, row
 // order and table size the loader reads.
-std::vector<Spec> seedSpecs();
+std::vector<Recipe> seedRecipes();
 
 // Little-endian patching of built files.
 void put16(Bytes& b, std::size_t at, std::uint32_t v);

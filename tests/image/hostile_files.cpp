@@ -11,14 +11,14 @@ namespace {
 
 const std::uint32_t kBlack = 0xFF000000u, kWhite = 0xFFFFFFFFu, kRed = 0xFFFF0000u, kGreen = 0xFF00FF00u;
 
-Spec spec(int bpp, int width, int height, int compression = 0) {
-    Spec s;
+Recipe recipe(int bpp, int width, int height, int compression = 0) {
+    Recipe s;
     s.bpp = bpp, s.width = width, s.height = height, s.compression = compression;
     return s;
 }
 
-Spec fields(int bpp, std::uint32_t r, std::uint32_t g, std::uint32_t b) {
-    Spec s = spec(bpp, 3, 2, 3);
+Recipe fields(int bpp, std::uint32_t r, std::uint32_t g, std::uint32_t b) {
+    Recipe s = recipe(bpp, 3, 2, 3);
     s.masks[0] = r, s.masks[1] = g, s.masks[2] = b;
     return s;
 }
@@ -39,15 +39,15 @@ Bytes cut(Bytes f, std::size_t size) {
 }
 
 // Run-length files of 4 x 2 pixels (8 bits) or 3 x 2 (4 bits).
-Bytes rle8(const Bytes& data) { return withPixels(spec(8, 4, 2, 1), data); }
-Bytes rle4(const Bytes& data) { return withPixels(spec(4, 3, 2, 2), data); }
+Bytes rle8(const Bytes& data) { return withPixels(recipe(8, 4, 2, 1), data); }
+Bytes rle4(const Bytes& data) { return withPixels(recipe(4, 3, 2, 2), data); }
 
 }  // namespace
 
 std::vector<Hostile> hostileFiles() {
-    const Bytes b24 = build(spec(24, 5, 3));  // 54-byte headers, 3 rows of 16 bytes
-    const Bytes b8 = build(spec(8, 4, 2));    // 1024-byte colour table
-    const Bytes rleSeed = build(spec(8, 12, 3, 1));
+    const Bytes b24 = build(recipe(24, 5, 3));  // 54-byte headers, 3 rows of 16 bytes
+    const Bytes b8 = build(recipe(8, 4, 2));    // 1024-byte colour table
+    const Bytes rleSeed = build(recipe(8, 12, 3, 1));
     const KWRImageLoadOptions all{};
     std::vector<Hostile> v = {
         // Truncated: inside the file header, the info header, the pixels.
@@ -80,10 +80,10 @@ std::vector<Hostile> hostileFiles() {
         {"top_down_rle", patched32(rleSeed, kHeight, static_cast<std::uint32_t>(-3)), KWR_IMAGE_INVALID_IMAGE, all, {}},
         // Colour tables: ending past the file, larger than the depth allows.
         {"table_past_end", cut(b8, 54 + 600), KWR_IMAGE_READ_FILE, all, {}},
-        {"table_larger_than_depth", patched32(build(spec(1, 8, 2)), kClrUsed, 300), KWR_IMAGE_INVALID_IMAGE, all, {}},
+        {"table_larger_than_depth", patched32(build(recipe(1, 8, 2)), kClrUsed, 300), KWR_IMAGE_INVALID_IMAGE, all, {}},
         // Indices beyond a table of two entries read as black.
         {"index_beyond_table", [] {
-             Spec s = spec(8, 4, 2);
+             Recipe s = recipe(8, 4, 2);
              s.tableSize = 2;
              return withPixels(s, {200, 1, 255, 0, 1, 2, 0, 1});
          }(), 0, all, {{0, 1, kBlack}, {1, 1, kWhite}, {2, 1, kBlack}, {0, 0, kWhite}, {1, 0, kBlack}}},
@@ -104,7 +104,7 @@ std::vector<Hostile> hostileFiles() {
         {"rle4_absolute_past_row", rle4({0, 9, 0x12, 0x12, 0x12, 0x12, 0x12, 0}), 0, all,
          {{1, 1, kRed}, {2, 1, kWhite}, {0, 0, kBlack}}},
         // Huge image from a few bytes: bounded by the caps, the rest zero.
-        {"rle_tiny_data_big_image", patched32(withPixels(spec(8, 4096, 1, 1), {0, 1}), kHeight, 4096), 0, all, {{4095, 0, kBlack}}},
+        {"rle_tiny_data_big_image", patched32(withPixels(recipe(8, 4096, 1, 1), {0, 1}), kHeight, 4096), 0, all, {{4095, 0, kBlack}}},
         // Bit-field masks: zero, overlapping, with holes, beyond the depth.
         {"masks_zero", withPixels(fields(32, 0, 0, 0), Bytes(24, 0xFF)), KWR_IMAGE_INVALID_IMAGE, all, {}},
         {"masks_overlapping", withPixels(fields(16, 0x7E00, 0x03E0, 0x001F), Bytes(16, 0xFF)),
@@ -115,7 +115,7 @@ std::vector<Hostile> hostileFiles() {
          KWR_IMAGE_INVALID_IMAGE, all, {}},
         // Bit fields without masks (pixels right after the 40-byte header,
         // as ImageMagick writes 16 bits): the plain 5-5-5 layout.
-        {"masks_missing", patched32(build(spec(16, 5, 3)), kCompression, 3), 0, all,
+        {"masks_missing", patched32(build(recipe(16, 5, 3)), kCompression, 3), 0, all,
          {{2, 0, kRed}, {3, 0, kGreen}, {1, 1, kGreen}}},
         // Kinds not read here, and a compression that does not fit the depth.
         {"depth_2_bits", patched16(b8, kBitCount, 2), KWR_IMAGE_UNSUPPORT_TYPE, all, {}},

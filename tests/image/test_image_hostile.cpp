@@ -30,7 +30,7 @@ void expectRoundTrip(const KWRImage& img) {
 }
 
 TEST(ImageCraft, EveryKindOfFileLoadsWithItsHeaderAndPixels) {
-    for (const Spec& s : seedSpecs()) {
+    for (const Recipe& s : seedRecipes()) {
         SCOPED_TRACE(name(s));
         KWRImage img;
         ASSERT_EQ(load(img, build(s)), 1) << img.kwrGetErrorText();
@@ -80,7 +80,7 @@ TEST(ImageHostile, EveryClassFailsWithItsCodeOrLoadsDefinedPixels) {
 // Cut anywhere before the pixels, a file fails as unreadable; cut inside
 // uncompressed pixels too; cut inside run-length data it loads.
 TEST(ImageHostile, EveryTruncationFailsOrLoadsCleanly) {
-    for (const Spec& s : seedSpecs()) {
+    for (const Recipe& s : seedRecipes()) {
         SCOPED_TRACE(name(s));
         const Bytes f = build(s);
         const std::size_t pixels = f[kPixelOffset] | f[kPixelOffset + 1] << 8;
@@ -98,7 +98,7 @@ TEST(ImageHostile, EveryTruncationFailsOrLoadsCleanly) {
 
 // The cancel callback also reaches run-length decoding.
 TEST(ImageHostile, CancelledRunLengthLoadFailsWithCodeNine) {
-    Spec s;
+    Recipe s;
     s.bpp = 8, s.compression = 1, s.height = 40;
     int calls = 0;
     KWRImageLoadOptions o{};
