@@ -52,36 +52,19 @@ struct SpanTraits {
     bool blend16Always = false;
     Mode8 mode8 = Mode8::kNothing;
 
-    constexpr SpanTraits withDepth(DepthTest d) const {
+    // A copy with one field changed; the named forms below read at the rules.
+    template <class T>
+    constexpr SpanTraits with(T SpanTraits::*field, T value) const {
         SpanTraits t = *this;
-        t.depth = d;
+        t.*field = value;
         return t;
     }
-    constexpr SpanTraits interpolated() const {
-        SpanTraits t = *this;
-        t.interpolates = true;
-        return t;
-    }
-    constexpr SpanTraits blended() const {
-        SpanTraits t = *this;
-        t.blends = true;
-        return t;
-    }
-    constexpr SpanTraits unrolled() const {
-        SpanTraits t = *this;
-        t.unrollBy4 = true;
-        return t;
-    }
-    constexpr SpanTraits blendingEvery16() const {
-        SpanTraits t = *this;
-        t.blend16Always = true;
-        return t;
-    }
-    constexpr SpanTraits on8(Mode8 m) const {
-        SpanTraits t = *this;
-        t.mode8 = m;
-        return t;
-    }
+    constexpr SpanTraits withDepth(DepthTest d) const { return with(&SpanTraits::depth, d); }
+    constexpr SpanTraits interpolated() const { return with(&SpanTraits::interpolates, true); }
+    constexpr SpanTraits blended() const { return with(&SpanTraits::blends, true); }
+    constexpr SpanTraits unrolled() const { return with(&SpanTraits::unrollBy4, true); }
+    constexpr SpanTraits blendingEvery16() const { return with(&SpanTraits::blend16Always, true); }
+    constexpr SpanTraits on8(Mode8 m) const { return with(&SpanTraits::mode8, m); }
 };
 
 // A texture or alpha map as sampled: sizes are at least 1.
@@ -145,8 +128,7 @@ inline SpanContext makeSpanContext(const RenderState& s) {
 // (1 - p) * left + p * right, in single precision.
 inline float lerpSpan(float p, float left, float right) { return (1.0f - p) * left + p * right; }
 
-// Low byte of a rounded value.
-inline unsigned roundedByte(float v) { return static_cast<std::uint32_t>(roundHalfUp(v)) & 0xFFu; }
+// A value rounded half up, as its bits (the caller masks the field it needs).
 inline std::uint32_t roundedBits(float v) { return static_cast<std::uint32_t>(roundHalfUp(v)); }
 
 // Repeat addressing: i wrapped into 0..size-1 (size >= 1).  Computed in 64

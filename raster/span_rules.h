@@ -55,15 +55,15 @@ enum LaneFill {
     kLaneFillCount
 };
 
-constexpr SpanTraits kTested = SpanTraits{}.withDepth(DepthTest::kGreater);
-constexpr SpanTraits kTestedOrEqual = SpanTraits{}.withDepth(DepthTest::kGreaterOrEqual);
-constexpr SpanTraits kUntested = SpanTraits{};
+constexpr SpanTraits kDepthTested = SpanTraits{}.withDepth(DepthTest::kGreater);
+constexpr SpanTraits kDepthTestedOrEqual = SpanTraits{}.withDepth(DepthTest::kGreaterOrEqual);
+constexpr SpanTraits kNoDepthTest = SpanTraits{};
 
 // ----------------------------------------------------------- opaque -------
 
 // Flat colour; 32 bpp stores alpha 255.
 struct Rule3 {
-    static constexpr SpanTraits kTraits = kTested.unrolled().on8(Mode8::kCubeWithDepth);
+    static constexpr SpanTraits kTraits = kDepthTested.unrolled().on8(Mode8::kCubeWithDepth);
     template <class Fmt>
     static bool pixel(const SpanContext& k, unsigned char* px) {
         Fmt::storeOpaque(px, k.cB, k.cG, k.cR);
@@ -74,7 +74,7 @@ struct Rule3 {
 // Interpolated vertex colour, rounded.
 template <bool Depth>
 struct RuleShaded {
-    static constexpr SpanTraits kTraits = (Depth ? kTested : kUntested).interpolated();
+    static constexpr SpanTraits kTraits = (Depth ? kDepthTested : kNoDepthTest).interpolated();
     static constexpr int kId = Depth ? kFill3c : kFillc;
     template <class Fmt>
     static bool pixel(const SpanContext&, const RowEnds& e, float p, unsigned char* px) {
@@ -95,7 +95,7 @@ struct RuleShaded {
 template <bool Depth>
 struct RuleTextured {
     static constexpr SpanTraits kTraits =
-        (Depth ? kTested : kUntested).interpolated().on8(Depth ? Mode8::kCubeWithDepth : Mode8::kNothing);
+        (Depth ? kDepthTested : kNoDepthTest).interpolated().on8(Depth ? Mode8::kCubeWithDepth : Mode8::kNothing);
     static constexpr int kId = Depth ? kFill3t : kFillt;
     template <class Fmt>
     static bool pixel(const SpanContext& k, const RowEnds& e, float p, unsigned char* px) {
@@ -127,7 +127,7 @@ struct RuleTextured {
 
 // Texel times the interpolated colour, in float, rounded (depth-tested).
 struct Rule3ct {
-    static constexpr SpanTraits kTraits = kTested.interpolated();
+    static constexpr SpanTraits kTraits = kDepthTested.interpolated();
     static constexpr int kId = kFill3ct;
     template <class Fmt>
     static bool pixel(const SpanContext& k, const RowEnds& e, float p, unsigned char* px) {
@@ -172,7 +172,7 @@ struct Rule3ct {
 // The sibling without a depth test: the colour is rounded first, then multiplied by
 // the texel in integers and truncated.
 struct Rulect {
-    static constexpr SpanTraits kTraits = kUntested.interpolated();
+    static constexpr SpanTraits kTraits = kNoDepthTest.interpolated();
     static constexpr int kId = kFillct;
     template <class Fmt>
     static bool pixel(const SpanContext& k, const RowEnds& e, float p, unsigned char* px) {
@@ -215,7 +215,7 @@ struct Rulect {
 
 // Flat colour, integer blend weighted by alpha + 1.
 struct Rule3a {
-    static constexpr SpanTraits kTraits = kTested.unrolled().on8(Mode8::kCubeWithDepth);
+    static constexpr SpanTraits kTraits = kDepthTested.unrolled().on8(Mode8::kCubeWithDepth);
     template <class Fmt>
     static bool pixel(const SpanContext& k, unsigned char* px) {
         Fmt::blendInt(px, k.blend);
@@ -238,7 +238,7 @@ void narrowToWeighted(typename V::I& write, typename V::F a) {
 template <bool Depth>
 struct RuleShadedBlend {
     static constexpr SpanTraits kTraits =
-        Depth ? kTestedOrEqual.interpolated().blended() : kUntested.interpolated().blended().blendingEvery16();
+        Depth ? kDepthTestedOrEqual.interpolated().blended() : kNoDepthTest.interpolated().blended().blendingEvery16();
     static constexpr int kId = Depth ? kFill3ca : kFillca;
     template <class Fmt>
     static bool pixel(const SpanContext&, const RowEnds& e, float p, unsigned char* px) {
@@ -269,8 +269,8 @@ struct RuleShadedBlend {
 // without a depth write.
 template <bool Depth>
 struct RuleTexturedBlend {
-    static constexpr SpanTraits kTraits = Depth ? kTested.interpolated().blended().on8(Mode8::kCubeNoDepth)
-                                                : kUntested.interpolated().blended().blendingEvery16();
+    static constexpr SpanTraits kTraits = Depth ? kDepthTested.interpolated().blended().on8(Mode8::kCubeNoDepth)
+                                                : kNoDepthTest.interpolated().blended().blendingEvery16();
     static constexpr int kId = Depth ? kFill3at : kFillat;
     template <class Fmt>
     static bool pixel(const SpanContext& k, const RowEnds& e, float p, unsigned char* px) {
@@ -310,7 +310,7 @@ struct RuleTexturedBlend {
 template <bool Depth>
 struct RuleShadedTexturedBlend {
     static constexpr SpanTraits kTraits =
-        Depth ? kTestedOrEqual.interpolated().blended() : kUntested.interpolated().blended().blendingEvery16();
+        Depth ? kDepthTestedOrEqual.interpolated().blended() : kNoDepthTest.interpolated().blended().blendingEvery16();
     static constexpr int kId = Depth ? kFill3cat : kFillcat;
     template <class Fmt>
     static bool pixel(const SpanContext& k, const RowEnds& e, float p, unsigned char* px) {
