@@ -3,7 +3,6 @@
 // crafted hostile file.  Creates every directory given.
 #include <cstdio>
 #include <filesystem>
-#include <string>
 
 #include "../image/bmp_craft.h"
 
