@@ -62,9 +62,8 @@ TEST(ImageConvert, HandWorkedResults) {
     EXPECT_EQ(row(c8, 0, 2), (Bytes{(4 * 6 + 2) * 6 + 1, 215}));
     EXPECT_EQ(c8.kwrGetPixel(0, 0), 0xFFAC562Bu);
     int count = 0;
-    const unsigned char* table = c8.kwrGetPalette(&count);
-    ASSERT_EQ(count, 256);
-    EXPECT_EQ(table[4 * 216], 216);  // the grey ramp after the cube
+    EXPECT_EQ(c8.kwrGetPalette(&count)[4 * 216], 216);  // the grey ramp after the cube
+    EXPECT_EQ(count, 256);
     // Nearest of the sixteen: 0x808000, white, grey 0x808080.
     EXPECT_EQ(row(c4, 0, 2), (Bytes{0x3F, 0x80}));
     EXPECT_EQ(c1.kwrGetRow(0)[0], 0x40);  // grey levels 124, 255, 100
@@ -102,16 +101,16 @@ TEST(ImageConvert, NearestNeighbourResampling) {
     EXPECT_EQ(mono.kwrGetWidth(), 4);
 }
 
-TEST(ImageTexture, TexturedTriangleFromAFileAndTheFrameSaved) {
+TEST(ImageTexture, TexturedFrameSavedCopiedAndDrawn) {
     // A 2 x 2 texture file: top row red, green; bottom row blue, white.
     const Bytes file = bmpcraft::build({24, 2, 2}, {0xFF, 0, 0, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 0xFF, 0, 0xFF, 0, 0, 0});
     auto r = std::make_unique<KWRRender>();
-    r->kwrSetRenderBpp(32);
+    r->kwrSetRenderBpp(16);
     r->kwrZBufferEnable(0);
     ASSERT_EQ(r->kwrInitBuffer(16, 16), 1);
     r->kwrClear();
     r->kwrSetColor(0xFFFFFFFF);  // texels are multiplied by the current colour
-    KWRImage tex;
+    KWRImage tex, frame, copy;
     ASSERT_EQ(tex.kwrLoadMemory(file.data(), file.size()), 1);
     ASSERT_EQ(tex.kwrMakeTexture(), 1);
     r->kwrSetTexture(tex.kwrGetPixels(), tex.kwrGetWidth(), tex.kwrGetHeight(), tex.kwrGetPitch());
@@ -120,7 +119,6 @@ TEST(ImageTexture, TexturedTriangleFromAFileAndTheFrameSaved) {
     // Saved through the render context, the frame loads as the copy made
     // of it; nearest texel of u: floor(u * 2 + 0.5).
     ASSERT_EQ(KWRImage::kwrSaveFrame(*r, "kwr-image-frame.bmp"), 1);
-    KWRImage frame, copy;
     ASSERT_EQ(frame.kwrLoad("kwr-image-frame.bmp"), 1);
     std::remove("kwr-image-frame.bmp");
     ASSERT_EQ(copy.kwrFromFrame(*r), 1);
@@ -129,6 +127,14 @@ TEST(ImageTexture, TexturedTriangleFromAFileAndTheFrameSaved) {
     EXPECT_EQ(frame.kwrGetPixel(9, 2), 0xFF00FF00u);
     EXPECT_EQ(frame.kwrGetPixel(2, 9), 0xFF0000FFu);
     EXPECT_EQ(frame.kwrGetPixel(9, 9), 0xFFFFFFFFu);
+#if !defined(_WIN32)
+    // At 1:1 the draw shows what the render context's presentation shows.
+    std::vector<std::uint32_t> shown(256), drawn(256);
+    KWRMemoryDC a{16, 16, 64, shown.data()}, b{16, 16, 64, drawn.data()};
+    r->kwrRender(&a, 0, 0);
+    ASSERT_EQ(frame.kwrDraw(&b, 0, 0, 16, 16), 1);
+    EXPECT_EQ(shown, drawn);
+#endif
     int error = -1;
     auto none = std::make_unique<KWRRender>();
     EXPECT_EQ(KWRImage::kwrSaveFrame(*none, "never.bmp", &error), 0);
@@ -170,22 +176,6 @@ TEST(ImageDraw, StretchedIntoAMemoryTarget) {
     EXPECT_EQ(pixels[3 * 5 + 2], 0xDEADBEEFu);
     EXPECT_EQ(img.kwrDraw(&dc, 0, 0, 0, 4), 0);
     EXPECT_EQ(img.kwrDraw(&dc, 5, 0, 4, 4), 0);
-
-    // At 1:1 the draw shows what the render context's presentation shows.
-    auto r = std::make_unique<KWRRender>();
-    r->kwrSetRenderBpp(16);
-    ASSERT_EQ(r->kwrInitBuffer(3, 3), 1);
-    r->kwrSetColor(0xFF3080F0);
-    r->kwrClear();
-    r->kwrSetColor(0xFFF00810);
-    r->kwrBox(1, 1, 2, 2);
-    KWRImage frame;
-    ASSERT_EQ(frame.kwrFromFrame(*r), 1);
-    std::vector<std::uint32_t> shown(9), drawn(9);
-    KWRMemoryDC a{3, 3, 12, shown.data()}, b{3, 3, 12, drawn.data()};
-    r->kwrRender(&a, 0, 0);
-    ASSERT_EQ(frame.kwrDraw(&b, 0, 0, 3, 3), 1);
-    EXPECT_EQ(shown, drawn);
 }
 #endif
 

@@ -41,8 +41,7 @@ constexpr std::uint32_t kColors[8] = {0xFF000000u, 0xFFFFFFFFu, 0xFFFF0000u, 0xF
 inline bool bitFields(const Recipe& s) { return s.compression == 3 || s.compression == 6; }
 inline int tableEntries(const Recipe& s) { return s.bpp > 8 ? 0 : s.tableSize != 0 ? s.tableSize : 1 << s.bpp; }
 
-// The colour-table index of picture pixel (x, y), y from the top: runs of
-// three in the left half, single pixels in the right half.
+// The table index of pixel (x, y), y from the top: runs of three in the left half, singles in the right.
 inline int craftIndex(const Recipe& s, int x, int y) {
     const int cell = (x < s.width / 2 ? x / 3 : x) + 3 * y;
     return cell % (s.bpp <= 8 ? tableEntries(s) : 8);
@@ -67,9 +66,8 @@ inline Bytes patched(Bytes f, std::size_t at, std::uint64_t v, int bytes = 4) {
     return f;
 }
 
-// Run-length data of the picture (rows under 255 pixels): repeated indices
-// as encoded runs, stretches of three or more single pixels as absolute runs
-// padded to 16 bits, end of line after each row and end of bitmap after the last.
+// Run-length data of the picture (rows under 255 pixels): encoded runs, absolute runs of three or more
+// single pixels (padded to 16 bits), end of line after each row and end of bitmap after the last.
 inline Bytes encodeRle(const Recipe& s) {
     const bool four = s.compression == 2;
     Bytes out;
@@ -85,10 +83,9 @@ inline Bytes encodeRle(const Recipe& s) {
                 continue;
             }
             append(out, lit << 8, 2);
-            const std::size_t start = out.size();
             for (int i = 0; i < lit; i += four ? 2 : 1)
                 append(out, four ? at(x + i) << 4 | (i + 1 < lit ? at(x + i + 1) : 0) : at(x + i), 1);
-            if ((out.size() - start) % 2 != 0) out.push_back(0);
+            if ((four ? (lit + 1) / 2 : lit) % 2 != 0) out.push_back(0);
             x += lit;
         }
         append(out, y == 0 ? 0x100u : 0u, 2);
@@ -96,8 +93,7 @@ inline Bytes encodeRle(const Recipe& s) {
     return out;
 }
 
-// Uncompressed rows of the picture, with the recipe's masks or the fixed
-// layouts of 16 and 32 bits.
+// Uncompressed rows of the picture, with the recipe's masks or the fixed layouts of 16 and 32 bits.
 inline Bytes encodeRows(const Recipe& s) {
     const std::size_t pitch = (static_cast<std::size_t>(s.bpp) * s.width + 31) / 32 * 4;
     const bool b16 = s.bpp == 16;
@@ -159,8 +155,7 @@ inline std::string name(const Recipe& s) {
     return n;
 }
 
-// One recipe of every depth, header size, compression, mask layout, row
-// order and table size the loader reads.
+// One recipe of every depth, header size, compression, mask layout, row order and table size read.
 inline std::vector<Recipe> seedRecipes() {
     std::vector<Recipe> v;
     for (int bpp : {1, 4, 8, 16, 24, 32}) {
@@ -173,7 +168,6 @@ inline std::vector<Recipe> seedRecipes() {
         // Short colour tables: by biClrUsed, by the room before the pixels, and biClrUsed 0.
         {8, 9, 3, 0, 40, false, {}, 8}, {4, 9, 3, 0, 40, true, {}, 5}, {4, 12, 3, 2, 40, false, {}, 7},
         {8, 9, 3, 0, 12, false, {}, 5}, {8, 9, 3, 0, 124, false, {}, 0, true},
-        // Bit fields.
         {16, 9, 3, 3, 40, false, {0x7C00, 0x03E0, 0x001F, 0}},           // 5-5-5
         {16, 9, 3, 3, 40, false, {0xF800, 0x07E0, 0x001F, 0}},           // 5-6-5
         {16, 9, 3, 3, 56, false, {0x001F, 0x07E0, 0xF800, 0}},           // 5-6-5, red and blue swapped
@@ -192,10 +186,7 @@ inline std::vector<Recipe> seedRecipes() {
 
 // A crafted file and what the loader must do with it: fail with `error`,
 // or (error 0) load, with the listed pixels (0xAARRGGBB, y from the top).
-struct Probe {
-    int x, y;
-    std::uint32_t argb;
-};
+struct Probe { int x, y; std::uint32_t argb; };
 struct Hostile {
     std::string name;
     Bytes file;
@@ -218,8 +209,7 @@ inline std::vector<Hostile> hostileFiles() {
     auto rle4 = [](const Bytes& data) { return build({4, 3, 2, 2}, data); };
     auto pixel = [](const Recipe& s, std::uint32_t value) { return build(s, patched(Bytes(4), 0, value)); };
     return {
-        // Truncated: inside the file header, the info header, the pixels.
-        {"truncated_file_header", Bytes(b24.begin(), b24.begin() + 10), kRead},
+        // Truncated (every cut of every seed file is tried from memory).
         {"truncated_info_header", Bytes(b24.begin(), b24.begin() + 30), kRead},
         {"truncated_pixels", Bytes(b24.begin(), b24.end() - 20), kRead},
         // Size fields that lie are not used: the file loads.
@@ -244,8 +234,7 @@ inline std::vector<Hostile> hostileFiles() {
          kMemory},
         {"product_wraps_64_bits",
          patched(patched(patched(b24, kWidth, 0x7FFFFFFF), kHeight, 0x80000001u), kBitCount, 32, 2), kMemory},
-        // Caps: the library's (a larger one from the host does not raise
-        // it), or lowered by the host (5 x 3 pixels of 24 bits are 48 bytes).
+        // Caps: the library's (a host's larger one does not raise it), or lowered (the pixels take 48 bytes).
         {"width_over_cap", patched(b24, kWidth, KWR_IMAGE_MAX_WIDTH + 1), kMemory, {}, caps(0, 1 << 30, 0, 0)},
         {"width_cap_lowered", b24, kMemory, {}, caps(0, 4, 0, 0)},
         {"height_cap_lowered", b24, kMemory, {}, caps(0, 0, 2, 0)},
@@ -253,20 +242,16 @@ inline std::vector<Hostile> hostileFiles() {
         {"bytes_cap_met", b24, 0, {{4, 2, kRed}}, caps(0, 0, 0, 48)},
         {"depth_not_accepted", b24, KWR_IMAGE_NOT_MATCH_TYPE, {}, caps(KWR_DEPTH_8 | KWR_DEPTH_32, 0, 0, 0)},
         {"depth_accepted", b24, 0, {{2, 0, kRed}}, caps(KWR_DEPTH_24, 0, 0, 0)},
-        // Top-down run-length data.
-        {"top_down_rle", patched(build({8, 12, 3, 1}), kHeight, 0xFFFFFFFDu), kBad},
         // Colour tables: ending past the file, larger than the depth allows;
         // indices beyond a table of two entries read as black.
         {"table_past_end", Bytes(b8.begin(), b8.begin() + 54 + 600), kRead},
         {"table_larger_than_depth", patched(build({1, 8, 2}), kClrUsed, 300), kBad},
         {"index_beyond_table", build({8, 4, 2, 0, 40, false, {}, 2}, {200, 1, 255, 0, 1, 2, 0, 1}), 0,
          {{0, 1, kBlack}, {1, 1, kWhite}, {2, 1, kBlack}, {0, 0, kWhite}, {1, 0, kBlack}}},
-        // Run-length escapes: an odd absolute run and its pad, a delta to
-        // the next row, a run clipped at the row's end.
+        // Run-length escapes: an odd absolute run and its pad, a delta to the next row; runs and deltas
+        // past the row or the image are clipped, and what they do not reach stays index 0 (black).
         {"rle8_escapes", rle8({0, 3, 2, 3, 4, 0, 0, 2, 0, 1, 5, 1, 0, 1}), 0,
          {{0, 1, kRed}, {1, 1, kGreen}, {2, 1, kColors[4]}, {3, 1, kBlack}, {2, 0, kBlack}, {3, 0, kWhite}}},
-        // Runs and deltas past the row or the image are clipped; what they
-        // do not reach stays index 0 (black).
         {"rle8_run_past_row", rle8({10, 1, 0, 0, 2, 2, 0, 1}), 0,
          {{3, 1, kWhite}, {0, 0, kRed}, {1, 0, kRed}, {2, 0, kBlack}, {3, 0, kBlack}}},
         {"rle8_absolute_past_row", rle8({0, 10, 1, 2, 1, 2, 1, 2, 1, 2, 1, 2, 0, 0, 1, 1, 0, 1}), 0,
@@ -294,11 +279,11 @@ inline std::vector<Hostile> hostileFiles() {
         {"masks_overlapping", pixel({16, 1, 1, 3, 40, false, {0x7E00, 0x03E0, 0x001F}}, 0xFFFF), kBad},
         {"mask_with_hole", pixel({16, 1, 1, 3, 40, false, {0x7C01, 0x03E0, 0x001C}}, 0xFFFF), kBad},
         {"mask_beyond_depth", pixel({16, 1, 1, 3, 40, false, {0x1F0000, 0x03E0, 0x001F}}, 0xFFFF), kBad},
-        // Bit fields without masks (pixels right after the 40-byte header,
-        // as ImageMagick writes 16 bits): the plain 5-5-5 layout.
+        // Bit fields without masks (pixels right after a 40-byte header, as ImageMagick writes): 5-5-5.
         {"masks_missing", patched(build({16, 5, 3}), kCompression, 3), 0,
          {{2, 0, kRed}, {3, 0, kGreen}, {1, 1, kGreen}}},
-        // Kinds not read here, and compressions that do not fit the depth.
+        // Kinds not read here; compressions that do not fit the depth or the row order.
+        {"top_down_rle", patched(build({8, 12, 3, 1}), kHeight, 0xFFFFFFFDu), kBad},
         {"depth_2_bits", patched(b8, kBitCount, 2, 2), kType},
         {"compression_jpeg", patched(b24, kCompression, 4), kType},
         {"compression_png", patched(b24, kCompression, 5), kType},
@@ -307,6 +292,14 @@ inline std::vector<Hostile> hostileFiles() {
         {"info_size_short", patched(b24, kInfoSize, 8), kBad},
         {"info_size_unknown", patched(b24, kInfoSize, 64), kType},
     };
+}
+
+// Writes the bytes to a file; false when that fails.
+inline bool writeFile(const std::string& path, const Bytes& bytes) {
+    std::FILE* f = std::fopen(path.c_str(), "wb");
+    if (f == nullptr) return false;
+    const bool ok = std::fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
+    return std::fclose(f) == 0 && ok;
 }
 
 // Same size, same colour at every pixel.

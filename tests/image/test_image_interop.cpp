@@ -48,12 +48,8 @@ void expectSamePixels(const KWRImage& img, const std::string& file, std::uint32_
 
 TEST(ImageInterop, FilesWrittenByImageMagickLoadWithItsPixels) {
     const std::uint32_t rgb = 0xFFFFFF, argb = 0xFFFFFFFF;
-    const struct {
-        const char* name;
-        const char* args;  // convert's options and output format
-        int bpp;
-        std::uint32_t compared;
-    } cases[] = {
+    // {file, convert's options and output format, bits per pixel, channels compared}
+    const struct { const char* name; const char* args; int bpp; std::uint32_t compared; } cases[] = {
         {"1.bmp", "-type Bilevel BMP3:", 1, rgb},
         {"4.bmp", "-colors 16 -type Palette -compress None BMP3:", 4, rgb},
         {"8.bmp", "-colors 200 -type Palette -compress None BMP3:", 8, rgb},
