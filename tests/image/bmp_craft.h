@@ -245,7 +245,7 @@ inline std::vector<Hostile> hostileFiles() {
         // Colour tables: ending past the file, larger than the depth allows;
         // indices beyond a table of two entries read as black.
         {"table_past_end", Bytes(b8.begin(), b8.begin() + 54 + 600), kRead},
-        {"table_larger_than_depth", patched(build({1, 8, 2}), kClrUsed, 300), kBad},
+        {"table_larger_than_depth", patched(patched(b8, kClrUsed, 257), kPixelOffset, 54 + 4 * 257), kBad},
         {"index_beyond_table", build({8, 4, 2, 0, 40, false, {}, 2}, {200, 1, 255, 0, 1, 2, 0, 1}), 0,
          {{0, 1, kBlack}, {1, 1, kWhite}, {2, 1, kBlack}, {0, 0, kWhite}, {1, 0, kBlack}}},
         // Run-length escapes: an odd absolute run and its pad, a delta to the next row; runs and deltas
@@ -254,8 +254,8 @@ inline std::vector<Hostile> hostileFiles() {
          {{0, 1, kRed}, {1, 1, kGreen}, {2, 1, kColors[4]}, {3, 1, kBlack}, {2, 0, kBlack}, {3, 0, kWhite}}},
         {"rle8_run_past_row", rle8({10, 1, 0, 0, 2, 2, 0, 1}), 0,
          {{3, 1, kWhite}, {0, 0, kRed}, {1, 0, kRed}, {2, 0, kBlack}, {3, 0, kBlack}}},
-        {"rle8_absolute_past_row", rle8({0, 10, 1, 2, 1, 2, 1, 2, 1, 2, 1, 2, 0, 0, 1, 1, 0, 1}), 0,
-         {{0, 1, kWhite}, {3, 1, kRed}, {0, 0, kWhite}, {1, 0, kBlack}}},
+        {"rle8_absolute_past_row", rle8({0, 10, 1, 2, 1, 2, 3, 3, 3, 3, 3, 3, 0, 0, 0, 2, 1, 0, 1, 1, 0, 1}), 0,
+         {{0, 1, kWhite}, {3, 1, kRed}, {0, 0, kBlack}, {1, 0, kWhite}, {2, 0, kBlack}}},
         {"rle8_delta_past_row", rle8({1, 1, 0, 2, 200, 0, 2, 2, 0, 1}), 0,
          {{0, 1, kWhite}, {1, 1, kBlack}, {3, 1, kBlack}, {0, 0, kBlack}}},
         {"rle8_delta_past_image", rle8({2, 1, 0, 2, 1, 5, 3, 2, 0, 1}), 0,
