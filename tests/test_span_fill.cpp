@@ -18,6 +18,7 @@
 
 using kwr::Access;
 using kwr::SimdLevel;
+using kwr_test::inked;
 using kwr_test::Surface;
 
 namespace {
@@ -161,8 +162,7 @@ TEST(SpanFill, HandWorkedPixelsAndDepths) {
 }
 
 TEST(SpanFill, SkipsEmptyAndOffSurfaceRows) {
-    Surface s(24, 8, 4);
-    s->kwrSetColor(0xFFFFFFFF);
+    auto s = inked(24, 8, 4);
     const Row rows[] = {{32767, -32767, {}, {}}, {5, 4, {}, {}}, {8, 12, {}, {}}, {-5, -1, {}, {}}};
     for (int y = 0; y < 4; ++y) setRow(s.s(), y, rows[y]);  // never reached, one-edge sliver, right, left
     for (Fill f : kFills) f(*s.r, 0, 3);

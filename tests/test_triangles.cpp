@@ -7,6 +7,7 @@
 
 #include "surface_fixture.h"
 
+using kwr_test::inked;
 using kwr_test::Surface;
 
 namespace {
@@ -62,8 +63,7 @@ const Draw noDepth = [](KWRRender& r) { r.kwrZTestEnable(0); };
 }  // namespace
 
 TEST(Triangle, OwnsTopRowNotBottomRowAndIsClipped) {
-    Surface s(32, 16, 16);
-    s->kwrSetColor(0xFF112233);
+    auto s = inked(32, 16, 16, 0xFF112233);
     s->kwrTriangle(0, 0, 10, 0, 0, 10);
     // Rows 0..9 are filled, row 10 stays empty; each row ends one pixel
     // left of the hypotenuse's crossing.
@@ -71,14 +71,12 @@ TEST(Triangle, OwnsTopRowNotBottomRowAndIsClipped) {
     EXPECT_EQ(s.px(10, 0), 0xFF000000u);
     EXPECT_EQ(s.px(0, 9), 0xFF112233u);
     EXPECT_EQ(s.px(0, 10), 0xFF000000u);
-    Surface c(16, 6, 5);
-    c->kwrSetColor(0xFFFFFFFF);
+    auto c = inked(16, 6, 5);
     c->kwrTriangle(-20, -20, 40, -20, 10, 60);
     EXPECT_TRUE(c.pixelsNot(0x7FFF).empty());
     // A float triangle whose bottom lies at -0.2 draws nothing, although
     // its rounded bottom row would be row 0.
-    Surface f(24, 8, 8);
-    f->kwrSetColor(0xFFFFFFFF);
+    auto f = inked(24, 8, 8);
     f->kwrTriangle3f(0, -5.0f, 0.5f, 8, -3.0f, 0.5f, 2, -0.2f, 0.5f);
     f->kwrTrianglecf(0, -5.0f, ~0ul, 8, -3.0f, ~0ul, 2, -0.2f, ~0ul);
     EXPECT_TRUE(f.pixelsNot(0).empty());
@@ -182,8 +180,7 @@ TEST(Triangle, TexturedMembersBlendWheneverBlendingIsOn) {
     unsigned char texel[4] = {200, 200, 200, 255};
     unsigned char alpha[1] = {0};
     for (const Draw& draw : {k3ct, kct, k3t, kt}) {
-        Surface s(24, 16, 16);
-        s->kwrSetColor(0xFFFFFFFF);
+        auto s = inked(24, 16, 16);
         s->kwrSetTexture(texel, 1, 1, 4);
         s->kwrSetAlphaMap(alpha, 1, 1, 1);
         s->kwrAlphaEnable(1);
