@@ -261,26 +261,20 @@ INSTANTIATE_TEST_SUITE_P(
                std::to_string(i.param.height) + (i.param.externalDepth ? "_ext" : "_own");
     });
 
-// Drawing on an object without a surface (never initialised, destroyed, or
+// Drawing on an object without a surface (never initialised, released, or
 // after a failed initialisation) does nothing and touches no memory.
 TEST(ApiFuzz, DrawingWithoutSurfaceIsHarmless) {
     for (int state = 0; state < 3; ++state) {
         auto r = std::make_unique<KWRRender>();
-        if (state == 1) {
-            ASSERT_EQ(r->kwrInitBuffer(8, 8), 1);
-            r->kwrDestroy();
-        } else if (state == 2) {
-            ASSERT_EQ(r->kwrInitBuffer(0, 8), 0);
+        if (state > 0) {
+            ASSERT_EQ(r->kwrInitBuffer(state == 1 ? 8 : 0, 8), state == 1 ? 1 : 0);
         }
+        if (state == 1) r->kwrDestroy();
         r->kwrZBufferEnable(0);
         Fuzzer f(77u + static_cast<std::uint32_t>(state));
         HostBuffers h;
         for (int i = 0; i < 800; ++i) randomCall(*r, f, h, 8, 8);
-        void* header = reinterpret_cast<void*>(1);
-        void* pixels = reinterpret_cast<void*>(1);
-        r->kwrGetDib(&header, &pixels);
-        EXPECT_EQ(header, nullptr);
-        EXPECT_EQ(pixels, nullptr);
+        EXPECT_TRUE(h.intact());
     }
 }
 

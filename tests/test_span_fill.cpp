@@ -8,6 +8,7 @@
 #include <cstring>
 #include <limits>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "raster/span_fill.h"
@@ -75,7 +76,6 @@ const unsigned char kTexel[4] = {254, 200, 100, 255};
 // One row drawn by one member on a fresh surface, and the pixel and depth
 // expected at x of that row.
 struct HandCase {
-    const char* what;
     Fill fill;
     int bpp;
     std::uint32_t clear;
@@ -91,69 +91,66 @@ struct HandCase {
 const HandCase kHandCases[] = {
     // Clipped at x 0 and 7 of 8: depth and the span parameter continue the
     // unclipped line, depth stepping by (zR - zL) / (R - L), colour by 1 / (R - L + 1).
-    {"left clip", k3c, 24, 0, 1, 0, {}, {}, {-10, 17, {0.0f}, {0.28f, {280, 0, 0, 255}}}, 0, 0x640000, 0.28f * 10 / 27},
-    {"right clip", k3c, 24, 0, 1, 0, {}, {}, {-10, 17, {0.0f}, {0.28f, {280, 0, 0, 255}}}, 7, 0xAA0000,
-     0.28f * 17 / 27},
+    {k3c, 24, 0, 1, 0, {}, {}, {-10, 17, {0.0f}, {0.28f, {280, 0, 0, 255}}}, 0, 0x640000, 0.28f * 10 / 27},
+    {k3c, 24, 0, 1, 0, {}, {}, {-10, 17, {0.0f}, {0.28f, {280, 0, 0, 255}}}, 7, 0xAA0000, 0.28f * 17 / 27},
     // Stored depth equal to z: strict members draw nothing, the blended
     // interpolated-colour members (>=) draw.
-    {"3 strict", k3, 32, 0xFF000000, 0.5f, ~0ul, {}, {}, {0, 3, kWhite, kWhite}, 1, 0xFF000000, 0.5f},
-    {"3c strict", k3c, 32, 0xFF000000, 0.5f, ~0ul, {}, {}, {0, 3, kWhite, kWhite}, 1, 0xFF000000, 0.5f},
-    {"3t strict", k3t, 32, 0xFF000000, 0.5f, ~0ul, {}, {}, {0, 3, kWhite, kWhite}, 1, 0xFF000000, 0.5f},
-    {"3ct strict", k3ct, 32, 0xFF000000, 0.5f, ~0ul, {}, {}, {0, 3, kWhite, kWhite}, 1, 0xFF000000, 0.5f},
-    {"3a strict", k3a, 32, 0xFF000000, 0.5f, ~0ul, {}, {}, {0, 3, kWhite, kWhite}, 1, 0xFF000000, 0.5f},
-    {"3at strict", k3at, 32, 0xFF000000, 0.5f, ~0ul, {}, {}, {0, 3, kWhite, kWhite}, 1, 0xFF000000, 0.5f},
-    {"3ca equal", k3ca, 32, 0xFF000000, 0.5f, ~0ul, {}, {}, {0, 3, kWhite, kWhite}, 1, 0xFFFFFFFF, 0.5f},
-    {"3cat equal", k3cat, 32, 0xFF000000, 0.5f, ~0ul, {}, {}, {0, 3, kWhite, kWhite}, 1, 0xFFFFFFFF, 0.5f},
+    {k3, 32, 0xFF000000, 0.5f, ~0ul, {}, {}, {0, 3, kWhite, kWhite}, 1, 0xFF000000, 0.5f},
+    {k3c, 32, 0xFF000000, 0.5f, ~0ul, {}, {}, {0, 3, kWhite, kWhite}, 1, 0xFF000000, 0.5f},
+    {k3t, 32, 0xFF000000, 0.5f, ~0ul, {}, {}, {0, 3, kWhite, kWhite}, 1, 0xFF000000, 0.5f},
+    {k3ct, 32, 0xFF000000, 0.5f, ~0ul, {}, {}, {0, 3, kWhite, kWhite}, 1, 0xFF000000, 0.5f},
+    {k3a, 32, 0xFF000000, 0.5f, ~0ul, {}, {}, {0, 3, kWhite, kWhite}, 1, 0xFF000000, 0.5f},
+    {k3at, 32, 0xFF000000, 0.5f, ~0ul, {}, {}, {0, 3, kWhite, kWhite}, 1, 0xFF000000, 0.5f},
+    {k3ca, 32, 0xFF000000, 0.5f, ~0ul, {}, {}, {0, 3, kWhite, kWhite}, 1, 0xFFFFFFFF, 0.5f},
+    {k3cat, 32, 0xFF000000, 0.5f, ~0ul, {}, {}, {0, 3, kWhite, kWhite}, 1, 0xFFFFFFFF, 0.5f},
     // Weight zero writes neither pixel nor depth.
-    {"3ca weight 0", k3ca, 32, 0xFF102030, 0.9f, 0, {}, {}, {0, 3, {0.1f, {255, 255, 255, 0}}, {0.1f}}, 0,
-     0xFF102030, 0.9f},
+    {k3ca, 32, 0xFF102030, 0.9f, 0, {}, {}, {0, 3, {0.1f, {255, 255, 255, 0}}, {0.1f}}, 0, 0xFF102030, 0.9f},
     // Shaded: rounded half up, packed per format; nothing at 8 bpp.
-    {"c 16", kc, 16, 0, 1, 0, {}, {}, {0, 0, kWhite, kBlack}, 0, 0x7FFF, 1},
-    {"c 16 rounding", kc, 16, 0, 1, 0, {}, {}, {1, 1, {0, {7.4f, 7.5f, 128.49f, 0}}, {}}, 1, 0x0030, 1},
-    {"c 24 rounding", kc, 24, 0, 1, 0, {}, {}, {1, 1, {0, {7.4f, 7.5f, 128.49f, 0}}, {}}, 1, 0x070880, 1},
-    {"c 32 rounding", kc, 32, 0, 1, 0, {}, {}, {1, 1, {0, {7.4f, 7.5f, 128.49f, 0}}, {}}, 1, 0xFF070880, 1},
-    {"c 8", kc, 8, 0, 1, 0, {}, {}, {0, 0, kWhite, kWhite}, 0, 0, 1},
+    {kc, 16, 0, 1, 0, {}, {}, {0, 0, kWhite, kBlack}, 0, 0x7FFF, 1},
+    {kc, 16, 0, 1, 0, {}, {}, {1, 1, {0, {7.4f, 7.5f, 128.49f, 0}}, {}}, 1, 0x0030, 1},
+    {kc, 24, 0, 1, 0, {}, {}, {1, 1, {0, {7.4f, 7.5f, 128.49f, 0}}, {}}, 1, 0x070880, 1},
+    {kc, 32, 0, 1, 0, {}, {}, {1, 1, {0, {7.4f, 7.5f, 128.49f, 0}}, {}}, 1, 0xFF070880, 1},
+    {kc, 8, 0, 1, 0, {}, {}, {0, 0, kWhite, kWhite}, 0, 0, 1},
     // Texels at round(u * 2) repeated, times the colour: 255 * 128 / 255.
-    {"t u 0", kt, 24, 0, 1, 0xFF808080, {kWhiteBlack, 2, 1}, {}, {0, 3, {}, {0.5f, {}, 1.0f}}, 0, 0x808080, 1},
-    {"t u .25", kt, 24, 0, 1, 0xFF808080, {kWhiteBlack, 2, 1}, {}, {0, 3, {}, {0.5f, {}, 1.0f}}, 1, 0, 1},
-    {"t u .75", kt, 24, 0, 1, 0xFF808080, {kWhiteBlack, 2, 1}, {}, {0, 3, {}, {0.5f, {}, 1.0f}}, 3, 0x808080, 1},
-    {"t u -.6", kt, 24, 0, 1, 0xFF808080, {kWhiteBlack, 2, 1}, {}, {0, 0, {0.5f, {}, -0.6f}, {}}, 0, 0, 1},
-    {"t 16", kt, 16, 0, 1, 0xFF808080, {kWhiteBlack, 2, 1}, {}, {0, 0, {}, {}}, 0, 0x3DEF, 1},
+    {kt, 24, 0, 1, 0xFF808080, {kWhiteBlack, 2, 1}, {}, {0, 3, {}, {0.5f, {}, 1.0f}}, 0, 0x808080, 1},
+    {kt, 24, 0, 1, 0xFF808080, {kWhiteBlack, 2, 1}, {}, {0, 3, {}, {0.5f, {}, 1.0f}}, 1, 0, 1},
+    {kt, 24, 0, 1, 0xFF808080, {kWhiteBlack, 2, 1}, {}, {0, 3, {}, {0.5f, {}, 1.0f}}, 3, 0x808080, 1},
+    {kt, 24, 0, 1, 0xFF808080, {kWhiteBlack, 2, 1}, {}, {0, 0, {0.5f, {}, -0.6f}, {}}, 0, 0, 1},
+    {kt, 16, 0, 1, 0xFF808080, {kWhiteBlack, 2, 1}, {}, {0, 0, {}, {}}, 0, 0x3DEF, 1},
     // Colour 103 on texels 254, 200, 100: the depth-tested member rounds the
     // float product, the untested ones truncate an integer product of the
     // colour rounded first (101.6 -> 102).
-    {"3ct product", k3ct, 24, 0, 1, 0, {kTexel, 1, 1}, {}, {0, 0, {0.2f, {103, 103, 103, 255}}, {}}, 0, 0x285167,
-     0.2f},
-    {"ct product", kct, 24, 0, 1, 0, {kTexel, 1, 1}, {}, {0, 0, {0.2f, {103, 103, 103, 255}}, {}}, 0, 0x285066, 1},
-    {"ct rounds colour", kct, 24, 0, 1, 0, {kTexel, 1, 1}, {}, {0, 0, {0, {101.6f, 101.6f, 101.6f, 255}}, {}}, 0,
-     0x285065, 1},
+    {k3ct, 24, 0, 1, 0, {kTexel, 1, 1}, {}, {0, 0, {0.2f, {103, 103, 103, 255}}, {}}, 0, 0x285167, 0.2f},
+    {kct, 24, 0, 1, 0, {kTexel, 1, 1}, {}, {0, 0, {0.2f, {103, 103, 103, 255}}, {}}, 0, 0x285066, 1},
+    {kct, 24, 0, 1, 0, {kTexel, 1, 1}, {}, {0, 0, {0, {101.6f, 101.6f, 101.6f, 255}}, {}}, 0, 0x285065, 1},
     // Flat integer blend: (0 * 128 + 255 * 128) >> 8, alpha blended too;
     // at 8 bpp the cube colour with depth.
-    {"3a 24", k3a, 24, 0xFF000000, 1, 0x7FFFFFFF, {}, {}, {0, 0, {}, {}}, 0, 0x7F7F7F, 0.5f},
-    {"3a 32", k3a, 32, 0, 1, 0x7FFFFFFF, {}, {}, {0, 0, {}, {}}, 0, 0x7F7F7F7F, 0.5f},
-    {"3a 8", k3a, 8, 0, 1, 0x10FFFFFF, {}, {}, {0, 0, {}, {}}, 0, 215, 0.5f},
+    {k3a, 24, 0xFF000000, 1, 0x7FFFFFFF, {}, {}, {0, 0, {}, {}}, 0, 0x7F7F7F, 0.5f},
+    {k3a, 32, 0, 1, 0x7FFFFFFF, {}, {}, {0, 0, {}, {}}, 0, 0x7F7F7F7F, 0.5f},
+    {k3a, 8, 0, 1, 0x10FFFFFF, {}, {}, {0, 0, {}, {}}, 0, 215, 0.5f},
     // Float blends: weight 0.5 over alpha 0 leaves alpha 128; weight 1 replaces.
-    {"ca 32", kca, 32, 0, 1, 0, {}, {}, {0, 0, {0.5f, {255, 0, 0, 127.5f}}, {}}, 0, 0x80800000, 1},
-    {"ca 16", kca, 16, ~0u, 1, 0, {}, {}, {0, 0, {0.5f, {255, 0, 0, 255}}, {}}, 0, 0x7C00, 1},
+    {kca, 32, 0, 1, 0, {}, {}, {0, 0, {0.5f, {255, 0, 0, 127.5f}}, {}}, 0, 0x80800000, 1},
+    {kca, 16, ~0u, 1, 0, {}, {}, {0, 0, {0.5f, {255, 0, 0, 255}}, {}}, 0, 0x7C00, 1},
     // Alpha from the texel, or from an alpha map at its own resolution.
-    {"3at texel alpha 0", k3at, 24, 0, 1, ~0ul, {kClearWhite, 2, 2}, {}, {0, 1, {}, {}}, 0, 0, 1},
-    {"3at opaque map", k3at, 24, 0, 1, ~0ul, {kClearWhite, 2, 2}, {kOpaque, 2, 2}, {0, 1, {}, {}}, 0, 0xFFFFFF, 0.5f},
-    {"at 1x1 map of 0", kat, 24, 0, 1, ~0ul, {kClearWhite, 2, 2}, {kZero, 1, 1}, {0, 1, {}, {}}, 0, 0, 1},
-    {"3at 8", k3at, 8, 0, 1, ~0ul, {}, {}, {0, 0, {}, {}}, 0, 215, 1},  // cube colour, depth untouched
+    {k3at, 24, 0, 1, ~0ul, {kClearWhite, 2, 2}, {}, {0, 1, {}, {}}, 0, 0, 1},
+    {k3at, 24, 0, 1, ~0ul, {kClearWhite, 2, 2}, {kOpaque, 2, 2}, {0, 1, {}, {}}, 0, 0xFFFFFF, 0.5f},
+    {kat, 24, 0, 1, ~0ul, {kClearWhite, 2, 2}, {kZero, 1, 1}, {0, 1, {}, {}}, 0, 0, 1},
+    {k3at, 8, 0, 1, ~0ul, {}, {}, {0, 0, {}, {}}, 0, 215, 1},  // cube colour, depth untouched
 };
 
 }  // namespace
 
 TEST(SpanFill, HandWorkedPixelsAndDepths) {
     for (const HandCase& c : kHandCases) {
+        const auto what = "case " + std::to_string(&c - kHandCases);
         Surface s(c.bpp, 8, 1, c.clear, c.clearZ);
         s->kwrSetColor(c.colour);
         if (c.tex.p != nullptr) s->kwrSetTexture(const_cast<unsigned char*>(c.tex.p), c.tex.w, c.tex.h, 4 * c.tex.w);
         if (c.map.p != nullptr) s->kwrSetAlphaMap(const_cast<unsigned char*>(c.map.p), c.map.w, c.map.h, c.map.w);
         setRow(s.s(), 0, c.row);
         c.fill(*s.r, 0, 0);
-        EXPECT_EQ(s.px(c.x, 0), c.px) << c.what;
-        EXPECT_NEAR(s.z(c.x, 0), c.z, 1e-6f) << c.what;
+        EXPECT_EQ(s.px(c.x, 0), c.px) << what;
+        EXPECT_NEAR(s.z(c.x, 0), c.z, 1e-6f) << what;
     }
     EXPECT_EQ(kwr::wrapCoord(-2, 2), 0);
     EXPECT_EQ(kwr::wrapCoord(-3, 2), 1);
@@ -290,12 +287,8 @@ TEST(SpanLevels, BlendRunEqualsPixelBlend) {
     for (std::uint32_t a1 = 1; a1 <= 256; ++a1) {
         for (bool keepAlpha : {false, true}) {
             const std::uint32_t c = rng();
-            const kwr::IntBlend w{256 - a1,
-                                  (c & 0xFF) * a1,
-                                  ((c >> 8) & 0xFF) * a1,
-                                  ((c >> 16) & 0xFF) * a1,
-                                  keepAlpha ? 256 : 256 - a1,
-                                  keepAlpha ? 0 : 255 * a1};
+            const kwr::IntBlend w{256 - a1, (c & 0xFF) * a1, ((c >> 8) & 0xFF) * a1, ((c >> 16) & 0xFF) * a1,
+                                  keepAlpha ? 256 : 256 - a1, keepAlpha ? 0 : 255 * a1};
             for (auto& b : run) b = static_cast<unsigned char>(rng() % 4 == 0 ? 255 * (rng() % 2) : rng());
             std::memcpy(one, run, sizeof run);
             kwr::blendIntRun<kwr::Format32>(run, 7, w);
