@@ -98,27 +98,27 @@ bool randomCall(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
     auto C = [&] { return f.anyColor(); };
     auto U = [&] { return f.anyFloat(1.0f); };
 
-    switch (f.pick(52)) {
+    // The float form of a member or its centred form: the same arguments.
+#define KWR_F_OR_FG(name) (f.chance(50) ? &KWRRender::name##f : &KWRRender::name##fg)
+    switch (f.pick(40)) {
     case 0: r.kwrSetColor(C()); break;
     case 1: r.kwrAlphaEnable(f.pick(2)); break;
     case 2: r.kwrZTestEnable(f.pick(2)); break;
     case 3: bindRandomMaps(r, f, h); break;
     case 4: r.kwrPut(I(), J()); break;
     case 5: r.kwrBox(I(), J(), I(), J()); break;
-    case 6: r.kwrBoxf(X(), Y(), X(), Y()); break;
-    case 7: r.kwrBoxfg(X(), Y(), X(), Y()); break;
-    case 8: r.kwrBox3(I(), J(), I(), J(), Z()); break;
-    case 9: r.kwrBox3f(X(), Y(), X(), Y(), Z()); break;
-    case 10: r.kwrBox3fg(X(), Y(), X(), Y(), Z()); break;
-    case 11: {
+    case 6: (r.*KWR_F_OR_FG(kwrBox))(X(), Y(), X(), Y()); break;
+    case 7: r.kwrBox3(I(), J(), I(), J(), Z()); break;
+    case 8: (r.*KWR_F_OR_FG(kwrBox3))(X(), Y(), X(), Y(), Z()); break;
+    case 9: {
         const int bw = f.pick(40) - 4, bh = f.pick(20) - 4;
         const int rowBytes = bw > 0 ? (bw + 7) >> 3 : 0;
         h.bitmap.assign(static_cast<std::size_t>(rowBytes) * (bh > 0 ? bh : 0) + 1, f.rng());
         r.kwrBitmap1(I(), J(), bw, bh, h.bitmap.data());
         break;
     }
-    case 12:
-    case 13: {
+    case 10:
+    case 11: {
         const int srcW = f.pick(12) - 1, srcH = f.pick(9) - 1;
         const int srcBpp = f.chance(45) ? 24 : (f.chance(90) ? 32 : 16);
         const std::size_t w0 = static_cast<std::size_t>(srcW > 0 ? srcW : 0);
@@ -130,48 +130,38 @@ bool randomCall(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
             r.kwrImage2D3(I(), J(), I(), J(), Z(), srcW, srcH, srcBpp, h.image.data());
         break;
     }
-    case 14: r.kwrLine(I(), J(), I(), J()); break;
-    case 15: r.kwrLinef(X(), Y(), X(), Y()); break;
-    case 16: r.kwrLinefg(X(), Y(), X(), Y()); break;
-    case 17: r.kwrLine3(I(), J(), Z(), I(), J(), Z()); break;
-    case 18: r.kwrLine3f(X(), Y(), Z(), X(), Y(), Z()); break;
-    case 19: r.kwrLine3fg(X(), Y(), Z(), X(), Y(), Z()); break;
-    case 20: r.kwrTriangle(I(), J(), I(), J(), I(), J()); break;
-    case 21: r.kwrTrianglef(X(), Y(), X(), Y(), X(), Y()); break;
-    case 22: r.kwrTrianglefg(X(), Y(), X(), Y(), X(), Y()); break;
-    case 23: r.kwrTriangle3(I(), J(), Z(), I(), J(), Z(), I(), J(), Z()); break;
-    case 24: r.kwrTriangle3f(X(), Y(), Z(), X(), Y(), Z(), X(), Y(), Z()); break;
-    case 25: r.kwrTriangle3fg(X(), Y(), Z(), X(), Y(), Z(), X(), Y(), Z()); break;
-    case 26: r.kwrTriangle3c(I(), J(), Z(), C(), I(), J(), Z(), C(), I(), J(), Z(), C()); break;
-    case 27: r.kwrTriangle3cf(X(), Y(), Z(), C(), X(), Y(), Z(), C(), X(), Y(), Z(), C()); break;
-    case 28: r.kwrTriangle3cfg(X(), Y(), Z(), C(), X(), Y(), Z(), C(), X(), Y(), Z(), C()); break;
+    case 12: r.kwrLine(I(), J(), I(), J()); break;
+    case 13: (r.*KWR_F_OR_FG(kwrLine))(X(), Y(), X(), Y()); break;
+    case 14: r.kwrLine3(I(), J(), Z(), I(), J(), Z()); break;
+    case 15: (r.*KWR_F_OR_FG(kwrLine3))(X(), Y(), Z(), X(), Y(), Z()); break;
+    case 16: r.kwrTriangle(I(), J(), I(), J(), I(), J()); break;
+    case 17: (r.*KWR_F_OR_FG(kwrTriangle))(X(), Y(), X(), Y(), X(), Y()); break;
+    case 18: r.kwrTriangle3(I(), J(), Z(), I(), J(), Z(), I(), J(), Z()); break;
+    case 19: (r.*KWR_F_OR_FG(kwrTriangle3))(X(), Y(), Z(), X(), Y(), Z(), X(), Y(), Z()); break;
+    case 20: r.kwrTriangle3c(I(), J(), Z(), C(), I(), J(), Z(), C(), I(), J(), Z(), C()); break;
+    case 21: (r.*KWR_F_OR_FG(kwrTriangle3c))(X(), Y(), Z(), C(), X(), Y(), Z(), C(), X(), Y(), Z(), C()); break;
+    case 22:
+        r.kwrTriangle3ct(I(), J(), Z(), C(), U(), U(), I(), J(), Z(), C(), U(), U(), I(), J(), Z(), C(), U(), U());
+        break;
+    case 23:
+        (r.*KWR_F_OR_FG(kwrTriangle3ct))(X(), Y(), Z(), C(), U(), U(), X(), Y(), Z(), C(), U(), U(), X(), Y(), Z(),
+                                         C(), U(), U());
+        break;
+    case 24: r.kwrTriangle3t(I(), J(), Z(), U(), U(), I(), J(), Z(), U(), U(), I(), J(), Z(), U(), U()); break;
+    case 25:
+        (r.*KWR_F_OR_FG(kwrTriangle3t))(X(), Y(), Z(), U(), U(), X(), Y(), Z(), U(), U(), X(), Y(), Z(), U(), U());
+        break;
+    case 26: r.kwrTrianglec(I(), J(), C(), I(), J(), C(), I(), J(), C()); break;
+    case 27: (r.*KWR_F_OR_FG(kwrTrianglec))(X(), Y(), C(), X(), Y(), C(), X(), Y(), C()); break;
+    case 28: r.kwrTrianglect(I(), J(), C(), U(), U(), I(), J(), C(), U(), U(), I(), J(), C(), U(), U()); break;
     case 29:
-        r.kwrTriangle3ct(I(), J(), Z(), C(), U(), U(), I(), J(), Z(), C(), U(), U(), I(), J(), Z(), C(),
-                         U(), U());
+        (r.*KWR_F_OR_FG(kwrTrianglect))(X(), Y(), C(), U(), U(), X(), Y(), C(), U(), U(), X(), Y(), C(), U(), U());
         break;
-    case 30:
-        r.kwrTriangle3ctf(X(), Y(), Z(), C(), U(), U(), X(), Y(), Z(), C(), U(), U(), X(), Y(), Z(),
-                          C(), U(), U());
-        break;
-    case 31:
-        r.kwrTriangle3ctfg(X(), Y(), Z(), C(), U(), U(), X(), Y(), Z(), C(), U(), U(), X(), Y(), Z(),
-                           C(), U(), U());
-        break;
-    case 32: r.kwrTriangle3t(I(), J(), Z(), U(), U(), I(), J(), Z(), U(), U(), I(), J(), Z(), U(), U()); break;
-    case 33: r.kwrTriangle3tf(X(), Y(), Z(), U(), U(), X(), Y(), Z(), U(), U(), X(), Y(), Z(), U(), U()); break;
-    case 34: r.kwrTriangle3tfg(X(), Y(), Z(), U(), U(), X(), Y(), Z(), U(), U(), X(), Y(), Z(), U(), U()); break;
-    case 35: r.kwrTrianglec(I(), J(), C(), I(), J(), C(), I(), J(), C()); break;
-    case 36: r.kwrTrianglecf(X(), Y(), C(), X(), Y(), C(), X(), Y(), C()); break;
-    case 37: r.kwrTrianglecfg(X(), Y(), C(), X(), Y(), C(), X(), Y(), C()); break;
-    case 38: r.kwrTrianglect(I(), J(), C(), U(), U(), I(), J(), C(), U(), U(), I(), J(), C(), U(), U()); break;
-    case 39: r.kwrTrianglectf(X(), Y(), C(), U(), U(), X(), Y(), C(), U(), U(), X(), Y(), C(), U(), U()); break;
-    case 40: r.kwrTrianglectfg(X(), Y(), C(), U(), U(), X(), Y(), C(), U(), U(), X(), Y(), C(), U(), U()); break;
-    case 41: r.kwrTrianglet(I(), J(), U(), U(), I(), J(), U(), U(), I(), J(), U(), U()); break;
-    case 42: r.kwrTriangletf(X(), Y(), U(), U(), X(), Y(), U(), U(), X(), Y(), U(), U()); break;
-    case 43: r.kwrTriangletfg(X(), Y(), U(), U(), X(), Y(), U(), U(), X(), Y(), U(), U()); break;
-    case 44: r.kwrSetColorf(U(), U(), U()); break;
-    case 45: r.kwrSetColor4f(U(), U(), U(), U()); break;
-    case 46: r.kwrClear(); return true;
+    case 30: r.kwrTrianglet(I(), J(), U(), U(), I(), J(), U(), U(), I(), J(), U(), U()); break;
+    case 31: (r.*KWR_F_OR_FG(kwrTrianglet))(X(), Y(), U(), U(), X(), Y(), U(), U(), X(), Y(), U(), U()); break;
+    case 32: r.kwrSetColorf(U(), U(), U()); break;
+    case 33: r.kwrSetColor4f(U(), U(), U(), U()); break;
+    case 34: r.kwrClear(); return true;
     default: {
         // Small, well-formed triangles so that plenty of real spans are drawn.
         std::uniform_real_distribution<float> dx(-4.0f, sx + 4.0f), dy(-4.0f, sy + 4.0f), du(-1.5f, 2.5f),
@@ -185,6 +175,7 @@ bool randomCall(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
         break;
     }
     }
+#undef KWR_F_OR_FG
     return false;
 }
 
