@@ -173,78 +173,61 @@ TEST(SpanFill, SkipsEmptyAndOffSurfaceRows) {
 
 namespace {
 
-// A random scene for the fills: spans with clipping on either side, odd
-// lengths, some at the ends of the int range, attributes mostly in range
-// with some NaN and huge values, a texture and an alpha map of varying sizes.
-struct Scene {
-    int bpp;
-    unsigned long color;
-    int texW, texH, mapW, mapH;  // mapW 0: no alpha map
-    std::vector<unsigned char> tex, map, pixels;
-    std::vector<float> depth;
-    std::vector<Row> rows;
-};
-
 constexpr int kW = 70, kH = 6;
 
-Scene randomScene(std::mt19937& rng, int bpp) {
+// Draws a random scene, the same for the same seed, with one fill at one
+// level over a row range reaching past the surface on both sides; returns
+// pixels then depths.  The scene: spans clipped on either side, of odd
+// lengths, some at the ends of the int range; attributes mostly in range
+// with some NaN and huge values; a texture and an alpha map of varying sizes.
+std::vector<unsigned char> draw(std::uint32_t seed, int bpp, Fill fill, SimdLevel level) {
+    std::mt19937 rng(seed);
     auto pick = [&](int n) { return static_cast<int>(rng() % static_cast<unsigned>(n)); };
     const float specials[] = {NAN, INFINITY, -INFINITY, 3e9f, -3e9f, 1e30f, 255.5f, -0.5f};
     auto attr = [&](float lo, float hi) {
         if (pick(40) == 0) return specials[pick(8)];
         return lo + (hi - lo) * static_cast<float>(rng() % 10000) / 10000.0f;
     };
+    auto fillBytes = [&](std::vector<unsigned char>& v, int n) {
+        v.resize(static_cast<std::size_t>(n));
+        for (auto& b : v) b = static_cast<unsigned char>(pick(4) == 0 ? 255 * pick(2) : pick(256));
+    };
     const int sizes[] = {1, 2, 3, 5, 8, 16, 17, 64};
     const int farX[] = {std::numeric_limits<int>::min(), -(1 << 30), 1 << 30, std::numeric_limits<int>::max()};
-    Scene s;
-    s.bpp = bpp;
-    s.color = rng();
-    if (pick(3) == 0) s.color |= 0xFF000000ul;
-    s.texW = sizes[pick(8)];
-    s.texH = sizes[pick(8)];
+    const int texW = sizes[pick(8)], texH = sizes[pick(8)];
     const bool sameSize = pick(2) == 0;
-    s.mapW = pick(3) == 0 ? 0 : (sameSize ? s.texW : sizes[pick(8)]);
-    s.mapH = sameSize ? s.texH : sizes[pick(8)];
-    s.tex.resize(static_cast<std::size_t>(s.texW * s.texH * 4));
-    for (auto& b : s.tex) b = static_cast<unsigned char>(pick(4) == 0 ? 255 * pick(2) : pick(256));
-    s.map.resize(static_cast<std::size_t>(s.mapW * s.mapH));
-    for (auto& b : s.map) b = static_cast<unsigned char>(pick(4) == 0 ? 255 * pick(2) : pick(256));
-    s.pixels.resize(static_cast<std::size_t>(kW * kH * 4));
-    for (auto& b : s.pixels) b = static_cast<unsigned char>(rng());
-    for (int i = 0; i < kW * kH; ++i) s.depth.push_back(attr(0.0f, 1.0f));
+    const int mapW = pick(3) == 0 ? 0 : (sameSize ? texW : sizes[pick(8)]), mapH = sameSize ? texH : sizes[pick(8)];
+    std::vector<unsigned char> tex, map;
+    fillBytes(tex, texW * texH * 4);
+    fillBytes(map, mapW * mapH);
+
+    Surface s(bpp, kW, kH);
+    kwr::RenderState& st = s.s();
+    for (int y = 0; y < kH; ++y)
+        for (int i = 0; i < kW * bpp / 8; ++i) s.at(0, y)[i] = static_cast<unsigned char>(rng());
+    for (int i = 0; i < kW * kH; ++i) st.zBuffer[i] = attr(0.0f, 1.0f);
+    s->kwrSetColor(rng() | (pick(3) == 0 ? 0xFF000000ul : 0));
+    s->kwrAlphaEnable(1);
+    s->kwrSetTexture(tex.data(), texW, texH, texW * 4);
+    if (mapW > 0) s->kwrSetAlphaMap(map.data(), mapW, mapH, mapW);
     for (int y = 0; y < kH; ++y) {
         Row r{};
-        r.L = pick(16) == 0 ? farX[pick(4)] : pick(kW + 40) - 20;
-        r.R = pick(16) == 0 ? farX[pick(4)] : r.L + pick(kW + 20) - 2;
+        const bool farLeft = pick(16) == 0;
+        r.L = farLeft ? farX[pick(4)] : pick(kW + 40) - 20;
+        r.R = pick(16) == 0 ? farX[pick(4)] : (farLeft ? 0 : r.L) + pick(kW + 20) - 2;
         for (Ends* e : {&r.l, &r.r}) {
             e->z = attr(0.0f, 1.0f);
             if (e == &r.r && pick(3) == 0) {  // a level row, with some stored depths equal to it
                 r.r.z = r.l.z;
                 for (int x = 0; x < kW; ++x)
-                    if (pick(2) == 0) s.depth[static_cast<std::size_t>(y * kW + x)] = r.l.z;
+                    if (pick(2) == 0) st.zBuffer[y * kW + x] = r.l.z;
             }
             for (float& c : e->c) c = pick(6) == 0 ? 255.0f * static_cast<float>(pick(2)) : attr(0, 255);
             e->u = attr(-3.0f, 3.0f);
             e->v = attr(-3.0f, 3.0f);
         }
-        s.rows.push_back(r);
+        setRow(st, y, r);
     }
-    return s;
-}
-
-// Draws the scene with one fill at one level, over a row range reaching past
-// the surface on both sides; returns pixels then depths.
-std::vector<unsigned char> draw(Scene& sc, Fill fill, SimdLevel level) {
-    Surface s(sc.bpp, kW, kH);
-    kwr::RenderState& st = s.s();
-    for (int y = 0; y < kH; ++y)
-        std::memcpy(s.at(0, y), &sc.pixels[static_cast<std::size_t>(y * kW * 4)], kW * sc.bpp / 8);
-    std::memcpy(st.zBuffer, sc.depth.data(), sc.depth.size() * sizeof(float));
-    s->kwrSetColor(sc.color);
-    s->kwrAlphaEnable(1);
-    s->kwrSetTexture(sc.tex.data(), sc.texW, sc.texH, sc.texW * 4);
-    if (sc.mapW > 0) s->kwrSetAlphaMap(sc.map.data(), sc.mapW, sc.mapH, sc.mapW);
-    for (int y = 0; y < kH; ++y) setRow(st, y, sc.rows[static_cast<std::size_t>(y)]);
     const SimdLevel previous = kwr::forceSimdLevel(level);
     fill(*s.r, -100, kH + 100);
     kwr::forceSimdLevel(previous);
@@ -262,12 +245,12 @@ TEST(SpanLevels, EveryLevelDrawsThePlainBytes) {
     std::mt19937 rng(321);
     for (int round = 0; round < 60; ++round) {
         for (int bpp : {8, 16, 24, 32}) {
-            Scene sc = randomScene(rng, bpp);
+            const std::uint32_t seed = rng();
             for (int f = 0; f < 14; ++f) {
-                const std::vector<unsigned char> plain = draw(sc, kFills[f], SimdLevel::kScalar);
+                const std::vector<unsigned char> plain = draw(seed, bpp, kFills[f], SimdLevel::kScalar);
                 for (int l = 1; l <= static_cast<int>(best); ++l) {
                     const SimdLevel level = static_cast<SimdLevel>(l);
-                    const std::vector<unsigned char> fast = draw(sc, kFills[f], level);
+                    const std::vector<unsigned char> fast = draw(seed, bpp, kFills[f], level);
                     std::size_t at = 0;
                     while (at < plain.size() && fast[at] == plain[at]) ++at;
                     ASSERT_EQ(at, plain.size())

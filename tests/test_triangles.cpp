@@ -34,20 +34,15 @@ void expectSameDrawing(const Draw& prepare, const Draw& a, const Draw& b, const 
     for (int i = 0; i < 16; ++i) EXPECT_EQ(sa.z(i, i), sb.z(i, i)) << what << ", depth at " << i;
 }
 
+constexpr unsigned long kRed = 0xFFFF0000, kGreen = 0xFF00FF00, kBlue = 0xFF0000FF;
 const Draw k3ct = [](KWRRender& r) {
-    r.kwrTriangle3ct(1, 1, 0.5f, 0xFFFF0000, 0, 0, 14, 3, 0.5f, 0xFF00FF00, 1, 0, 4, 13, 0.5f, 0xFF0000FF, 0, 1);
+    r.kwrTriangle3ct(1, 1, 0.5f, kRed, 0, 0, 14, 3, 0.5f, kGreen, 1, 0, 4, 13, 0.5f, kBlue, 0, 1);
 };
-const Draw k3c = [](KWRRender& r) {
-    r.kwrTriangle3c(1, 1, 0.5f, 0xFFFF0000, 14, 3, 0.5f, 0xFF00FF00, 4, 13, 0.5f, 0xFF0000FF);
-};
-const Draw kct = [](KWRRender& r) {
-    r.kwrTrianglect(1, 1, 0xFFFF0000, 0, 0, 14, 3, 0xFF00FF00, 1, 0, 4, 13, 0xFF0000FF, 0, 1);
-};
-const Draw kc = [](KWRRender& r) { r.kwrTrianglec(1, 1, 0xFFFF0000, 14, 3, 0xFF00FF00, 4, 13, 0xFF0000FF); };
+const Draw k3c = [](KWRRender& r) { r.kwrTriangle3c(1, 1, 0.5f, kRed, 14, 3, 0.5f, kGreen, 4, 13, 0.5f, kBlue); };
+const Draw kct = [](KWRRender& r) { r.kwrTrianglect(1, 1, kRed, 0, 0, 14, 3, kGreen, 1, 0, 4, 13, kBlue, 0, 1); };
+const Draw kc = [](KWRRender& r) { r.kwrTrianglec(1, 1, kRed, 14, 3, kGreen, 4, 13, kBlue); };
 const Draw k3t = [](KWRRender& r) { r.kwrTriangle3t(1, 1, 0.5f, 0, 0, 14, 3, 0.5f, 1, 0, 4, 13, 0.5f, 0, 1); };
-const Draw k3tf = [](KWRRender& r) {
-    r.kwrTriangle3tf(1.2f, 1, 0.5f, 0, 0, 14, 3.4f, 0.5f, 1, 0, 4, 13, 0.5f, 0, 1);
-};
+const Draw k3tf = [](KWRRender& r) { r.kwrTriangle3tf(1.2f, 1, 0.5f, 0, 0, 14, 3.4f, 0.5f, 1, 0, 4, 13, 0.5f, 0, 1); };
 const Draw kt = [](KWRRender& r) { r.kwrTrianglet(1, 1, 0, 0, 14, 3, 1, 0, 4, 13, 0, 1); };
 const Draw ktf = [](KWRRender& r) { r.kwrTriangletf(1.2f, 1, 0, 0, 14, 3.4f, 1, 0, 4, 13, 0, 1); };
 const Draw k3 = [](KWRRender& r) { r.kwrTriangle3(1, 1, 0.5f, 14, 3, 0.5f, 4, 13, 0.5f); };
@@ -123,12 +118,11 @@ TEST(Triangle, FlatBlendPerFormat) {
 }
 
 TEST(Triangle, CentredFormsMatchPixelForms) {
-    const Draw prepare = [](KWRRender& r) { r.kwrSetTexture(gTexture, 2, 2, 8); };
     expectSameDrawing(
-        prepare, [](KWRRender& r) { r.kwrTrianglefg(-4, 6, 5, 5, -2, -7); },
+        bound, [](KWRRender& r) { r.kwrTrianglefg(-4, 6, 5, 5, -2, -7); },
         [](KWRRender& r) { r.kwrTrianglef(4, 2, 13, 3, 6, 15); }, "flat");
     expectSameDrawing(
-        prepare,
+        bound,
         [](KWRRender& r) {
             r.kwrTriangle3ctfg(-8, 6, 0.2f, 0xFFFF8040, 0, 0, 7, 5, 0.7f, 0xFF40FF80, 1.5f, 0, -2, -7, 0.4f,
                                0xFF8040FF, 0, 2);
