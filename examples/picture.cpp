@@ -5,12 +5,6 @@
 #include <memory>
 
 #if defined(_WIN32)
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
 #include <windows.h>
 #endif
 
@@ -25,25 +19,6 @@ namespace kwr_demo {
 
 bool endsWith(const std::string& s, const std::string& suffix) {
     return s.size() >= suffix.size() && s.compare(s.size() - suffix.size(), suffix.size(), suffix) == 0;
-}
-
-FrameFormat frameFormat(KWRRender& r) {
-    void* header = nullptr;
-    void* pixels = nullptr;
-    FrameFormat f;
-    if (r.kwrGetDib(&header, &pixels) == 0 || header == nullptr) return f;
-    // BITMAPINFOHEADER: width at byte 4, height at 8 (negative: top-down),
-    // bits per pixel at 14.
-    const unsigned char* h = static_cast<const unsigned char*>(header);
-    std::int32_t w = 0, ht = 0;
-    std::uint16_t bpp = 0;
-    std::memcpy(&w, h + 4, 4);
-    std::memcpy(&ht, h + 8, 4);
-    std::memcpy(&bpp, h + 14, 2);
-    f.width = w;
-    f.height = ht < 0 ? -ht : ht;
-    f.bpp = bpp;
-    return f;
 }
 
 Picture capture(KWRRender& r, int width, int height) {

@@ -2,11 +2,13 @@
 #ifndef KWR_EXAMPLES_PICTURE_H
 #define KWR_EXAMPLES_PICTURE_H
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <vector>
 
-class KWRRender;
+#include "KWRRender.h"
 
 namespace kwr_demo {
 
@@ -17,13 +19,35 @@ struct Picture {
     std::vector<std::uint32_t> pixels;
 };
 
-// Size and depth of the render context's frame buffer.
+// The render context's frame buffer: size, depth, row size and pixels
+// (all zero without a frame buffer).
 struct FrameFormat {
     int width = 0;
     int height = 0;
     int bpp = 0;
+    std::size_t rowBytes = 0;
+    const unsigned char* pixels = nullptr;
 };
-FrameFormat frameFormat(KWRRender& r);
+inline FrameFormat frameFormat(KWRRender& r) {
+    void* header = nullptr;
+    void* pixels = nullptr;
+    FrameFormat f;
+    if (r.kwrGetDib(&header, &pixels) == 0 || header == nullptr) return f;
+    // BITMAPINFOHEADER: width at byte 4, height at 8 (negative: top-down),
+    // bits per pixel at 14; rows are padded to whole 32-bit words.
+    const unsigned char* h = static_cast<const unsigned char*>(header);
+    std::int32_t w = 0, ht = 0;
+    std::uint16_t bpp = 0;
+    std::memcpy(&w, h + 4, 4);
+    std::memcpy(&ht, h + 8, 4);
+    std::memcpy(&bpp, h + 14, 2);
+    f.width = w;
+    f.height = ht < 0 ? -ht : ht;
+    f.bpp = bpp;
+    f.rowBytes = ((static_cast<std::size_t>(bpp) * static_cast<std::size_t>(w) + 31) >> 3) & ~std::size_t{3};
+    f.pixels = static_cast<const unsigned char*>(pixels);
+    return f;
+}
 
 // Presents the frame through kwrRender into memory, exactly as a window
 // would receive it (on Windows through GDI into a DIB section), so 8 bpp

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "KWRRender.h"
+#include "picture.h"
 
 namespace kwr_demo {
 
@@ -117,18 +118,9 @@ inline void drawScene(KWRRender& r, SceneAssets& a, int frame) {
 // FNV-1a over the visible pixel bytes of every row (row padding excluded)
 // and over the depth buffer's bit patterns.
 inline std::uint64_t frameHash(KWRRender& r) {
-    void* headerPtr = nullptr;
-    void* pixelsPtr = nullptr;
-    if (r.kwrGetDib(&headerPtr, &pixelsPtr) == 0) return 0;
-    const unsigned char* header = static_cast<const unsigned char*>(headerPtr);
-    std::int32_t width = 0, height = 0;
-    std::uint16_t bpp = 0;
-    std::memcpy(&width, header + 4, 4);
-    std::memcpy(&height, header + 8, 4);
-    std::memcpy(&bpp, header + 14, 2);
-    if (height < 0) height = -height;
-    const std::size_t rowBytes = ((static_cast<std::size_t>(bpp) * static_cast<std::size_t>(width) + 31) >> 3) & ~std::size_t{3};
-    const std::size_t visible = static_cast<std::size_t>(width) * bpp / 8;
+    const FrameFormat f = frameFormat(r);
+    if (f.pixels == nullptr) return 0;
+    const std::size_t visible = static_cast<std::size_t>(f.width) * static_cast<std::size_t>(f.bpp) / 8;
 
     std::uint64_t h = 0xCBF29CE484222325ull;
     auto mix = [&h](const unsigned char* p, std::size_t n) {
@@ -137,10 +129,10 @@ inline std::uint64_t frameHash(KWRRender& r) {
             h *= 0x100000001B3ull;
         }
     };
-    const unsigned char* pixels = static_cast<const unsigned char*>(pixelsPtr);
-    for (std::int32_t y = 0; y < height; ++y) mix(pixels + static_cast<std::size_t>(y) * rowBytes, visible);
+    for (int y = 0; y < f.height; ++y) mix(f.pixels + static_cast<std::size_t>(y) * f.rowBytes, visible);
     if (const float* z = r.kwrGetZBuffer()) {
-        mix(reinterpret_cast<const unsigned char*>(z), static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * sizeof(float));
+        mix(reinterpret_cast<const unsigned char*>(z),
+            static_cast<std::size_t>(f.width) * static_cast<std::size_t>(f.height) * sizeof(float));
     }
     return h;
 }

@@ -2,12 +2,6 @@
 // through GDI, into the window's device context.
 #include "window.h"
 
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
 #include <windows.h>
 
 #include "KWRRender.h"

@@ -39,8 +39,21 @@ void replace(DibStream*& dib, DibStream* next, int error) {
     dib = next;
 }
 
-// Builds a new surface from this image's with f(view, out); on failure the
+// Replaces this image's surface with one built by make(out); on failure the
 // image keeps its surface and records the error.
+template <class Make>
+int rebuild(DibStream*& dib, Make&& make) {
+    int err = 0;
+    DibStream* next = makeSurface(make, &err);
+    if (next == nullptr) {
+        dib->lastError = err;
+        return 0;
+    }
+    replace(dib, next, 0);
+    return 1;
+}
+
+// Builds a new surface from this image's with f(view, out), as rebuild().
 template <class F>
 int transform(DibStream*& dib, F&& f) {
     SurfaceView view;
@@ -48,14 +61,7 @@ int transform(DibStream*& dib, F&& f) {
         dib->lastError = kwr::kDibInvalidImage;
         return 0;
     }
-    int err = 0;
-    DibStream* next = makeSurface([&](DibStream& out) { return f(view, out); }, &err);
-    if (next == nullptr) {
-        dib->lastError = err;
-        return 0;
-    }
-    replace(dib, next, 0);
-    return 1;
+    return rebuild(dib, [&](DibStream& out) { return f(view, out); });
 }
 
 int load(DibStream*& dib, KWRImageFileInfo& fileInfo, kwr::Input& in, const KWRImageLoadOptions* options) {
@@ -147,13 +153,7 @@ int KWRImage::kwrLoadMemory(const void* data, std::size_t size, const KWRImageLo
 const KWRImageFileInfo& KWRImage::kwrGetFileInfo() const { return fileInfo; }
 
 int KWRImage::kwrCreate(int width, int height, int bpp) {
-    int err = 0;
-    DibStream* made = makeSurface([&](DibStream& out) { return kwr::createSurface(out, width, height, bpp); }, &err);
-    if (made == nullptr) {
-        dib->lastError = err;
-        return 0;
-    }
-    replace(dib, made, 0);
+    if (!rebuild(dib, [&](DibStream& out) { return kwr::createSurface(out, width, height, bpp); })) return 0;
     fileInfo = KWRImageFileInfo{};
     return 1;
 }
@@ -164,13 +164,7 @@ int KWRImage::kwrFromFrame(KWRRender& render) {
         dib->lastError = kwr::kDibInvalidImage;
         return 0;
     }
-    int err = 0;
-    DibStream* copy = makeSurface([&](DibStream& out) { return kwr::convertSurface(view, view.bpp, out); }, &err);
-    if (copy == nullptr) {
-        dib->lastError = err;
-        return 0;
-    }
-    replace(dib, copy, 0);
+    if (!rebuild(dib, [&](DibStream& out) { return kwr::convertSurface(view, view.bpp, out); })) return 0;
     fileInfo = KWRImageFileInfo{};
     return 1;
 }

@@ -11,16 +11,13 @@ void KWRRender::rasterTriangle3(int firstRow, int lastRow) {
     }
     fillTriangleRows<kwr::Rule3>(s, firstRow, lastRow);
 }
-void KWRRender::rasterTriangle3c(int firstRow, int lastRow) { fillTriangleRows<kwr::Rule3c>(s, firstRow, lastRow); }
-void KWRRender::rasterTriangle3t(int firstRow, int lastRow) { fillTriangleRows<kwr::Rule3t>(s, firstRow, lastRow); }
-void KWRRender::rasterTriangle3ct(int firstRow, int lastRow) { fillTriangleRows<kwr::Rule3ct>(s, firstRow, lastRow); }
-void KWRRender::rasterTrianglec(int firstRow, int lastRow) { fillTriangleRows<kwr::Rulec>(s, firstRow, lastRow); }
-void KWRRender::rasterTrianglet(int firstRow, int lastRow) { fillTriangleRows<kwr::Rulet>(s, firstRow, lastRow); }
-void KWRRender::rasterTrianglect(int firstRow, int lastRow) { fillTriangleRows<kwr::Rulect>(s, firstRow, lastRow); }
-void KWRRender::rasterTriangle3a(int firstRow, int lastRow) { fillTriangleRows<kwr::Rule3a>(s, firstRow, lastRow); }
-void KWRRender::rasterTriangle3ca(int firstRow, int lastRow) { fillTriangleRows<kwr::Rule3ca>(s, firstRow, lastRow); }
-void KWRRender::rasterTriangle3at(int firstRow, int lastRow) { fillTriangleRows<kwr::Rule3at>(s, firstRow, lastRow); }
-void KWRRender::rasterTriangle3cat(int firstRow, int lastRow) { fillTriangleRows<kwr::Rule3cat>(s, firstRow, lastRow); }
-void KWRRender::rasterTriangleca(int firstRow, int lastRow) { fillTriangleRows<kwr::Ruleca>(s, firstRow, lastRow); }
-void KWRRender::rasterTriangleat(int firstRow, int lastRow) { fillTriangleRows<kwr::Ruleat>(s, firstRow, lastRow); }
-void KWRRender::rasterTrianglecat(int firstRow, int lastRow) { fillTriangleRows<kwr::Rulecat>(s, firstRow, lastRow); }
+// The other thirteen members: each is its rule over the rows.
+#define KWR_FILL_MEMBER(suffix)                                           \
+    void KWRRender::rasterTriangle##suffix(int firstRow, int lastRow) { \
+        fillTriangleRows<kwr::Rule##suffix>(s, firstRow, lastRow);      \
+    }
+// Opaque, then blended.
+KWR_FILL_MEMBER(3c) KWR_FILL_MEMBER(c) KWR_FILL_MEMBER(3t) KWR_FILL_MEMBER(t) KWR_FILL_MEMBER(3ct) KWR_FILL_MEMBER(ct)
+KWR_FILL_MEMBER(3a) KWR_FILL_MEMBER(3ca) KWR_FILL_MEMBER(ca) KWR_FILL_MEMBER(3at) KWR_FILL_MEMBER(at)
+KWR_FILL_MEMBER(3cat) KWR_FILL_MEMBER(cat)
+#undef KWR_FILL_MEMBER

@@ -83,19 +83,47 @@ void storePartCopy(void* p, typename V::I v, int m) {
             storePartCopy<Self, 4>(p, v, m);                                                          \
     }
 
+// What every lane set spells alike but for the prefix of its intrinsics
+// (_mm, _mm256, _mm512) and its width in bits (128, 256, 512): its lane
+// count, whether it gathers, its vector types and the plain operations.
+// mulSmall is for lanes below 2^16 whose products stay below 2^16.
+#define KWR_LANE_SET(P, W, Gather)                                          \
+    static constexpr int kLanes = W / 32;                                   \
+    static constexpr bool kHasGather = Gather;                              \
+    using F = __m##W;                                                       \
+    using I = __m##W##i;                                                    \
+    using D = __m##W##d;                                                    \
+    static F loadF(const float* p) { return P##_loadu_ps(p); }              \
+    static void storeF(float* p, F v) { P##_storeu_ps(p, v); }              \
+    static F splatF(float v) { return P##_set1_ps(v); }                     \
+    static I splatI(std::int32_t v) { return P##_set1_epi32(v); }           \
+    static F add(F a, F b) { return P##_add_ps(a, b); }                     \
+    static F sub(F a, F b) { return P##_sub_ps(a, b); }                     \
+    static F mul(F a, F b) { return P##_mul_ps(a, b); }                     \
+    static F div(F a, F b) { return P##_div_ps(a, b); }                     \
+    static F toF(I v) { return P##_cvtepi32_ps(v); }                        \
+    static F bitsF(I v) { return P##_castsi##W##_ps(v); }                   \
+    static I bitsI(F v) { return P##_castps_si##W(v); }                     \
+    static I addI(I a, I b) { return P##_add_epi32(a, b); }                 \
+    static I subI(I a, I b) { return P##_sub_epi32(a, b); }                 \
+    static I andI(I a, I b) { return P##_and_si##W(a, b); }                 \
+    static I orI(I a, I b) { return P##_or_si##W(a, b); }                   \
+    static I shl(int n, I a) { return P##_slli_epi32(a, n); }               \
+    static I shr(int n, I a) { return P##_srli_epi32(a, n); }               \
+    static I mulSmall(I a, I b) { return P##_mullo_epi16(a, b); }           \
+    static D splatD(double v) { return P##_set1_pd(v); }                    \
+    static D addD(D a, D b) { return P##_add_pd(a, b); }                    \
+    static D subD(D a, D b) { return P##_sub_pd(a, b); }                    \
+    static D mulD(D a, D b) { return P##_mul_pd(a, b); }                    \
+    static D divD(D a, D b) { return P##_div_pd(a, b); }
+
 #if KWR_X86_64
 // Four lanes with SSE2 only; floors by truncation and correction.  A
 // template so that the SSE4.1 set, which builds on it, gets its own copy.
 template <int Level>
 struct Sse2Lanes {
-    static constexpr int kLanes = 4;
-    static constexpr bool kHasGather = false;
-    using F = __m128;
-    using I = __m128i;
-    using D = __m128d;
+    KWR_LANE_SET(_mm, 128, false)
 
-    static F loadF(const float* p) { return _mm_loadu_ps(p); }
-    static void storeF(float* p, F v) { _mm_storeu_ps(p, v); }
     static I loadI(const void* p) { return _mm_loadu_si128(static_cast<const __m128i*>(p)); }
     static void storeI(void* p, I v) { _mm_storeu_si128(static_cast<__m128i*>(p), v); }
     static I loadU16(const void* p) {
@@ -110,18 +138,9 @@ struct Sse2Lanes {
     static I loadU24(const unsigned char* p) { return loadBytes3<Sse2Lanes>(p); }
     static void storeU24(unsigned char* p, I v) { storeBytes3<Sse2Lanes>(p, v); }
     KWR_PARTS_BY_COPY(Sse2Lanes)
-    static F splatF(float v) { return _mm_set1_ps(v); }
-    static I splatI(std::int32_t v) { return _mm_set1_epi32(v); }
 
-    static F add(F a, F b) { return _mm_add_ps(a, b); }
-    static F sub(F a, F b) { return _mm_sub_ps(a, b); }
-    static F mul(F a, F b) { return _mm_mul_ps(a, b); }
-    static F div(F a, F b) { return _mm_div_ps(a, b); }
     static I gt(F a, F b) { return _mm_castps_si128(_mm_cmpgt_ps(a, b)); }
     static I ge(F a, F b) { return _mm_castps_si128(_mm_cmpge_ps(a, b)); }
-    static F toF(I v) { return _mm_cvtepi32_ps(v); }
-    static F bitsF(I v) { return _mm_castsi128_ps(v); }
-    static I bitsI(F v) { return _mm_castps_si128(v); }
     static I floorInt(F x) {
         I t = _mm_cvttps_epi32(x);
         t = _mm_add_epi32(t, _mm_castps_si128(_mm_cmpgt_ps(_mm_cvtepi32_ps(t), x)));  // truncation went up
@@ -131,15 +150,7 @@ struct Sse2Lanes {
         return select(low, _mm_set1_epi32(INT32_MIN), t);
     }
 
-    static I addI(I a, I b) { return _mm_add_epi32(a, b); }
-    static I subI(I a, I b) { return _mm_sub_epi32(a, b); }
-    static I andI(I a, I b) { return _mm_and_si128(a, b); }
-    static I orI(I a, I b) { return _mm_or_si128(a, b); }
     static I eqI(I a, I b) { return _mm_cmpeq_epi32(a, b); }
-    static I shl(int n, I a) { return _mm_slli_epi32(a, n); }
-    static I shr(int n, I a) { return _mm_srli_epi32(a, n); }
-    // Lanes below 2^16 whose products stay below 2^16.
-    static I mulSmall(I a, I b) { return _mm_mullo_epi16(a, b); }
     static I select(I m, I a, I b) { return _mm_or_si128(_mm_and_si128(m, a), _mm_andnot_si128(m, b)); }
     static F selectF(I m, F a, F b) { return _mm_castsi128_ps(select(m, _mm_castps_si128(a), _mm_castps_si128(b))); }
     static bool any(I m) { return _mm_movemask_ps(_mm_castsi128_ps(m)) != 0; }
@@ -149,11 +160,6 @@ struct Sse2Lanes {
     static D loD(I v) { return _mm_cvtepi32_pd(v); }
     static D hiD(I v) { return _mm_cvtepi32_pd(_mm_shuffle_epi32(v, 0xEE)); }
     static I fromD(D lo, D hi) { return _mm_unpacklo_epi64(_mm_cvttpd_epi32(lo), _mm_cvttpd_epi32(hi)); }
-    static D splatD(double v) { return _mm_set1_pd(v); }
-    static D addD(D a, D b) { return _mm_add_pd(a, b); }
-    static D subD(D a, D b) { return _mm_sub_pd(a, b); }
-    static D mulD(D a, D b) { return _mm_mul_pd(a, b); }
-    static D divD(D a, D b) { return _mm_div_pd(a, b); }
     static D andLessD(D a, D b, D v) { return _mm_and_pd(_mm_cmplt_pd(a, b), v); }  // a < b ? v : 0
     static D floorD(D x) {
         const D t = _mm_cvtepi32_pd(_mm_cvttpd_epi32(x));
@@ -183,14 +189,8 @@ struct Lanes : Sse2Lanes<1> {
 #if KWR_LANES_AVX2
 namespace lanes_avx2 {
 struct Lanes {
-    static constexpr int kLanes = 8;
-    static constexpr bool kHasGather = true;
-    using F = __m256;
-    using I = __m256i;
-    using D = __m256d;
+    KWR_LANE_SET(_mm256, 256, true)
 
-    static F loadF(const float* p) { return _mm256_loadu_ps(p); }
-    static void storeF(float* p, F v) { _mm256_storeu_ps(p, v); }
     static I loadI(const void* p) { return _mm256_loadu_si256(static_cast<const __m256i*>(p)); }
     static void storeI(void* p, I v) { _mm256_storeu_si256(static_cast<__m256i*>(p), v); }
     static I loadU16(const void* p) { return _mm256_cvtepu16_epi32(_mm_loadu_si128(static_cast<const __m128i*>(p))); }
@@ -202,31 +202,15 @@ struct Lanes {
     static I loadU24(const unsigned char* p) { return loadBytes3<Lanes>(p); }
     static void storeU24(unsigned char* p, I v) { storeBytes3<Lanes>(p, v); }
     KWR_PARTS_BY_COPY(Lanes)
-    static F splatF(float v) { return _mm256_set1_ps(v); }
-    static I splatI(std::int32_t v) { return _mm256_set1_epi32(v); }
 
-    static F add(F a, F b) { return _mm256_add_ps(a, b); }
-    static F sub(F a, F b) { return _mm256_sub_ps(a, b); }
-    static F mul(F a, F b) { return _mm256_mul_ps(a, b); }
-    static F div(F a, F b) { return _mm256_div_ps(a, b); }
     static I gt(F a, F b) { return _mm256_castps_si256(_mm256_cmp_ps(a, b, _CMP_GT_OQ)); }
     static I ge(F a, F b) { return _mm256_castps_si256(_mm256_cmp_ps(a, b, _CMP_GE_OQ)); }
-    static F toF(I v) { return _mm256_cvtepi32_ps(v); }
-    static F bitsF(I v) { return _mm256_castsi256_ps(v); }
-    static I bitsI(F v) { return _mm256_castps_si256(v); }
     static I floorInt(F x) {
         const I t = _mm256_cvttps_epi32(_mm256_floor_ps(x));
         return select(ge(x, _mm256_set1_ps(2147483648.0f)), _mm256_set1_epi32(INT32_MAX), t);
     }
 
-    static I addI(I a, I b) { return _mm256_add_epi32(a, b); }
-    static I subI(I a, I b) { return _mm256_sub_epi32(a, b); }
-    static I andI(I a, I b) { return _mm256_and_si256(a, b); }
-    static I orI(I a, I b) { return _mm256_or_si256(a, b); }
     static I eqI(I a, I b) { return _mm256_cmpeq_epi32(a, b); }
-    static I shl(int n, I a) { return _mm256_slli_epi32(a, n); }
-    static I shr(int n, I a) { return _mm256_srli_epi32(a, n); }
-    static I mulSmall(I a, I b) { return _mm256_mullo_epi16(a, b); }
     static I mulLo(I a, I b) { return _mm256_mullo_epi32(a, b); }
     static I select(I m, I a, I b) { return _mm256_blendv_epi8(b, a, m); }
     static F selectF(I m, F a, F b) { return _mm256_blendv_ps(b, a, _mm256_castsi256_ps(m)); }
@@ -242,11 +226,6 @@ struct Lanes {
     static I fromD(D lo, D hi) {
         return _mm256_inserti128_si256(_mm256_castsi128_si256(_mm256_cvttpd_epi32(lo)), _mm256_cvttpd_epi32(hi), 1);
     }
-    static D splatD(double v) { return _mm256_set1_pd(v); }
-    static D addD(D a, D b) { return _mm256_add_pd(a, b); }
-    static D subD(D a, D b) { return _mm256_sub_pd(a, b); }
-    static D mulD(D a, D b) { return _mm256_mul_pd(a, b); }
-    static D divD(D a, D b) { return _mm256_div_pd(a, b); }
     static D andLessD(D a, D b, D v) { return _mm256_and_pd(_mm256_cmp_pd(a, b, _CMP_LT_OQ), v); }
     static D floorD(D x) { return _mm256_floor_pd(x); }
 };
@@ -257,14 +236,8 @@ struct Lanes {
 namespace lanes_avx512 {
 // Masks are kept as lanes of all ones or zeros like the narrower sets.
 struct Lanes {
-    static constexpr int kLanes = 16;
-    static constexpr bool kHasGather = true;
-    using F = __m512;
-    using I = __m512i;
-    using D = __m512d;
+    KWR_LANE_SET(_mm512, 512, true)
 
-    static F loadF(const float* p) { return _mm512_loadu_ps(p); }
-    static void storeF(float* p, F v) { _mm512_storeu_ps(p, v); }
     static I loadI(const void* p) { return _mm512_loadu_si512(p); }
     static void storeI(void* p, I v) { _mm512_storeu_si512(p, v); }
     static I loadU16(const void* p) {
@@ -302,32 +275,16 @@ struct Lanes {
         else
             _mm512_mask_storeu_epi8(p, byteMask(3 * m), pack24(v));
     }
-    static F splatF(float v) { return _mm512_set1_ps(v); }
-    static I splatI(std::int32_t v) { return _mm512_set1_epi32(v); }
 
-    static F add(F a, F b) { return _mm512_add_ps(a, b); }
-    static F sub(F a, F b) { return _mm512_sub_ps(a, b); }
-    static F mul(F a, F b) { return _mm512_mul_ps(a, b); }
-    static F div(F a, F b) { return _mm512_div_ps(a, b); }
     static I gt(F a, F b) { return _mm512_movm_epi32(_mm512_cmp_ps_mask(a, b, _CMP_GT_OQ)); }
     static I ge(F a, F b) { return _mm512_movm_epi32(_mm512_cmp_ps_mask(a, b, _CMP_GE_OQ)); }
-    static F toF(I v) { return _mm512_cvtepi32_ps(v); }
-    static F bitsF(I v) { return _mm512_castsi512_ps(v); }
-    static I bitsI(F v) { return _mm512_castps_si512(v); }
     static I floorInt(F x) {
         const I t = _mm512_cvttps_epi32(_mm512_roundscale_ps(x, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC));
         return _mm512_mask_mov_epi32(t, _mm512_cmp_ps_mask(x, _mm512_set1_ps(2147483648.0f), _CMP_GE_OQ),
                                      _mm512_set1_epi32(INT32_MAX));
     }
 
-    static I addI(I a, I b) { return _mm512_add_epi32(a, b); }
-    static I subI(I a, I b) { return _mm512_sub_epi32(a, b); }
-    static I andI(I a, I b) { return _mm512_and_si512(a, b); }
-    static I orI(I a, I b) { return _mm512_or_si512(a, b); }
     static I eqI(I a, I b) { return _mm512_movm_epi32(_mm512_cmpeq_epi32_mask(a, b)); }
-    static I shl(int n, I a) { return _mm512_slli_epi32(a, n); }
-    static I shr(int n, I a) { return _mm512_srli_epi32(a, n); }
-    static I mulSmall(I a, I b) { return _mm512_mullo_epi16(a, b); }
     static I mulLo(I a, I b) { return _mm512_mullo_epi32(a, b); }
     static __mmask16 bits(I m) { return _mm512_movepi32_mask(m); }
     static I select(I m, I a, I b) { return _mm512_mask_mov_epi32(b, bits(m), a); }
@@ -343,11 +300,6 @@ struct Lanes {
     static I fromD(D lo, D hi) {
         return _mm512_inserti64x4(_mm512_castsi256_si512(_mm512_cvttpd_epi32(lo)), _mm512_cvttpd_epi32(hi), 1);
     }
-    static D splatD(double v) { return _mm512_set1_pd(v); }
-    static D addD(D a, D b) { return _mm512_add_pd(a, b); }
-    static D subD(D a, D b) { return _mm512_sub_pd(a, b); }
-    static D mulD(D a, D b) { return _mm512_mul_pd(a, b); }
-    static D divD(D a, D b) { return _mm512_div_pd(a, b); }
     static D andLessD(D a, D b, D v) { return _mm512_maskz_mov_pd(_mm512_cmp_pd_mask(a, b, _CMP_LT_OQ), v); }
     static D floorD(D x) { return _mm512_roundscale_pd(x, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC); }
 };

@@ -58,6 +58,11 @@ enum LaneFill {
 constexpr SpanTraits kDepthTested = SpanTraits{}.withDepth(DepthTest::kGreater);
 constexpr SpanTraits kDepthTestedOrEqual = SpanTraits{}.withDepth(DepthTest::kGreaterOrEqual);
 constexpr SpanTraits kNoDepthTest = SpanTraits{};
+// The blended interpolating members: `tested` with a depth test; without
+// one, 16 bpp surfaces blend every pixel, even at weight zero.
+constexpr SpanTraits blendedTraits(bool depth, SpanTraits tested) {
+    return depth ? tested.interpolated().blended() : kNoDepthTest.interpolated().blended().blendingEvery16();
+}
 
 // ----------------------------------------------------------- opaque -------
 
@@ -125,89 +130,81 @@ struct RuleTextured {
     }
 };
 
-// Texel times the interpolated colour, in float, rounded (depth-tested).
-struct Rule3ct {
-    static constexpr SpanTraits kTraits = kDepthTested.interpolated();
-    static constexpr int kId = kFill3ct;
+// Texel times the interpolated colour.  The depth-tested member multiplies
+// in float and rounds; the one without a depth test rounds the colour
+// first, then multiplies by the texel in integers and truncates.
+template <bool Depth>
+struct RuleShadedTextured {
+    static constexpr SpanTraits kTraits = (Depth ? kDepthTested : kNoDepthTest).interpolated();
+    static constexpr int kId = Depth ? kFill3ct : kFillct;
     template <class Fmt>
     static bool pixel(const SpanContext& k, const RowEnds& e, float p, unsigned char* px) {
-        const Shade sh = shadeAt(e, p);
         const Texel x = sampleTexture(k, e, p);
-        if constexpr (Fmt::kBpp == 16) {
+        if constexpr (!Depth) {
+            const RoundedShade q = roundedShade(e, p);
+            auto scaled = [](std::int32_t c, unsigned t) {
+                return static_cast<std::uint32_t>(static_cast<std::int64_t>(c) * t / 255);
+            };
+            Fmt::storeOpaque(px, scaled(q.c[2], x.b), scaled(q.c[1], x.g), scaled(q.c[0], x.r));
+        } else if constexpr (Fmt::kBpp == 16) {
+            const Shade sh = shadeAt(e, p);
             const std::uint32_t g = roundedBits(sh.c[1] * static_cast<float>(x.g) * 992.0f / 255.0f / 255.0f) & 0x3E0u;
             const std::uint32_t r =
                 roundedBits(sh.c[0] * static_cast<float>(x.r) * 31744.0f / 255.0f / 255.0f) & 0x7C00u;
             const std::uint32_t b = roundedBits(sh.c[2] * static_cast<float>(x.b) * 31.0f / 255.0f / 255.0f) & 0x1Fu;
             store16(px, static_cast<std::uint16_t>(g | r | b));
         } else {
+            const Shade sh = shadeAt(e, p);
             Fmt::storeOpaque(px, roundedBits(sh.c[2] * static_cast<float>(x.b) / 255.0f),
                              roundedBits(sh.c[1] * static_cast<float>(x.g) / 255.0f),
                              roundedBits(sh.c[0] * static_cast<float>(x.r) / 255.0f));
         }
         return true;
     }
+    // Without a depth test, rounded colours of 0..255 take the integer form;
+    // any others (only from out-of-range edge data) the quotient of the exact
+    // product in double precision, truncated toward zero like the integer
+    // division.
     template <class V, class Fmt>
     KWR_LANE_INLINE static typename V::I lanes(const SpanContext& k, const RowEnds& e, typename V::F p, typename V::I,
                                                typename V::I& write) {
         using F = typename V::F;
-        const ShadeLanes<V> sh(e, p, 3);
-        const TexelLanes<V> x = sampleLanes<V>(k, e, p, write);
-        const F d = V::splatF(255.0f);
-        if constexpr (Fmt::kBpp == 16) {
-            auto field = [&](int c, int t, float scale, std::int32_t mask) {
-                const F v =
-                    V::div(V::div(V::mul(V::mul(sh.c[c], V::toF(texelByteLanes<V>(x, t))), V::splatF(scale)), d), d);
-                return V::andI(roundLanes<V>(v), V::splatI(mask));
-            };
-            return V::orI(V::orI(field(1, 1, 992.0f, 0x3E0), field(0, 2, 31744.0f, 0x7C00)), field(2, 0, 31.0f, 0x1F));
-        } else {
-            auto channel = [&](int i) {
-                return roundLanes<V>(V::div(V::mul(sh.c[shadeIndex(i)], V::toF(texelByteLanes<V>(x, i))), d));
-            };
-            return Fmt::template opaque<V>(channel(0), channel(1), channel(2));
-        }
-    }
-};
-
-// The sibling without a depth test: the colour is rounded first, then multiplied by
-// the texel in integers and truncated.
-struct Rulect {
-    static constexpr SpanTraits kTraits = kNoDepthTest.interpolated();
-    static constexpr int kId = kFillct;
-    template <class Fmt>
-    static bool pixel(const SpanContext& k, const RowEnds& e, float p, unsigned char* px) {
-        const RoundedShade q = roundedShade(e, p);
-        const Texel x = sampleTexture(k, e, p);
-        auto scaled = [](std::int32_t c, unsigned t) {
-            return static_cast<std::uint32_t>(static_cast<std::int64_t>(c) * t / 255);
-        };
-        Fmt::storeOpaque(px, scaled(q.c[2], x.b), scaled(q.c[1], x.g), scaled(q.c[0], x.r));
-        return true;
-    }
-    // Rounded colours of 0..255 take the integer form; any others (only from
-    // out-of-range edge data) the quotient of the exact product in double
-    // precision, truncated toward zero like the integer division.
-    template <class V, class Fmt>
-    KWR_LANE_INLINE static typename V::I lanes(const SpanContext& k, const RowEnds& e, typename V::F p, typename V::I,
-                                               typename V::I& write) {
         using I = typename V::I;
         const ShadeLanes<V> sh(e, p, 3);
-        const I q[3] = {roundLanes<V>(sh.c[2]), roundLanes<V>(sh.c[1]), roundLanes<V>(sh.c[0])};
         const TexelLanes<V> x = sampleLanes<V>(k, e, p, write);
-        const I outside = V::andI(V::orI(V::orI(q[0], q[1]), q[2]), V::splatI(~0xFF));
-        I out[3];
-        const bool bytes = V::all(V::eqI(outside, V::splatI(0)));
-        for (int i = 0; i < 3; ++i) {
-            const I t = texelByteLanes<V>(x, i);
-            if (bytes) {
-                out[i] = div255Lanes<V>(V::mulSmall(q[i], t));
+        if constexpr (!Depth) {
+            const I q[3] = {roundLanes<V>(sh.c[2]), roundLanes<V>(sh.c[1]), roundLanes<V>(sh.c[0])};
+            const I outside = V::andI(V::orI(V::orI(q[0], q[1]), q[2]), V::splatI(~0xFF));
+            const bool bytes = V::all(V::eqI(outside, V::splatI(0)));
+            I out[3];
+            for (int i = 0; i < 3; ++i) {
+                const I t = texelByteLanes<V>(x, i);
+                if (bytes) {
+                    out[i] = div255Lanes<V>(V::mulSmall(q[i], t));
+                } else {
+                    const typename V::D d = V::splatD(255.0);
+                    out[i] = V::fromD(V::divD(V::mulD(V::loD(q[i]), V::loD(t)), d),
+                                      V::divD(V::mulD(V::hiD(q[i]), V::hiD(t)), d));
+                }
+            }
+            return Fmt::template opaque<V>(out[0], out[1], out[2]);
+        } else {
+            const F d = V::splatF(255.0f);
+            if constexpr (Fmt::kBpp == 16) {
+                auto field = [&](int c, int t, float scale, std::int32_t mask) {
+                    const F v = V::div(
+                        V::div(V::mul(V::mul(sh.c[c], V::toF(texelByteLanes<V>(x, t))), V::splatF(scale)), d), d);
+                    return V::andI(roundLanes<V>(v), V::splatI(mask));
+                };
+                return V::orI(V::orI(field(1, 1, 992.0f, 0x3E0), field(0, 2, 31744.0f, 0x7C00)),
+                              field(2, 0, 31.0f, 0x1F));
             } else {
-                const typename V::D d = V::splatD(255.0);
-                out[i] = V::fromD(V::divD(V::mulD(V::loD(q[i]), V::loD(t)), d),
-                                  V::divD(V::mulD(V::hiD(q[i]), V::hiD(t)), d));
+                auto channel = [&](int i) {
+                    return roundLanes<V>(V::div(V::mul(sh.c[shadeIndex(i)], V::toF(texelByteLanes<V>(x, i))), d));
+                };
+                return Fmt::template opaque<V>(channel(0), channel(1), channel(2));
             }
         }
-        return Fmt::template opaque<V>(out[0], out[1], out[2]);
     }
 };
 
@@ -237,8 +234,7 @@ void narrowToWeighted(typename V::I& write, typename V::F a) {
 // Interpolated colour blended by its interpolated alpha.
 template <bool Depth>
 struct RuleShadedBlend {
-    static constexpr SpanTraits kTraits =
-        Depth ? kDepthTestedOrEqual.interpolated().blended() : kNoDepthTest.interpolated().blended().blendingEvery16();
+    static constexpr SpanTraits kTraits = blendedTraits(Depth, kDepthTestedOrEqual);
     static constexpr int kId = Depth ? kFill3ca : kFillca;
     template <class Fmt>
     static bool pixel(const SpanContext&, const RowEnds& e, float p, unsigned char* px) {
@@ -269,8 +265,7 @@ struct RuleShadedBlend {
 // without a depth write.
 template <bool Depth>
 struct RuleTexturedBlend {
-    static constexpr SpanTraits kTraits = Depth ? kDepthTested.interpolated().blended().on8(Mode8::kCubeNoDepth)
-                                                : kNoDepthTest.interpolated().blended().blendingEvery16();
+    static constexpr SpanTraits kTraits = blendedTraits(Depth, kDepthTested.on8(Mode8::kCubeNoDepth));
     static constexpr int kId = Depth ? kFill3at : kFillat;
     template <class Fmt>
     static bool pixel(const SpanContext& k, const RowEnds& e, float p, unsigned char* px) {
@@ -309,8 +304,7 @@ struct RuleTexturedBlend {
 // depth test weights first.
 template <bool Depth>
 struct RuleShadedTexturedBlend {
-    static constexpr SpanTraits kTraits =
-        Depth ? kDepthTestedOrEqual.interpolated().blended() : kNoDepthTest.interpolated().blended().blendingEvery16();
+    static constexpr SpanTraits kTraits = blendedTraits(Depth, kDepthTestedOrEqual);
     static constexpr int kId = Depth ? kFill3cat : kFillcat;
     template <class Fmt>
     static bool pixel(const SpanContext& k, const RowEnds& e, float p, unsigned char* px) {
@@ -362,17 +356,13 @@ struct RuleShadedTexturedBlend {
 };
 
 // ------------------------------------------------------ the member table --
-// Member                 rule
-using Rule3c = RuleShaded<true>;
-using Rulec = RuleShaded<false>;
-using Rule3t = RuleTextured<true>;
-using Rulet = RuleTextured<false>;
-using Rule3ca = RuleShadedBlend<true>;
-using Ruleca = RuleShadedBlend<false>;
-using Rule3at = RuleTexturedBlend<true>;
-using Ruleat = RuleTexturedBlend<false>;
-using Rule3cat = RuleShadedTexturedBlend<true>;
-using Rulecat = RuleShadedTexturedBlend<false>;
+// Each rule serves two members: with a depth test and without.
+using Rule3c = RuleShaded<true>;                using Rulec = RuleShaded<false>;
+using Rule3t = RuleTextured<true>;              using Rulet = RuleTextured<false>;
+using Rule3ct = RuleShadedTextured<true>;       using Rulect = RuleShadedTextured<false>;
+using Rule3ca = RuleShadedBlend<true>;          using Ruleca = RuleShadedBlend<false>;
+using Rule3at = RuleTexturedBlend<true>;        using Ruleat = RuleTexturedBlend<false>;
+using Rule3cat = RuleShadedTexturedBlend<true>; using Rulecat = RuleShadedTexturedBlend<false>;
 
 // Every interpolating member, for the tables of lane blocks.
 #define KWR_LANE_FILLS(X) \
@@ -394,6 +384,13 @@ constexpr LaneBlocks makeLaneBlocks() {
     KWR_LANE_FILLS(KWR_LANE_ROW)
 #undef KWR_LANE_ROW
     return t;
+}
+// The lane blocks of lane set V, made once; instantiated only in the
+// translation unit built for V's instructions.
+template <class V>
+const LaneBlocks* laneBlocksOf() {
+    static constexpr LaneBlocks kBlocks = makeLaneBlocks<V>();
+    return &kBlocks;
 }
 const LaneBlocks* laneBlocksSse2();
 const LaneBlocks* laneBlocksSse41();

@@ -5,11 +5,7 @@
 #include "raster/span_rules.h"
 
 #if KWR_LANES_AVX2
-
-const kwr::LaneBlocks* kwr::laneBlocksAvx2() {
-    static constexpr LaneBlocks kBlocks = makeLaneBlocks<lanes_avx2::Lanes>();
-    return &kBlocks;
-}
+const kwr::LaneBlocks* kwr::laneBlocksAvx2() { return laneBlocksOf<lanes_avx2::Lanes>(); }
 #else
 const kwr::LaneBlocks* kwr::laneBlocksAvx2() { return nullptr; }
 #endif

@@ -11,11 +11,7 @@
 #include "raster/span_rules.h"
 
 #if KWR_LANES_AVX512
-
-const kwr::LaneBlocks* kwr::laneBlocksAvx512() {
-    static constexpr LaneBlocks kBlocks = makeLaneBlocks<lanes_avx512::Lanes>();
-    return &kBlocks;
-}
+const kwr::LaneBlocks* kwr::laneBlocksAvx512() { return laneBlocksOf<lanes_avx512::Lanes>(); }
 #else
 const kwr::LaneBlocks* kwr::laneBlocksAvx512() { return nullptr; }
 #endif

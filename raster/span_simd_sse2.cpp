@@ -5,11 +5,7 @@
 #include "raster/span_rules.h"
 
 #if KWR_X86_64
-
-const kwr::LaneBlocks* kwr::laneBlocksSse2() {
-    static constexpr LaneBlocks kBlocks = makeLaneBlocks<lanes_sse2::Lanes>();
-    return &kBlocks;
-}
+const kwr::LaneBlocks* kwr::laneBlocksSse2() { return laneBlocksOf<lanes_sse2::Lanes>(); }
 #else
 const kwr::LaneBlocks* kwr::laneBlocksSse2() { return nullptr; }
 #endif

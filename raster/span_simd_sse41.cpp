@@ -5,11 +5,7 @@
 #include "raster/span_rules.h"
 
 #if KWR_LANES_SSE41
-
-const kwr::LaneBlocks* kwr::laneBlocksSse41() {
-    static constexpr LaneBlocks kBlocks = makeLaneBlocks<lanes_sse41::Lanes>();
-    return &kBlocks;
-}
+const kwr::LaneBlocks* kwr::laneBlocksSse41() { return laneBlocksOf<lanes_sse41::Lanes>(); }
 #else
 const kwr::LaneBlocks* kwr::laneBlocksSse41() { return nullptr; }
 #endif
