@@ -5,9 +5,12 @@
 #ifndef KWR_TESTS_PRESENT_FRAMES_H
 #define KWR_TESTS_PRESENT_FRAMES_H
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <vector>
 
 #include "KWRRender.h"
 
@@ -28,10 +31,10 @@ inline std::uint32_t shown8(std::uint32_t i) {
     return ((i / 36) * 43u << 16) | ((i / 6 % 6) * 43u << 8) | (i % 6) * 43u;
 }
 
-// A frame of the given format whose pixel (x, y) holds code(x, y) (its low
-// bpp bits, little-endian); returns null if the surface cannot be made.
-template <class Code>
-std::unique_ptr<KWRRender> makeFrame(int bpp, int w, int h, Code code) {
+// A frame of the given format whose pixel (x, y) holds code(bpp, x, y) (its
+// low bpp bits, little-endian); returns null if the surface cannot be made.
+using Code = std::uint32_t (*)(int bpp, int x, int y);
+inline std::unique_ptr<KWRRender> makeFrame(int bpp, int w, int h, Code code) {
     std::unique_ptr<KWRRender> r(new KWRRender());
     if (r->kwrSetRenderBpp(bpp) != 1 || r->kwrInitBuffer(w, h) != 1) return nullptr;
     r->kwrClear();
@@ -42,7 +45,7 @@ std::unique_ptr<KWRRender> makeFrame(int bpp, int w, int h, Code code) {
     const std::ptrdiff_t pitch = ((bpp * w + 31) >> 3) & ~3;
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) {
-            const std::uint32_t v = code(x, y);
+            const std::uint32_t v = code(bpp, x, y);
             std::memcpy(static_cast<unsigned char*>(pixels) + y * pitch + x * bytes, &v,
                         static_cast<std::size_t>(bytes));
         }
@@ -69,6 +72,15 @@ inline std::uint32_t patternCode(int bpp, int x, int y) {
     }
 }
 
+// A frame 256 pixels wide holding every 16 bpp word and every 8 bpp index
+// (24 and 32 bpp: codes spread over all bytes).
+constexpr int kEveryCodeW = 256;
+inline int everyCodeRows(int bpp) { return bpp == 16 ? 256 : bpp == 8 ? 1 : 64; }
+inline std::uint32_t everyCode(int bpp, int x, int y) {
+    const std::uint32_t n = static_cast<std::uint32_t>(y * 256 + x);
+    return bpp <= 16 ? n : n * 0x01030507u;
+}
+
 // Placements of a 5 x 3 frame on an 8 x 6 target: inside, across every side
 // and corner, and wholly outside.
 struct Placement {
@@ -79,6 +91,49 @@ constexpr Placement kPlacements[] = {
     {1, 1},  {0, 0},  {3, 3},   {-2, 1},  {5, 1},   {1, -2}, {1, 5},   {-3, -2},
     {6, 4},  {-4, 5}, {-5, 0},  {8, 0},   {0, -3},  {0, 6},  {-1, -1}, {4, -1},
 };
+
+// What a target starts with; pixels no frame covers keep it.
+constexpr std::uint32_t kUntouched = 0x00ABCDEFu;
+
+// The presentations both systems check: the frame of every code on a target
+// of its size, and the small frame at every placement.
+struct Presentation {
+    int fw, fh;
+    Code code;
+    Placement p;
+    int w, h;  // target
+};
+inline std::vector<Presentation> presentations(int bpp) {
+    std::vector<Presentation> v{{kEveryCodeW, everyCodeRows(bpp), everyCode, {0, 0}, kEveryCodeW, everyCodeRows(bpp)}};
+    for (const Placement& p : kPlacements) v.push_back({kFrameW, kFrameH, patternCode, p, kTargetW, kTargetH});
+    return v;
+}
+
+// Shows every presentation on a Target (constructed with the target's size,
+// with show(frame, x, y) and at(x, y) reading 0x00RRGGBB): pixels the frame
+// covers show their codes, the others are untouched.  Reports the first few
+// misses of each.
+template <class Target>
+void expectPresentations(int bpp) {
+    for (const Presentation& c : presentations(bpp)) {
+        auto frame = makeFrame(bpp, c.fw, c.fh, c.code);
+        ASSERT_NE(frame, nullptr);
+        Target t(c.w, c.h);
+        t.show(*frame, c.p.x, c.p.y);
+        if (::testing::Test::HasFatalFailure()) return;
+        int wrong = 0;
+        for (int y = 0; y < c.h; ++y)
+            for (int x = 0; x < c.w; ++x) {
+                const int fx = x - c.p.x, fy = y - c.p.y;
+                const bool covered = fx >= 0 && fx < c.fw && fy >= 0 && fy < c.fh;
+                const std::uint32_t want = covered ? shown(bpp, c.code(bpp, fx, fy)) : kUntouched;
+                if (t.at(x, y) != want && ++wrong < 5)
+                    ADD_FAILURE() << bpp << " bpp at (" << c.p.x << "," << c.p.y << "): pixel " << x << "," << y
+                                  << " shows " << std::hex << t.at(x, y) << " for " << want;
+            }
+        EXPECT_EQ(wrong, 0) << bpp << " bpp at (" << c.p.x << "," << c.p.y << ")";
+    }
+}
 
 }  // namespace kwr_present
 

@@ -78,6 +78,13 @@ struct Surface {
 
 using Pixels = std::vector<std::pair<int, int>>;
 
+// A cleared surface whose drawing colour is `ink`.
+inline Surface inked(int bpp, int w, int h, unsigned long ink = 0xFFFFFFFFul) {
+    Surface s(bpp, w, h);
+    s->kwrSetColor(ink);
+    return s;
+}
+
 }  // namespace kwr_test
 
 #endif

@@ -12,38 +12,30 @@ namespace {
 
 using kwr::DibStream;
 
-struct HeaderCase {
-    int width, height, bitCount;
-    int rowBytes;
-    unsigned clrUsed;
-};
-
-class DibCreate : public ::testing::TestWithParam<HeaderCase> {};
-
-TEST_P(DibCreate, HeaderFieldsAndRowSize) {
-    const HeaderCase c = GetParam();
-    DibStream d;
-    ASSERT_TRUE(d.Create(c.width, c.height, c.bitCount));
-    ASSERT_NE(d.header, nullptr);
-    ASSERT_NE(d.bits, nullptr);
-    const kwr::BITMAPINFOHEADER& h = d.header->bmiHeader;
-    EXPECT_EQ(h.biSize, 40u);
-    EXPECT_EQ(h.biWidth, c.width);
-    EXPECT_EQ(h.biHeight, c.height);
-    EXPECT_EQ(h.biPlanes, 1);
-    EXPECT_EQ(h.biBitCount, c.bitCount);
-    EXPECT_EQ(h.biSizeImage, static_cast<unsigned>(c.rowBytes * std::abs(c.height)));
-    EXPECT_EQ(h.biClrUsed, c.clrUsed);
-    EXPECT_EQ(d.GetRowBytes(), c.rowBytes);
-    EXPECT_EQ(d.bitsAlloc, kwr::kAllocHeap);
-    // The pixel block is one run of |height| rows: its last byte is writable.
-    d.bits[h.biSizeImage - 1] = 0x5A;
+TEST(DibStream, HeaderFieldsAndRowSize) {
+    const struct {
+        int width, height, bitCount, rowBytes;
+        unsigned clrUsed;
+    } cases[] = {{3, -2, 24, 12, 0}, {5, 3, 8, 8, 256}, {33, -2, 1, 8, 2},
+                 {9, -3, 4, 8, 16},  {3, -2, 16, 8, 0}, {5, -1, 32, 20, 0}};
+    for (const auto& c : cases) {
+        DibStream d;
+        ASSERT_TRUE(d.Create(c.width, c.height, c.bitCount));
+        ASSERT_NE(d.header, nullptr);
+        ASSERT_NE(d.bits, nullptr);
+        const kwr::BITMAPINFOHEADER& h = d.header->bmiHeader;
+        EXPECT_EQ(h.biSize, 40u);
+        EXPECT_EQ(h.biWidth, c.width);
+        EXPECT_EQ(h.biHeight, c.height);
+        EXPECT_EQ(h.biPlanes, 1);
+        EXPECT_EQ(h.biBitCount, c.bitCount);
+        EXPECT_EQ(h.biSizeImage, static_cast<unsigned>(c.rowBytes * std::abs(c.height)));
+        EXPECT_EQ(h.biClrUsed, c.clrUsed);
+        EXPECT_EQ(d.GetRowBytes(), c.rowBytes);
+        EXPECT_EQ(d.bitsAlloc, kwr::kAllocHeap);
+        d.bits[h.biSizeImage - 1] = 0x5A;  // the pixel block is one run of |height| rows
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Formats, DibCreate,
-    ::testing::Values(HeaderCase{3, -2, 24, 12, 0}, HeaderCase{5, 3, 8, 8, 256}, HeaderCase{33, -2, 1, 8, 2},
-                      HeaderCase{9, -3, 4, 8, 16}, HeaderCase{3, -2, 16, 8, 0}, HeaderCase{5, -1, 32, 20, 0}));
 
 TEST(DibStream, ColourTables) {
     DibStream d;

@@ -7,12 +7,12 @@
 
 #include "surface_fixture.h"
 
+using kwr_test::inked;
 using kwr_test::Pixels;
 using kwr_test::Surface;
 
 TEST(Points, BoundsAndStores) {
-    Surface s(32, 4, 3);
-    s->kwrSetColor(0x12345678);
+    auto s = inked(32, 4, 3, 0x12345678);
     s->kwrPut(-1, 0);
     s->kwrPut(4, 0);
     s->kwrPut(0, 3);
@@ -22,15 +22,12 @@ TEST(Points, BoundsAndStores) {
 }
 
 TEST(Boxes, CornersInAnyOrderAndPerAxisClip) {
-    Surface a(8, 10, 10), b(8, 10, 10);
-    a->kwrSetColor(0xFFFFFFFF);
-    b->kwrSetColor(0xFFFFFFFF);
+    auto a = inked(8, 10, 10), b = inked(8, 10, 10);
     a->kwrBox(5, 5, 2, 2);
     b->kwrBox(2, 2, 5, 5);
     EXPECT_EQ(a.bytes(), b.bytes());
     EXPECT_EQ(a.pixelsNot(0).size(), 16u);
-    Surface c(24, 10, 10);
-    c->kwrSetColor(0xFFFFFFFF);
+    auto c = inked(24, 10, 10);
     c->kwrBox(-10, -10, -1, 5);  // both x left of the surface
     EXPECT_TRUE(c.pixelsNot(0).empty());
     c->kwrBox(-10, 3, 20, 3);
@@ -40,8 +37,7 @@ TEST(Boxes, CornersInAnyOrderAndPerAxisClip) {
 }
 
 TEST(Boxes, FloatAndCentredRounding) {
-    Surface s(16, 640, 480);
-    s->kwrSetColor(0xFFFFFFFF);
+    auto s = inked(16, 640, 480);
     s->kwrBoxf(0.49f, 0, 0.49f, 0);
     s->kwrBoxf(2.5f, 0, 2.5f, 0);
     s->kwrBoxfg(0, 0, 0, 0);
@@ -49,8 +45,7 @@ TEST(Boxes, FloatAndCentredRounding) {
 }
 
 TEST(Boxes, DepthBoxUsesRequestedTestAndGreaterOrEqual) {
-    Surface s(24, 4, 4);
-    s->kwrSetColor(0xFFFFFFFF);
+    auto s = inked(24, 4, 4);
     s->kwrBox3(0, 0, 1, 1, 1.5f);
     EXPECT_TRUE(s.pixelsNot(0).empty());
     s->kwrBox3(0, 0, 1, 1, NAN);
@@ -64,8 +59,7 @@ TEST(Boxes, DepthBoxUsesRequestedTestAndGreaterOrEqual) {
 }
 
 TEST(Bitmaps, LeastSignificantBitFirstAndClipped) {
-    Surface s(8, 12, 3);
-    s->kwrSetColor(0xFFFFFFFF);
+    auto s = inked(8, 12, 3);
     unsigned char a[2] = {0x01, 0x01};
     s->kwrBitmap1(0, 0, 9, 1, a);
     unsigned char b[2] = {0x80, 0x00};
@@ -73,8 +67,7 @@ TEST(Bitmaps, LeastSignificantBitFirstAndClipped) {
     EXPECT_EQ(s.pixelsNot(0), (Pixels{{0, 0}, {8, 0}, {7, 1}}));
     // Rows are (w + 7) / 8 bytes; clipped per pixel at every side.
     unsigned char c[4] = {0xFF, 0x01, 0xFF, 0x01};
-    Surface t(8, 4, 4);
-    t->kwrSetColor(0xFFFFFFFF);
+    auto t = inked(8, 4, 4);
     t->kwrBitmap1(-6, 2, 9, 2, c);
     EXPECT_EQ(t.pixelsNot(0), (Pixels{{0, 2}, {1, 2}, {2, 2}, {0, 3}, {1, 3}, {2, 3}}));
     t->kwrBitmap1(INT_MAX, INT_MAX, 9, 2, c);
@@ -155,8 +148,7 @@ TEST(Blits, FourthByteAndFormats) {
 
 namespace {
 Pixels linePixels(int x1, int y1, int x2, int y2, int w = 16, int h = 16) {
-    Surface s(24, w, h);
-    s->kwrSetColor(0xFFFFFFFF);
+    auto s = inked(24, w, h);
     s->kwrLine(x1, y1, x2, y2);
     return s.pixelsNot(0);
 }
@@ -178,14 +170,11 @@ TEST(Lines, ClippingAtEveryEdge) {
     ASSERT_EQ(diag.size(), 100u);
     EXPECT_EQ(diag.front(), (std::pair<int, int>{0, 0}));
     EXPECT_EQ(diag.back(), (std::pair<int, int>{99, 99}));
-    Surface f(24, 8, 8), g(24, 8, 8);
-    f->kwrSetColor(0xFFFFFFFF);
-    g->kwrSetColor(0xFFFFFFFF);
+    auto f = inked(24, 8, 8), g = inked(24, 8, 8);
     f->kwrLinef(0.4f, 0.6f, 3.5f, 0.6f);
     g->kwrLine(0, 1, 4, 1);
     EXPECT_EQ(f.bytes(), g.bytes());
-    Surface c(24, 640, 480);
-    c->kwrSetColor(0xFFFFFFFF);
+    auto c = inked(24, 640, 480);
     c->kwrLinefg(0, 0, 0, 0);
     EXPECT_EQ(c.pixelsNot(0), (Pixels{{320, 240}}));
     // Beside a corner: rejected by a later edge.
@@ -193,8 +182,7 @@ TEST(Lines, ClippingAtEveryEdge) {
 }
 
 TEST(DepthLines, ClipWalkAndDepthRules) {
-    Surface s(32, 8, 8);
-    s->kwrSetColor(0xFFFFFFFF);
+    auto s = inked(32, 8, 8);
     s->kwrLine3(1, 1, 0.5f, 1, 1, 0.9f);  // one pixel at the first depth
     EXPECT_EQ(s.pixelsNot(0xFF000000u), (Pixels{{1, 1}}));
     EXPECT_EQ(s.z(1, 1), 0.5f);
@@ -214,8 +202,7 @@ TEST(DepthLines, ClipWalkAndDepthRules) {
 }
 
 TEST(DepthLines, ClippersMoveEndsOntoTheSurface) {
-    Surface s(24, 10, 10);
-    s->kwrSetColor(0xFFFFFFFF);
+    auto s = inked(24, 10, 10);
     s->kwrLine3(-10, 2, 0.0f, 2, -10, 1.0f);  // beside a corner: rejected at the top rung
     EXPECT_TRUE(s.pixelsNot(0).empty());
     // (-10, 5, 0) to (10, 5, 1): the left end moves to x 0 with depth 0.5,
@@ -223,16 +210,13 @@ TEST(DepthLines, ClippersMoveEndsOntoTheSurface) {
     s->kwrLine3(-10, 5, 0.0f, 10, 5, 1.0f);
     EXPECT_EQ(s.pixelsNot(0).size(), 10u);
     EXPECT_FLOAT_EQ(s.z(0, 5), 0.5f);
-    Surface t(24, 10, 10);
-    t->kwrSetColor(0xFFFFFFFF);
+    auto t = inked(24, 10, 10);
     // (-0.4, 2) moves along the line to (0, 3) before rounding; rounded
     // first it would start at (0, 2).
     t->kwrLine3f(-0.4f, 2.0f, 0.5f, 2.0f, 8.0f, 0.5f);
-    EXPECT_NE(t.px(0, 3), 0u);
+    EXPECT_EQ(t.px(0, 3), 0xFFFFFFu);
     EXPECT_EQ(t.px(0, 2), 0u);
-    t->kwrSetColor(0xFF000000);
-    t->kwrClear();
-    t->kwrSetColor(0xFFFFFFFF);
-    t->kwrLine3f(7.0f, 9.0f, 0.5f, 9.6f, 9.0f, 0.5f);  // clipped to column 9, then rounded
-    EXPECT_EQ(t.pixelsNot(0), (Pixels{{7, 9}, {8, 9}, {9, 9}}));
+    auto u = inked(24, 10, 10);
+    u->kwrLine3f(7.0f, 9.0f, 0.5f, 9.6f, 9.0f, 0.5f);  // clipped to column 9, then rounded
+    EXPECT_EQ(u.pixelsNot(0), (Pixels{{7, 9}, {8, 9}, {9, 9}}));
 }

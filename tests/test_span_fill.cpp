@@ -1,293 +1,314 @@
-// Span fills driven directly from hand-made scan-line table rows: skipping,
-// clipping from the unclipped ends, depth rules, sampling and every blend.
+// The span fills driven directly from scan-line table rows: hand-worked
+// pixels and depths per member and format, and every instruction-set level
+// against the plain path on random rows (clipped, extreme and garbage ones
+// included), which the sanitizers also watch for stray writes.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <random>
+#include <string>
+#include <vector>
 
 #include "raster/span_fill.h"
+#include "raster/span_lanes.h"
+#include "raster/span_vector.h"
+#include "render/simd_level.h"
 #include "surface_fixture.h"
 
 using kwr::Access;
+using kwr::SimdLevel;
+using kwr_test::inked;
 using kwr_test::Surface;
 
 namespace {
 
-// Row `row` spans L..R with the given ends.
+using Fill = void (*)(KWRRender&, int, int);
+#define KWR_FILL(name) [](KWRRender& r, int a, int b) { Access::name(r, a, b); }
+const Fill k3 = KWR_FILL(rasterTriangle3), k3c = KWR_FILL(rasterTriangle3c), k3t = KWR_FILL(rasterTriangle3t),
+           k3ct = KWR_FILL(rasterTriangle3ct), kc = KWR_FILL(rasterTrianglec), kt = KWR_FILL(rasterTrianglet),
+           kct = KWR_FILL(rasterTrianglect), k3a = KWR_FILL(rasterTriangle3a), k3ca = KWR_FILL(rasterTriangle3ca),
+           k3at = KWR_FILL(rasterTriangle3at), k3cat = KWR_FILL(rasterTriangle3cat),
+           kca = KWR_FILL(rasterTriangleca), kat = KWR_FILL(rasterTriangleat), kcat = KWR_FILL(rasterTrianglecat);
+#undef KWR_FILL
+const Fill kFills[] = {k3, k3c, k3t, k3ct, kc, kt, kct, k3a, k3ca, k3at, k3cat, kca, kat, kcat};
+
+// One end of a row: depth, colour (red, green, blue, alpha in 0..255) and
+// texture coordinates.
 struct Ends {
     float z = 0.5f;
     float c[4] = {0, 0, 0, 255};
     float u = 0, v = 0;
 };
+struct Row {
+    int L, R;
+    Ends l, r;
+};
 
-void setRow(Surface& s, int row, int L, int R, const Ends& l, const Ends& r) {
-    kwr::ScanLineTable& t = s.s().scan;
-    t.scanLeftX[row] = L;
-    t.scanRightX[row] = R;
-    t.scanLeftZ[row] = l.z;
-    t.scanRightZ[row] = r.z;
+void setRow(kwr::RenderState& s, int y, const Row& row) {
+    kwr::ScanLineTable& t = s.scan;
+    t.scanLeftX[y] = row.L;
+    t.scanRightX[y] = row.R;
+    t.scanLeftZ[y] = row.l.z;
+    t.scanRightZ[y] = row.r.z;
     for (int k = 0; k < 4; ++k) {
-        t.scanLeftColor[k][row] = l.c[k];
-        t.scanRightColor[k][row] = r.c[k];
+        t.scanLeftColor[k][y] = row.l.c[k];
+        t.scanRightColor[k][y] = row.r.c[k];
     }
-    t.scanLeftU[row] = l.u;
-    t.scanRightU[row] = r.u;
-    t.scanLeftV[row] = l.v;
-    t.scanRightV[row] = r.v;
+    t.scanLeftU[y] = row.l.u;
+    t.scanRightU[y] = row.r.u;
+    t.scanLeftV[y] = row.l.v;
+    t.scanRightV[y] = row.r.v;
 }
 
-Ends colour(float r, float g, float b, float a, float z = 0.5f) {
-    Ends e;
-    e.c[0] = r;
-    e.c[1] = g;
-    e.c[2] = b;
-    e.c[3] = a;
-    e.z = z;
-    return e;
-}
+struct Image {
+    const unsigned char* p = nullptr;  // texels of 4 bytes (b, g, r, a) or alpha bytes
+    int w = 0, h = 0;
+};
+
+const Ends kWhite{0.5f, {255, 255, 255, 255}}, kBlack{0.5f, {0, 0, 0, 255}};
+const unsigned char kWhiteBlack[8] = {255, 255, 255, 255, 0, 0, 0, 255};  // 2 x 1
+const unsigned char kClearWhite[16] = {255, 255, 255, 0, 255, 255, 255, 0, 255, 255, 255, 0, 255, 255, 255, 0};
+const unsigned char kOpaque[4] = {255, 255, 255, 255}, kZero[1] = {0};
+const unsigned char kTexel[4] = {254, 200, 100, 255};
+
+// One row drawn by one member on a fresh surface, and the pixel and depth
+// expected at x of that row.
+struct HandCase {
+    Fill fill;
+    int bpp;
+    std::uint32_t clear;
+    float clearZ;
+    unsigned long colour;
+    Image tex, map;
+    Row row;
+    int x;
+    std::uint32_t px;
+    float z;
+};
+
+const HandCase kHandCases[] = {
+    // Clipped at x 0 and 7 of 8: depth and the span parameter continue the
+    // unclipped line, depth stepping by (zR - zL) / (R - L), colour by 1 / (R - L + 1).
+    {k3c, 24, 0, 1, 0, {}, {}, {-10, 17, {0.0f}, {0.28f, {280, 0, 0, 255}}}, 0, 0x640000, 0.28f * 10 / 27},
+    {k3c, 24, 0, 1, 0, {}, {}, {-10, 17, {0.0f}, {0.28f, {280, 0, 0, 255}}}, 7, 0xAA0000, 0.28f * 17 / 27},
+    // Stored depth equal to z: strict members draw nothing, the blended
+    // interpolated-colour members (>=) draw.
+    {k3, 32, 0xFF000000, 0.5f, ~0ul, {}, {}, {0, 3, kWhite, kWhite}, 1, 0xFF000000, 0.5f},
+    {k3c, 32, 0xFF000000, 0.5f, ~0ul, {}, {}, {0, 3, kWhite, kWhite}, 1, 0xFF000000, 0.5f},
+    {k3t, 32, 0xFF000000, 0.5f, ~0ul, {}, {}, {0, 3, kWhite, kWhite}, 1, 0xFF000000, 0.5f},
+    {k3ct, 32, 0xFF000000, 0.5f, ~0ul, {}, {}, {0, 3, kWhite, kWhite}, 1, 0xFF000000, 0.5f},
+    {k3a, 32, 0xFF000000, 0.5f, ~0ul, {}, {}, {0, 3, kWhite, kWhite}, 1, 0xFF000000, 0.5f},
+    {k3at, 32, 0xFF000000, 0.5f, ~0ul, {}, {}, {0, 3, kWhite, kWhite}, 1, 0xFF000000, 0.5f},
+    {k3ca, 32, 0xFF000000, 0.5f, ~0ul, {}, {}, {0, 3, kWhite, kWhite}, 1, 0xFFFFFFFF, 0.5f},
+    {k3cat, 32, 0xFF000000, 0.5f, ~0ul, {}, {}, {0, 3, kWhite, kWhite}, 1, 0xFFFFFFFF, 0.5f},
+    // Weight zero writes neither pixel nor depth.
+    {k3ca, 32, 0xFF102030, 0.9f, 0, {}, {}, {0, 3, {0.1f, {255, 255, 255, 0}}, {0.1f}}, 0, 0xFF102030, 0.9f},
+    // Shaded: rounded half up, packed per format; nothing at 8 bpp.
+    {kc, 16, 0, 1, 0, {}, {}, {0, 0, kWhite, kBlack}, 0, 0x7FFF, 1},
+    {kc, 16, 0, 1, 0, {}, {}, {1, 1, {0, {7.4f, 7.5f, 128.49f, 0}}, {}}, 1, 0x0030, 1},
+    {kc, 24, 0, 1, 0, {}, {}, {1, 1, {0, {7.4f, 7.5f, 128.49f, 0}}, {}}, 1, 0x070880, 1},
+    {kc, 32, 0, 1, 0, {}, {}, {1, 1, {0, {7.4f, 7.5f, 128.49f, 0}}, {}}, 1, 0xFF070880, 1},
+    {kc, 8, 0, 1, 0, {}, {}, {0, 0, kWhite, kWhite}, 0, 0, 1},
+    // Texels at round(u * 2) repeated, times the colour: 255 * 128 / 255.
+    {kt, 24, 0, 1, 0xFF808080, {kWhiteBlack, 2, 1}, {}, {0, 3, {}, {0.5f, {}, 1.0f}}, 0, 0x808080, 1},
+    {kt, 24, 0, 1, 0xFF808080, {kWhiteBlack, 2, 1}, {}, {0, 3, {}, {0.5f, {}, 1.0f}}, 1, 0, 1},
+    {kt, 24, 0, 1, 0xFF808080, {kWhiteBlack, 2, 1}, {}, {0, 3, {}, {0.5f, {}, 1.0f}}, 3, 0x808080, 1},
+    {kt, 24, 0, 1, 0xFF808080, {kWhiteBlack, 2, 1}, {}, {0, 0, {0.5f, {}, -0.6f}, {}}, 0, 0, 1},
+    {kt, 16, 0, 1, 0xFF808080, {kWhiteBlack, 2, 1}, {}, {0, 0, {}, {}}, 0, 0x3DEF, 1},
+    // Colour 103 on texels 254, 200, 100: the depth-tested member rounds the
+    // float product, the untested ones truncate an integer product of the
+    // colour rounded first (101.6 -> 102).
+    {k3ct, 24, 0, 1, 0, {kTexel, 1, 1}, {}, {0, 0, {0.2f, {103, 103, 103, 255}}, {}}, 0, 0x285167, 0.2f},
+    {kct, 24, 0, 1, 0, {kTexel, 1, 1}, {}, {0, 0, {0.2f, {103, 103, 103, 255}}, {}}, 0, 0x285066, 1},
+    {kct, 24, 0, 1, 0, {kTexel, 1, 1}, {}, {0, 0, {0, {101.6f, 101.6f, 101.6f, 255}}, {}}, 0, 0x285065, 1},
+    // Flat integer blend: (0 * 128 + 255 * 128) >> 8, alpha blended too;
+    // at 8 bpp the cube colour with depth.
+    {k3a, 24, 0xFF000000, 1, 0x7FFFFFFF, {}, {}, {0, 0, {}, {}}, 0, 0x7F7F7F, 0.5f},
+    {k3a, 32, 0, 1, 0x7FFFFFFF, {}, {}, {0, 0, {}, {}}, 0, 0x7F7F7F7F, 0.5f},
+    {k3a, 8, 0, 1, 0x10FFFFFF, {}, {}, {0, 0, {}, {}}, 0, 215, 0.5f},
+    // Float blends: weight 0.5 over alpha 0 leaves alpha 128; weight 1 replaces.
+    {kca, 32, 0, 1, 0, {}, {}, {0, 0, {0.5f, {255, 0, 0, 127.5f}}, {}}, 0, 0x80800000, 1},
+    {kca, 16, ~0u, 1, 0, {}, {}, {0, 0, {0.5f, {255, 0, 0, 255}}, {}}, 0, 0x7C00, 1},
+    // Alpha from the texel, or from an alpha map at its own resolution.
+    {k3at, 24, 0, 1, ~0ul, {kClearWhite, 2, 2}, {}, {0, 1, {}, {}}, 0, 0, 1},
+    {k3at, 24, 0, 1, ~0ul, {kClearWhite, 2, 2}, {kOpaque, 2, 2}, {0, 1, {}, {}}, 0, 0xFFFFFF, 0.5f},
+    {kat, 24, 0, 1, ~0ul, {kClearWhite, 2, 2}, {kZero, 1, 1}, {0, 1, {}, {}}, 0, 0, 1},
+    {k3at, 8, 0, 1, ~0ul, {}, {}, {0, 0, {}, {}}, 0, 215, 1},  // cube colour, depth untouched
+};
 
 }  // namespace
 
+TEST(SpanFill, HandWorkedPixelsAndDepths) {
+    for (const HandCase& c : kHandCases) {
+        const auto what = "case " + std::to_string(&c - kHandCases);
+        Surface s(c.bpp, 8, 1, c.clear, c.clearZ);
+        s->kwrSetColor(c.colour);
+        if (c.tex.p != nullptr) s->kwrSetTexture(const_cast<unsigned char*>(c.tex.p), c.tex.w, c.tex.h, 4 * c.tex.w);
+        if (c.map.p != nullptr) s->kwrSetAlphaMap(const_cast<unsigned char*>(c.map.p), c.map.w, c.map.h, c.map.w);
+        setRow(s.s(), 0, c.row);
+        c.fill(*s.r, 0, 0);
+        EXPECT_EQ(s.px(c.x, 0), c.px) << what;
+        EXPECT_NEAR(s.z(c.x, 0), c.z, 1e-6f) << what;
+    }
+    EXPECT_EQ(kwr::wrapCoord(-2, 2), 0);
+    EXPECT_EQ(kwr::wrapCoord(-3, 2), 1);
+    EXPECT_EQ(kwr::wrapCoord(std::numeric_limits<int>::min(), 3), 1);
+    EXPECT_EQ(kwr::wrapCoord(5, 3), 2);
+}
+
 TEST(SpanFill, SkipsEmptyAndOffSurfaceRows) {
-    Surface s(24, 8, 4);
-    s->kwrSetColor(0xFFFFFFFF);
-    Ends e;
-    setRow(s, 0, 32767, -32767, e, e);  // never reached
-    setRow(s, 1, 5, 4, e, e);           // one-edge sliver
-    setRow(s, 2, 8, 12, e, e);          // right of the surface
-    setRow(s, 3, -5, -1, e, e);         // left of it
-    Access::rasterTriangle3(*s.r, 0, 3);
-    Access::rasterTrianglec(*s.r, 0, 3);
+    auto s = inked(24, 8, 4);
+    const Row rows[] = {{32767, -32767, {}, {}}, {5, 4, {}, {}}, {8, 12, {}, {}}, {-5, -1, {}, {}}};
+    for (int y = 0; y < 4; ++y) setRow(s.s(), y, rows[y]);  // never reached, one-edge sliver, right, left
+    for (Fill f : kFills) f(*s.r, 0, 3);
     Access::rasterTriangle3(*s.r, 3, 2);  // empty range
     EXPECT_TRUE(s.pixelsNot(0).empty());
-    setRow(s, 1, 3, 3, e, e);  // one pixel, depth of the left end
+    setRow(s.s(), 1, {3, 3, {}, {}});  // one pixel, depth of the left end
     Access::rasterTriangle3(*s.r, 1, 1);
     EXPECT_EQ(s.pixelsNot(0), (kwr_test::Pixels{{3, 1}}));
     EXPECT_EQ(s.z(3, 1), 0.5f);
 }
 
-TEST(SpanFill, ClippingKeepsUnclippedInterpolation) {
-    Surface s(24, 8, 1);
-    // Span -10..17 over an 8-wide surface: depth at x = 0 continues the
-    // unclipped line; the span parameter starts at (float)10 * s.
-    setRow(s, 0, -10, 17, colour(0, 0, 0, 255, 0.0f), colour(280, 0, 0, 255, 0.28f));
-    Access::rasterTriangle3c(*s.r, 0, 0);
-    const float zL = 0.0f - ((0.28f - 0.0f) * -10.0f) / 27.0f;
-    EXPECT_EQ(s.z(0, 0), zL);
-    const float sp = 1.0f / 28.0f;
-    const float p = 10.0f * sp;
-    const unsigned red = static_cast<unsigned>(std::floor(static_cast<double>((1.0f - p) * 0.0f + p * 280.0f + 0.5f)));
-    EXPECT_EQ(s.px(0, 0), red << 16);
-    // Right clip: the depth step across the visible part is unchanged.
-    EXPECT_NEAR(s.z(7, 0), 0.28f * 17.0f / 27.0f, 1e-6);
-}
+namespace {
 
-TEST(SpanFill, DepthComparisonsPerMember) {
-    // Stored depth equal to z: strict members draw nothing, the blended
-    // interpolated-colour members (>=) draw.
-    struct Case {
-        void (*fill)(KWRRender&, int, int);
-        bool draws;
+constexpr int kW = 70, kH = 6;
+
+// Draws a random scene, the same for the same seed, with one fill at one
+// level over a row range reaching past the surface on both sides; returns
+// pixels then depths.  The scene: spans clipped on either side, of odd
+// lengths, some at the ends of the int range; attributes mostly in range
+// with some NaN and huge values; a texture and an alpha map of varying sizes.
+std::vector<unsigned char> draw(std::uint32_t seed, int bpp, Fill fill, SimdLevel level) {
+    std::mt19937 rng(seed);
+    auto pick = [&](int n) { return static_cast<int>(rng() % static_cast<unsigned>(n)); };
+    const float specials[] = {NAN, INFINITY, -INFINITY, 3e9f, -3e9f, 1e30f, 255.5f, -0.5f};
+    auto attr = [&](float lo, float hi) {
+        if (pick(40) == 0) return specials[pick(8)];
+        return lo + (hi - lo) * static_cast<float>(rng() % 10000) / 10000.0f;
     };
-    const Case cases[] = {
-        {[](KWRRender& r, int a, int b) { Access::rasterTriangle3(r, a, b); }, false},
-        {[](KWRRender& r, int a, int b) { Access::rasterTriangle3c(r, a, b); }, false},
-        {[](KWRRender& r, int a, int b) { Access::rasterTriangle3t(r, a, b); }, false},
-        {[](KWRRender& r, int a, int b) { Access::rasterTriangle3ct(r, a, b); }, false},
-        {[](KWRRender& r, int a, int b) { Access::rasterTriangle3a(r, a, b); }, false},
-        {[](KWRRender& r, int a, int b) { Access::rasterTriangle3at(r, a, b); }, false},
-        {[](KWRRender& r, int a, int b) { Access::rasterTriangle3ca(r, a, b); }, true},
-        {[](KWRRender& r, int a, int b) { Access::rasterTriangle3cat(r, a, b); }, true},
+    auto fillBytes = [&](std::vector<unsigned char>& v, int n) {
+        v.resize(static_cast<std::size_t>(n));
+        for (auto& b : v) b = static_cast<unsigned char>(pick(4) == 0 ? 255 * pick(2) : pick(256));
     };
-    for (const Case& c : cases) {
-        Surface s(32, 4, 1, 0xFF000000, 0.5f);
-        s->kwrSetColor(0xFFFFFFFF);
-        setRow(s, 0, 0, 3, colour(255, 255, 255, 255), colour(255, 255, 255, 255));
-        c.fill(*s.r, 0, 0);
-        EXPECT_EQ(s.px(1, 0) != 0xFF000000u, c.draws);
-    }
-}
+    const int sizes[] = {1, 2, 3, 5, 8, 16, 17, 64};
+    const int farX[] = {std::numeric_limits<int>::min(), -(1 << 30), 1 << 30, std::numeric_limits<int>::max()};
+    const int texW = sizes[pick(8)], texH = sizes[pick(8)];
+    const bool sameSize = pick(2) == 0;
+    const int mapW = pick(3) == 0 ? 0 : (sameSize ? texW : sizes[pick(8)]), mapH = sameSize ? texH : sizes[pick(8)];
+    std::vector<unsigned char> tex, map;
+    fillBytes(tex, texW * texH * 4);
+    fillBytes(map, mapW * mapH);
 
-TEST(SpanFill, ZeroWeightWritesNeitherPixelNorDepth) {
-    Surface s(32, 4, 1, 0xFF102030, 0.9f);
-    setRow(s, 0, 0, 3, colour(255, 255, 255, 0, 0.1f), colour(255, 255, 255, 0, 0.1f));
-    Access::rasterTriangle3ca(*s.r, 0, 0);
-    EXPECT_EQ(s.px(0, 0), 0xFF102030u);
-    EXPECT_EQ(s.z(0, 0), 0.9f);
-}
-
-TEST(SpanFill, ShadedPackingAndRounding) {
-    Surface s16(16, 2, 1), s24(24, 2, 1), s32(32, 2, 1), s8(8, 2, 1);
-    for (Surface* s : {&s16, &s24, &s32, &s8}) {
-        setRow(*s, 0, 0, 0, colour(255, 255, 255, 255), colour(0, 0, 0, 255));
-        Access::rasterTrianglec(*s->r, 0, 0);
-        setRow(*s, 0, 1, 1, colour(7.4f, 7.5f, 128.49f, 0), colour(0, 0, 0, 0));
-        Access::rasterTrianglec(*s->r, 0, 0);
-    }
-    EXPECT_EQ(s16.px(0, 0), 0x7FFFu);
-    EXPECT_EQ(s16.px(1, 0), (0u << 10) | (1u << 5) | (128u >> 3));  // 7 keeps no top five bits
-    EXPECT_EQ(s24.px(1, 0), (7u << 16) | (8u << 8) | 128u);
-    EXPECT_EQ(s32.px(1, 0), 0xFF000000u | (7u << 16) | (8u << 8) | 128u);
-    EXPECT_EQ(s8.px(0, 0), 0u);  // nothing drawn at 8 bpp
-}
-
-TEST(SpanFill, TextureWrapAndConstantColourProduct) {
-    // A 2x1 texture across a 4-pixel span, u from 0 toward 1: columns
-    // floor(u * 2 + 0.5) wrap at u >= 0.75.
-    unsigned char tex[8] = {255, 255, 255, 255, 0, 0, 0, 255};
-    Surface s(24, 4, 2);
-    s->kwrSetTexture(tex, 2, 1, 8);
-    s->kwrSetColor(0xFF808080);
-    Ends l, r;
-    r.u = 1.0f;
-    setRow(s, 0, 0, 3, l, r);  // u = 0, .25, .5, .75
-    Access::rasterTrianglet(*s.r, 0, 0);
-    EXPECT_EQ(s.px(0, 0), 0x808080u);  // 255 * 128 / 255
-    EXPECT_EQ(s.px(1, 0), 0x000000u);
-    EXPECT_EQ(s.px(2, 0), 0x000000u);
-    EXPECT_EQ(s.px(3, 0), 0x808080u);  // wrapped to column 0
-    // Negative coordinates: -0.2 * 2 + 0.5 floors to 0; -0.6 * 2 + .5 to -1 -> 1.
-    l.u = -0.6f;
-    r.u = -0.6f;
-    setRow(s, 1, 0, 0, l, r);
-    Access::rasterTrianglet(*s.r, 1, 1);
-    EXPECT_EQ(s.px(0, 1), 0x000000u);
-    EXPECT_EQ(kwr::wrapCoord(-2, 2), 0);
-    EXPECT_EQ(kwr::wrapCoord(-3, 2), 1);
-    EXPECT_EQ(kwr::wrapCoord(std::numeric_limits<int>::min(), 3), 1);
-    EXPECT_EQ(kwr::wrapCoord(5, 3), 2);
-
-    Surface s16(16, 1, 1);
-    s16->kwrSetTexture(tex, 2, 1, 8);
-    s16->kwrSetColor(0xFF808080);
-    setRow(s16, 0, 0, 0, Ends(), Ends());
-    Access::rasterTrianglet(*s16.r, 0, 0);
-    EXPECT_EQ(s16.px(0, 0), (15u << 10) | (15u << 5) | 15u);
-}
-
-TEST(SpanFill, TexturedShadedRoundsWhenTestedTruncatesWhenNot) {
-    unsigned char tex[4] = {200, 100, 50, 255};
-    Surface a(24, 1, 1), b(24, 1, 1);
-    for (Surface* s : {&a, &b}) {
-        (*s)->kwrSetTexture(tex, 1, 1, 4);
-        setRow(*s, 0, 0, 0, colour(101.6f, 101.6f, 101.6f, 255, 0.2f), colour(0, 0, 0, 255));
-    }
-    Access::rasterTriangle3ct(*a.r, 0, 0);
-    Access::rasterTrianglect(*b.r, 0, 0);
-    // Tested: rounded(101.6 * t / 255); untested: (102 * t) / 255 truncated.
-    EXPECT_EQ(a.px(0, 0), (20u << 16) | (40u << 8) | 80u);
-    EXPECT_EQ(b.px(0, 0), (20u << 16) | (40u << 8) | 80u);
-    tex[0] = 254;
-    Access::rasterTriangle3ct(*a.r, 0, 0);  // depth 0.2 vs stored 0.2: strict, nothing
-    Access::rasterTrianglect(*b.r, 0, 0);
-    EXPECT_EQ(b.px(0, 0) & 0xFFu, (102u * 254u) / 255u);
-}
-
-TEST(SpanFill, FlatIntegerBlend) {
-    Surface s24(24, 1, 1, 0xFF000000), s32(32, 1, 1, 0x00000000);
-    for (Surface* s : {&s24, &s32}) {
-        (*s)->kwrSetColor(0x7FFFFFFF);
-        setRow(*s, 0, 0, 0, Ends(), Ends());
-        Access::rasterTriangle3a(*s->r, 0, 0);
-    }
-    EXPECT_EQ(s24.px(0, 0), 0x7F7F7Fu);             // (0 * 128 + 255 * 128) >> 8
-    EXPECT_EQ(s32.px(0, 0), 0x7F7F7F7Fu);           // alpha blended toward 255 too
-    Surface s8(8, 1, 1);
-    s8->kwrSetColor(0x10FFFFFF);
-    setRow(s8, 0, 0, 0, Ends(), Ends());
-    Access::rasterTriangle3a(*s8.r, 0, 0);
-    EXPECT_EQ(s8.px(0, 0), 215u);
-    EXPECT_EQ(s8.z(0, 0), 0.5f);
-}
-
-TEST(SpanFill, FloatBlendsAgainstHandComputedValues) {
-    // Weight 0.5 over destination alpha 0 leaves alpha 128.
-    Surface s32(32, 1, 1, 0x00000000);
-    setRow(s32, 0, 0, 0, colour(255, 0, 0, 127.5f), colour(0, 0, 0, 0));
-    Access::rasterTriangleca(*s32.r, 0, 0);
-    EXPECT_EQ(s32.px(0, 0), 0x80800000u);
-    // Weight 1 of red in 16 bpp gives pure red whatever was there.
-    Surface s16(16, 1, 1, 0xFFFFFFFF);
-    setRow(s16, 0, 0, 0, colour(255, 0, 0, 255), colour(0, 0, 0, 0));
-    Access::rasterTriangleca(*s16.r, 0, 0);
-    EXPECT_EQ(s16.px(0, 0), 0x7C00u);
-}
-
-TEST(SpanFill, AlphaSourceRules) {
-    unsigned char tex[2 * 2 * 4];
-    for (int i = 0; i < 4; ++i) {
-        tex[4 * i + 0] = tex[4 * i + 1] = tex[4 * i + 2] = 255;
-        tex[4 * i + 3] = 0;  // transparent texels
-    }
-    Surface s(24, 2, 1, 0xFF000000, 1.0f);
-    s->kwrSetTexture(tex, 2, 2, 8);
-    s->kwrSetColor(0xFFFFFFFF);
-    setRow(s, 0, 0, 1, Ends(), Ends());
-    Access::rasterTriangle3at(*s.r, 0, 0);
-    EXPECT_EQ(s.px(0, 0), 0u);
-    EXPECT_EQ(s.z(0, 0), 1.0f);  // zero weight: no depth either
-    // An opaque alpha map of the texture's size replaces texel alpha.
-    unsigned char opaque[4] = {255, 255, 255, 255};
-    s->kwrSetAlphaMap(opaque, 2, 2, 2);
-    Access::rasterTriangle3at(*s.r, 0, 0);
-    EXPECT_EQ(s.px(0, 0), 0xFFFFFFu);
-    EXPECT_EQ(s.z(0, 0), 0.5f);
-    // A map of another size is sampled at its own resolution: 1x1 of 0.
-    unsigned char clear[1] = {0};
-    Surface t(24, 2, 1);
-    t->kwrSetTexture(tex, 2, 2, 8);
-    t->kwrSetAlphaMap(clear, 1, 1, 1);
-    t->kwrSetColor(0xFFFFFFFF);
-    setRow(t, 0, 0, 1, Ends(), Ends());
-    Access::rasterTriangleat(*t.r, 0, 0);
-    EXPECT_EQ(t.px(0, 0), 0u);
-    // Depth-tested textured blend on 8 bpp: cube colour, depth untouched.
-    Surface s8(8, 1, 1);
-    s8->kwrSetColor(0xFFFFFFFF);
-    setRow(s8, 0, 0, 0, Ends(), Ends());
-    Access::rasterTriangle3at(*s8.r, 0, 0);
-    EXPECT_EQ(s8.px(0, 0), 215u);
-    EXPECT_EQ(s8.z(0, 0), 1.0f);
-}
-
-TEST(SpanFill, GarbageTableStaysInsideBuffers) {
-    std::mt19937 rng(99);
-    const float specials[] = {NAN, INFINITY, -INFINITY, 1e30f, -1e30f, 3e9f, 0.5f, -0.0f};
-    unsigned char tex[3 * 5 * 4 + 8] = {};
-    unsigned char amap[4 * 3] = {};
-    for (int bpp : {8, 16, 24, 32}) {
-        Surface s(bpp, 7, 5);
-        s->kwrSetTexture(tex, 3, 5, 12);
-        s->kwrSetAlphaMap(amap, 4, 3, 4);
-        s->kwrAlphaEnable(1);
-        for (int round = 0; round < 300; ++round) {
-            for (int row = 0; row < 5; ++row) {
-                auto f = [&] { return specials[rng() % 8]; };
-                Ends l, r;
-                l.z = f(); r.z = f(); l.u = f(); r.u = f(); l.v = f(); r.v = f();
-                for (int k = 0; k < 4; ++k) {
-                    l.c[k] = f();
-                    r.c[k] = f();
-                }
-                const int xs[] = {std::numeric_limits<int>::min(), -(1 << 30), -3, 0, 4, 6, 9, 1 << 30,
-                                  std::numeric_limits<int>::max()};
-                setRow(s, row, xs[rng() % 9], xs[rng() % 9], l, r);
+    Surface s(bpp, kW, kH);
+    kwr::RenderState& st = s.s();
+    for (int y = 0; y < kH; ++y)
+        for (int i = 0; i < kW * bpp / 8; ++i) s.at(0, y)[i] = static_cast<unsigned char>(rng());
+    for (int i = 0; i < kW * kH; ++i) st.zBuffer[i] = attr(0.0f, 1.0f);
+    s->kwrSetColor(rng() | (pick(3) == 0 ? 0xFF000000ul : 0));
+    s->kwrAlphaEnable(1);
+    s->kwrSetTexture(tex.data(), texW, texH, texW * 4);
+    if (mapW > 0) s->kwrSetAlphaMap(map.data(), mapW, mapH, mapW);
+    for (int y = 0; y < kH; ++y) {
+        Row r{};
+        const bool farLeft = pick(16) == 0;
+        r.L = farLeft ? farX[pick(4)] : pick(kW + 40) - 20;
+        r.R = pick(16) == 0 ? farX[pick(4)] : (farLeft ? 0 : r.L) + pick(kW + 20) - 2;
+        for (Ends* e : {&r.l, &r.r}) {
+            e->z = attr(0.0f, 1.0f);
+            if (e == &r.r && pick(3) == 0) {  // a level row, with some stored depths equal to it
+                r.r.z = r.l.z;
+                for (int x = 0; x < kW; ++x)
+                    if (pick(2) == 0) st.zBuffer[y * kW + x] = r.l.z;
             }
-            Access::rasterTriangle3(*s.r, 0, 4);
-            Access::rasterTriangle3c(*s.r, 0, 4);
-            Access::rasterTriangle3t(*s.r, 0, 4);
-            Access::rasterTriangle3ct(*s.r, 0, 4);
-            Access::rasterTrianglec(*s.r, 0, 4);
-            Access::rasterTrianglet(*s.r, 0, 4);
-            Access::rasterTrianglect(*s.r, 0, 4);
-            Access::rasterTriangle3ca(*s.r, 0, 4);
-            Access::rasterTriangle3at(*s.r, 0, 4);
-            Access::rasterTriangle3cat(*s.r, 0, 4);
-            Access::rasterTriangleca(*s.r, 0, 4);
-            Access::rasterTriangleat(*s.r, 0, 4);
-            Access::rasterTrianglecat(*s.r, -100, 100);  // rows outside the surface are ignored
+            for (float& c : e->c) c = pick(6) == 0 ? 255.0f * static_cast<float>(pick(2)) : attr(0, 255);
+            e->u = attr(-3.0f, 3.0f);
+            e->v = attr(-3.0f, 3.0f);
+        }
+        setRow(st, y, r);
+    }
+    const SimdLevel previous = kwr::forceSimdLevel(level);
+    fill(*s.r, -100, kH + 100);
+    kwr::forceSimdLevel(previous);
+    std::vector<unsigned char> out = s.bytes();
+    const unsigned char* z = reinterpret_cast<const unsigned char*>(st.zBuffer);
+    out.insert(out.end(), z, z + kW * kH * sizeof(float));
+    return out;
+}
+
+}  // namespace
+
+TEST(SpanLevels, EveryLevelDrawsThePlainBytes) {
+    const SimdLevel best = kwr::supportedSimdLevel();
+    if (best == SimdLevel::kScalar) GTEST_SKIP() << "no vector level on this processor";
+    std::mt19937 rng(321);
+    for (int round = 0; round < 60; ++round) {
+        for (int bpp : {8, 16, 24, 32}) {
+            const std::uint32_t seed = rng();
+            for (int f = 0; f < 14; ++f) {
+                const std::vector<unsigned char> plain = draw(seed, bpp, kFills[f], SimdLevel::kScalar);
+                for (int l = 1; l <= static_cast<int>(best); ++l) {
+                    const SimdLevel level = static_cast<SimdLevel>(l);
+                    const std::vector<unsigned char> fast = draw(seed, bpp, kFills[f], level);
+                    std::size_t at = 0;
+                    while (at < plain.size() && fast[at] == plain[at]) ++at;
+                    ASSERT_EQ(at, plain.size())
+                        << "byte " << at << " of " << plain.size() << ": fill " << f << " at " << bpp << " bpp, level "
+                        << kwr::simdLevelName(level) << ", round " << round;
+                }
+            }
         }
     }
 }
+
+// The two-pixel integer blend of a run against the per-pixel blend, for
+// every weight, with the alpha byte blended and kept.
+TEST(SpanLevels, BlendRunEqualsPixelBlend) {
+    std::mt19937 rng(5);
+    unsigned char run[7 * 4], one[7 * 4];
+    for (std::uint32_t a1 = 1; a1 <= 256; ++a1) {
+        for (bool keepAlpha : {false, true}) {
+            const std::uint32_t c = rng();
+            const kwr::IntBlend w{256 - a1, (c & 0xFF) * a1, ((c >> 8) & 0xFF) * a1, ((c >> 16) & 0xFF) * a1,
+                                  keepAlpha ? 256 : 256 - a1, keepAlpha ? 0 : 255 * a1};
+            for (auto& b : run) b = static_cast<unsigned char>(rng() % 4 == 0 ? 255 * (rng() % 2) : rng());
+            std::memcpy(one, run, sizeof run);
+            kwr::blendIntRun<kwr::Format32>(run, 7, w);
+            for (int i = 0; i < 7; ++i) kwr::Format32::blendInt(one + 4 * i, w);
+            ASSERT_EQ(std::memcmp(run, one, sizeof run), 0) << "weight " << a1 << " keep alpha " << keepAlpha;
+        }
+    }
+}
+
+#if KWR_X86_64
+// The division-free forms of the lane blocks over their whole domain.
+TEST(SpanLevels, DivisionFreeFormsEqualDivisions) {
+    using V = kwr::lanes_sse2::Lanes;
+    for (std::int32_t v = 0; v <= 65025; v += 4) {
+        std::int32_t in[4] = {v, v + 1, v + 2, v + 3}, q255[4], q31[4];
+        V::storeI(q255, kwr::div255Lanes<V>(V::loadI(in)));
+        V::storeI(q31, kwr::fifths65025Lanes<V>(V::loadI(in)));
+        for (int i = 0; i < 4 && in[i] <= 65025; ++i) {
+            ASSERT_EQ(q255[i], in[i] / 255) << in[i];
+            ASSERT_EQ(q31[i], in[i] * 31 / 65025) << in[i];
+        }
+    }
+}
+
+// The lane wrap against the repeat rule at the ends of the int range and
+// around multiples of the size.
+TEST(SpanLevels, LaneWrapEqualsRepeatRule) {
+    using V = kwr::lanes_sse2::Lanes;
+    constexpr int kMin = std::numeric_limits<int>::min(), kMax = std::numeric_limits<int>::max();
+    const int sizes[] = {1, 3, 7, 64, 100, 1000003, kMax};
+    const int ints[] = {kMin, kMin + 1, -300, -7, -1, 0, 1, 6, 7, 299, 1000002, 1000003, kMax - 1, kMax};
+    for (int w : sizes) {
+        for (int i : ints) {
+            std::int32_t in[4] = {i, i, i, i}, out[4];
+            V::storeI(out, kwr::wrapLanes<V>(V::loadI(in), w, 1.0 / w));
+            ASSERT_EQ(out[0], kwr::wrapCoord(i, w)) << i << " mod " << w;
+        }
+    }
+}
+#endif

@@ -7,6 +7,7 @@
 
 #include "surface_fixture.h"
 
+using kwr_test::inked;
 using kwr_test::Surface;
 
 namespace {
@@ -33,20 +34,15 @@ void expectSameDrawing(const Draw& prepare, const Draw& a, const Draw& b, const 
     for (int i = 0; i < 16; ++i) EXPECT_EQ(sa.z(i, i), sb.z(i, i)) << what << ", depth at " << i;
 }
 
+constexpr unsigned long kRed = 0xFFFF0000, kGreen = 0xFF00FF00, kBlue = 0xFF0000FF;
 const Draw k3ct = [](KWRRender& r) {
-    r.kwrTriangle3ct(1, 1, 0.5f, 0xFFFF0000, 0, 0, 14, 3, 0.5f, 0xFF00FF00, 1, 0, 4, 13, 0.5f, 0xFF0000FF, 0, 1);
+    r.kwrTriangle3ct(1, 1, 0.5f, kRed, 0, 0, 14, 3, 0.5f, kGreen, 1, 0, 4, 13, 0.5f, kBlue, 0, 1);
 };
-const Draw k3c = [](KWRRender& r) {
-    r.kwrTriangle3c(1, 1, 0.5f, 0xFFFF0000, 14, 3, 0.5f, 0xFF00FF00, 4, 13, 0.5f, 0xFF0000FF);
-};
-const Draw kct = [](KWRRender& r) {
-    r.kwrTrianglect(1, 1, 0xFFFF0000, 0, 0, 14, 3, 0xFF00FF00, 1, 0, 4, 13, 0xFF0000FF, 0, 1);
-};
-const Draw kc = [](KWRRender& r) { r.kwrTrianglec(1, 1, 0xFFFF0000, 14, 3, 0xFF00FF00, 4, 13, 0xFF0000FF); };
+const Draw k3c = [](KWRRender& r) { r.kwrTriangle3c(1, 1, 0.5f, kRed, 14, 3, 0.5f, kGreen, 4, 13, 0.5f, kBlue); };
+const Draw kct = [](KWRRender& r) { r.kwrTrianglect(1, 1, kRed, 0, 0, 14, 3, kGreen, 1, 0, 4, 13, kBlue, 0, 1); };
+const Draw kc = [](KWRRender& r) { r.kwrTrianglec(1, 1, kRed, 14, 3, kGreen, 4, 13, kBlue); };
 const Draw k3t = [](KWRRender& r) { r.kwrTriangle3t(1, 1, 0.5f, 0, 0, 14, 3, 0.5f, 1, 0, 4, 13, 0.5f, 0, 1); };
-const Draw k3tf = [](KWRRender& r) {
-    r.kwrTriangle3tf(1.2f, 1, 0.5f, 0, 0, 14, 3.4f, 0.5f, 1, 0, 4, 13, 0.5f, 0, 1);
-};
+const Draw k3tf = [](KWRRender& r) { r.kwrTriangle3tf(1.2f, 1, 0.5f, 0, 0, 14, 3.4f, 0.5f, 1, 0, 4, 13, 0.5f, 0, 1); };
 const Draw kt = [](KWRRender& r) { r.kwrTrianglet(1, 1, 0, 0, 14, 3, 1, 0, 4, 13, 0, 1); };
 const Draw ktf = [](KWRRender& r) { r.kwrTriangletf(1.2f, 1, 0, 0, 14, 3.4f, 1, 0, 4, 13, 0, 1); };
 const Draw k3 = [](KWRRender& r) { r.kwrTriangle3(1, 1, 0.5f, 14, 3, 0.5f, 4, 13, 0.5f); };
@@ -59,11 +55,24 @@ const Draw boundNoDepth = [](KWRRender& r) {
     r.kwrZTestEnable(0);
 };
 const Draw noDepth = [](KWRRender& r) { r.kwrZTestEnable(0); };
+
+// A member over the corner triangle (0,0) (8,0) (0,8): every vertex colour c,
+// depth z and texture coordinates 0.
+enum Member { kC, kCT, kT, k3C, k3CT, k3T };
+void drawCorner(KWRRender& r, Member m, unsigned long c, float z = 0.5f) {
+    switch (m) {
+    case kC: r.kwrTrianglec(0, 0, c, 8, 0, c, 0, 8, c); break;
+    case kCT: r.kwrTrianglect(0, 0, c, 0, 0, 8, 0, c, 0, 0, 0, 8, c, 0, 0); break;
+    case kT: r.kwrTrianglet(0, 0, 0, 0, 8, 0, 0, 0, 0, 8, 0, 0); break;
+    case k3C: r.kwrTriangle3c(0, 0, z, c, 8, 0, z, c, 0, 8, z, c); break;
+    case k3CT: r.kwrTriangle3ct(0, 0, z, c, 0, 0, 8, 0, z, c, 0, 0, 0, 8, z, c, 0, 0); break;
+    case k3T: r.kwrTriangle3t(0, 0, z, 0, 0, 8, 0, z, 0, 0, 0, 8, z, 0, 0); break;
+    }
+}
 }  // namespace
 
 TEST(Triangle, OwnsTopRowNotBottomRowAndIsClipped) {
-    Surface s(32, 16, 16);
-    s->kwrSetColor(0xFF112233);
+    auto s = inked(32, 16, 16, 0xFF112233);
     s->kwrTriangle(0, 0, 10, 0, 0, 10);
     // Rows 0..9 are filled, row 10 stays empty; each row ends one pixel
     // left of the hypotenuse's crossing.
@@ -71,14 +80,12 @@ TEST(Triangle, OwnsTopRowNotBottomRowAndIsClipped) {
     EXPECT_EQ(s.px(10, 0), 0xFF000000u);
     EXPECT_EQ(s.px(0, 9), 0xFF112233u);
     EXPECT_EQ(s.px(0, 10), 0xFF000000u);
-    Surface c(16, 6, 5);
-    c->kwrSetColor(0xFFFFFFFF);
+    auto c = inked(16, 6, 5);
     c->kwrTriangle(-20, -20, 40, -20, 10, 60);
     EXPECT_TRUE(c.pixelsNot(0x7FFF).empty());
     // A float triangle whose bottom lies at -0.2 draws nothing, although
     // its rounded bottom row would be row 0.
-    Surface f(24, 8, 8);
-    f->kwrSetColor(0xFFFFFFFF);
+    auto f = inked(24, 8, 8);
     f->kwrTriangle3f(0, -5.0f, 0.5f, 8, -3.0f, 0.5f, 2, -0.2f, 0.5f);
     f->kwrTrianglecf(0, -5.0f, ~0ul, 8, -3.0f, ~0ul, 2, -0.2f, ~0ul);
     EXPECT_TRUE(f.pixelsNot(0).empty());
@@ -111,12 +118,11 @@ TEST(Triangle, FlatBlendPerFormat) {
 }
 
 TEST(Triangle, CentredFormsMatchPixelForms) {
-    const Draw prepare = [](KWRRender& r) { r.kwrSetTexture(gTexture, 2, 2, 8); };
     expectSameDrawing(
-        prepare, [](KWRRender& r) { r.kwrTrianglefg(-4, 6, 5, 5, -2, -7); },
+        bound, [](KWRRender& r) { r.kwrTrianglefg(-4, 6, 5, 5, -2, -7); },
         [](KWRRender& r) { r.kwrTrianglef(4, 2, 13, 3, 6, 15); }, "flat");
     expectSameDrawing(
-        prepare,
+        bound,
         [](KWRRender& r) {
             r.kwrTriangle3ctfg(-8, 6, 0.2f, 0xFFFF8040, 0, 0, 7, 5, 0.7f, 0xFF40FF80, 1.5f, 0, -2, -7, 0.4f,
                                0xFF8040FF, 0, 2);
@@ -182,8 +188,7 @@ TEST(Triangle, TexturedMembersBlendWheneverBlendingIsOn) {
     unsigned char texel[4] = {200, 200, 200, 255};
     unsigned char alpha[1] = {0};
     for (const Draw& draw : {k3ct, kct, k3t, kt}) {
-        Surface s(24, 16, 16);
-        s->kwrSetColor(0xFFFFFFFF);
+        auto s = inked(24, 16, 16);
         s->kwrSetTexture(texel, 1, 1, 4);
         s->kwrSetAlphaMap(alpha, 1, 1, 1);
         s->kwrAlphaEnable(1);
@@ -196,37 +201,29 @@ TEST(Triangle, TexturedMembersBlendWheneverBlendingIsOn) {
 }
 
 // Colour 103 on texel 200 is 80.78: the depth-tested colour-textured member
-// rounds in float, the others truncate an integer product.
-TEST(Triangle, RoundedAndTruncatedTextureProducts) {
-    unsigned char texel[4] = {200, 200, 200, 255};
-    const unsigned long c = 0xFF676767;
-    Surface s(24, 4, 4);
-    s->kwrSetTexture(texel, 1, 1, 4);
-    s->kwrSetColor(c);
-    s->kwrTriangle3ct(0, 0, 0.5f, c, 0, 0, 4, 0, 0.5f, c, 0, 0, 0, 4, 0.5f, c, 0, 0);
-    EXPECT_EQ(s.px(0, 0), 0x515151u);
-    s->kwrTrianglect(0, 0, c, 0, 0, 4, 0, c, 0, 0, 0, 4, c, 0, 0);
-    EXPECT_EQ(s.px(0, 0), 0x505050u);
-    s->kwrClear();
-    s->kwrTriangle3t(0, 0, 0.5f, 0, 0, 4, 0, 0.5f, 0, 0, 0, 4, 0.5f, 0, 0);
-    EXPECT_EQ(s.px(0, 0), 0x505050u);
-}
-
-// The two colour-textured blends multiply in different orders: (c * t) * a
-// with the depth test, (c * a) * t without.  For colour and alpha 142 on
-// texel 208 over black they land on either side of a rounding boundary.
-TEST(Triangle, ColourTexturedBlendsKeepTheirOperationOrders) {
-    unsigned char texel[4] = {208, 208, 208, 255};
-    const unsigned long c = 0x8E8E8E8E;
-    Surface a(24, 8, 8), b(24, 8, 8);
-    for (Surface* s : {&a, &b}) {
-        (*s)->kwrSetTexture(texel, 1, 1, 4);
-        (*s)->kwrAlphaEnable(1);
+// rounds in float, the others truncate an integer product.  Blended, the
+// colour-textured members multiply in different orders, (c * t) * a with the
+// depth test, (c * a) * t without: colour and alpha 142 on texel 208 over
+// black land on either side of a rounding boundary.
+TEST(Triangle, TextureProductsPerMember) {
+    struct Case {
+        Member m;
+        unsigned char texel;
+        unsigned long colour;
+        int blend;
+        std::uint32_t want;
+    };
+    const Case cases[] = {{k3CT, 200, 0xFF676767, 0, 0x515151}, {kCT, 200, 0xFF676767, 0, 0x505050},
+                          {k3T, 200, 0xFF676767, 0, 0x505050},  {k3CT, 208, 0x8E8E8E8E, 1, 0x404040},
+                          {kCT, 208, 0x8E8E8E8E, 1, 0x414141}};
+    for (const Case& c : cases) {
+        unsigned char texel[4] = {c.texel, c.texel, c.texel, 255};
+        auto s = inked(24, 8, 8, c.colour);
+        s->kwrSetTexture(texel, 1, 1, 4);
+        s->kwrAlphaEnable(c.blend);
+        drawCorner(*s.r, c.m, c.colour);
+        EXPECT_EQ(s.px(0, 0), c.want) << "member " << c.m << " on texel " << int{c.texel};
     }
-    a->kwrTriangle3ct(0, 0, 0.5f, c, 0, 0, 8, 0, 0.5f, c, 0, 0, 0, 8, 0.5f, c, 0, 0);
-    b->kwrTrianglect(0, 0, c, 0, 0, 8, 0, c, 0, 0, 0, 8, c, 0, 0);
-    EXPECT_EQ(a.px(0, 0), 0x404040u);
-    EXPECT_EQ(b.px(0, 0), 0x414141u);
 }
 
 // At 16 bpp the blends without a depth test write even at weight zero: the
@@ -236,20 +233,11 @@ TEST(Triangle, BlendsWithoutDepthTestWriteAtWeightZeroIn16Bpp) {
     Surface s(16, 8, 8);
     s->kwrSetTexture(texel, 1, 1, 4);
     s->kwrAlphaEnable(1);
-    const unsigned long c = 0x00FFFFFF;
-    const Draw members[] = {
-        [&](KWRRender& r) { r.kwrTrianglec(0, 0, c, 8, 0, c, 0, 8, c); },
-        [&](KWRRender& r) { r.kwrTrianglect(0, 0, c, 0, 0, 8, 0, c, 0, 0, 0, 8, c, 0, 0); },
-        [&](KWRRender& r) { r.kwrTrianglet(0, 0, 0, 0, 8, 0, 0, 0, 0, 8, 0, 0); },
-        [&](KWRRender& r) { r.kwrTriangle3c(0, 0, 0.5f, c, 8, 0, 0.5f, c, 0, 8, 0.5f, c); },
-        [&](KWRRender& r) { r.kwrTriangle3ct(0, 0, 0.5f, c, 0, 0, 8, 0, 0.5f, c, 0, 0, 0, 8, 0.5f, c, 0, 0); },
-        [&](KWRRender& r) { r.kwrTriangle3t(0, 0, 0.5f, 0, 0, 8, 0, 0.5f, 0, 0, 0, 8, 0.5f, 0, 0); },
-    };
-    for (int i = 0; i < 6; ++i) {
+    for (Member m : {kC, kCT, kT, k3C, k3CT, k3T}) {
         s.setPx(1, 1, 0xD5AB);
-        members[i](*s.r);
-        EXPECT_EQ(s.px(1, 1), i < 3 ? 0x55ABu : 0xD5ABu) << "member " << i;
-        EXPECT_EQ(s.z(1, 1), 1.0f) << "member " << i;
+        drawCorner(*s.r, m, 0x00FFFFFF);
+        EXPECT_EQ(s.px(1, 1), m < k3C ? 0x55ABu : 0xD5ABu) << "member " << m;
+        EXPECT_EQ(s.z(1, 1), 1.0f) << "member " << m;
     }
 }
 
@@ -260,12 +248,12 @@ TEST(Triangle, DepthTexturedMemberAt8Bpp) {
     Surface s(8, 8, 8);
     s->kwrSetTexture(texel, 1, 1, 4);
     s->kwrSetColor(0xFFFFFFFF);
-    s->kwrTriangle3t(0, 0, 0.5f, 0, 0, 8, 0, 0.5f, 0, 0, 0, 8, 0.5f, 0, 0);
+    drawCorner(*s.r, k3T, 0);
     EXPECT_EQ(s.px(1, 1), 215u);
     EXPECT_EQ(s.z(1, 1), 0.5f);
     s->kwrSetColor(0xFF2B2B2B);
     s->kwrAlphaEnable(1);
-    s->kwrTriangle3t(0, 0, 0.25f, 0, 0, 8, 0, 0.25f, 0, 0, 0, 8, 0.25f, 0, 0);
+    drawCorner(*s.r, k3T, 0, 0.25f);
     EXPECT_EQ(s.px(1, 1), 43u);
     EXPECT_EQ(s.z(1, 1), 0.5f);
 }
