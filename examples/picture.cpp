@@ -5,7 +5,7 @@
 #include <memory>
 
 #if defined(_WIN32)
-#include <windows.h>
+#include "dib_section.h"
 #endif
 
 #if defined(KWR_DEMO_PNG)
@@ -27,26 +27,12 @@ Picture capture(KWRRender& r, int width, int height) {
     p.height = height;
     p.pixels.assign(static_cast<std::size_t>(width) * static_cast<std::size_t>(height), 0);
 #if defined(_WIN32)
-    HDC dc = CreateCompatibleDC(nullptr);
-    BITMAPINFO bi = {};
-    bi.bmiHeader.biSize = sizeof(BITMAPINFOHEADER);
-    bi.bmiHeader.biWidth = width;
-    bi.bmiHeader.biHeight = -height;
-    bi.bmiHeader.biPlanes = 1;
-    bi.bmiHeader.biBitCount = 32;
-    bi.bmiHeader.biCompression = BI_RGB;
-    void* bits = nullptr;
-    HBITMAP bitmap = CreateDIBSection(dc, &bi, DIB_RGB_COLORS, &bits, nullptr, 0);
-    if (bitmap != nullptr && bits != nullptr) {
-        HGDIOBJ old = SelectObject(dc, bitmap);
-        r.kwrRender(dc, 0, 0);
+    DibSection section(width, height);
+    if (section.pixels != nullptr) {
+        r.kwrRender(section.dc, 0, 0);
         GdiFlush();
-        const std::uint32_t* src = static_cast<const std::uint32_t*>(bits);
-        for (std::size_t i = 0; i < p.pixels.size(); ++i) p.pixels[i] = src[i] & 0xFFFFFFu;
-        SelectObject(dc, old);
-        DeleteObject(bitmap);
+        for (std::size_t i = 0; i < p.pixels.size(); ++i) p.pixels[i] = section.pixels[i] & 0xFFFFFFu;
     }
-    DeleteDC(dc);
 #else
     KWRMemoryDC dc{width, height, width * 4, p.pixels.data()};
     r.kwrRender(&dc, 0, 0);

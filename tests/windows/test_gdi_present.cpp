@@ -5,48 +5,27 @@
 // import library of kwrender.dll and uses the public interface alone.
 #include <gtest/gtest.h>
 
-#include <windows.h>
-
 #include <cstdint>
-#include <memory>
 #include <string>
 
-#include "KWRRender.h"
 #include "../present_frames.h"
+#include "KWRRender.h"
+#include "dib_section.h"
 
 namespace {
 
 struct MemoryDC {
-    HDC dc = nullptr;
-    HBITMAP bitmap = nullptr;
-    HGDIOBJ old = nullptr;
-    std::uint32_t* pixels = nullptr;
+    kwr_demo::DibSection section;
     int width = 0;
 
-    MemoryDC(int w, int h) : width(w) {
-        dc = CreateCompatibleDC(nullptr);
-        BITMAPINFO bi = {};
-        bi.bmiHeader.biSize = sizeof(BITMAPINFOHEADER);
-        bi.bmiHeader.biWidth = w;
-        bi.bmiHeader.biHeight = -h;
-        bi.bmiHeader.biPlanes = 1;
-        bi.bmiHeader.biBitCount = 32;
-        bi.bmiHeader.biCompression = BI_RGB;
-        void* bits = nullptr;
-        bitmap = CreateDIBSection(dc, &bi, DIB_RGB_COLORS, &bits, nullptr, 0);
-        pixels = static_cast<std::uint32_t*>(bits);
-        old = SelectObject(dc, bitmap);
-        for (int i = 0; i < w * h; ++i) pixels[i] = kwr_present::kUntouched;
+    MemoryDC(int w, int h) : section(w, h), width(w) {
+        if (section.pixels != nullptr)
+            for (int i = 0; i < w * h; ++i) section.pixels[i] = kwr_present::kUntouched;
     }
-    ~MemoryDC() {
-        SelectObject(dc, old);
-        DeleteObject(bitmap);
-        DeleteDC(dc);
-    }
-    std::uint32_t at(int x, int y) const { return pixels[y * width + x] & 0x00FFFFFFu; }
+    std::uint32_t at(int x, int y) const { return section.pixels[y * width + x] & 0x00FFFFFFu; }
     void show(KWRRender& frame, int x, int y) {
-        ASSERT_NE(pixels, nullptr);
-        frame.kwrRender(dc, x, y);
+        ASSERT_NE(section.pixels, nullptr);
+        frame.kwrRender(section.dc, x, y);
         GdiFlush();
     }
 };
