@@ -16,21 +16,6 @@
 
 namespace kwr_present {
 
-// A 5-bit field as a display shows it: shifted up, the top bits repeated
-// in the low bits.
-inline std::uint32_t expand5(std::uint32_t v) { return (v << 3) | (v >> 2); }
-
-// What a 16 bpp pixel word shows, 0x00RRGGBB (bit 15 is ignored).
-inline std::uint32_t shown16(std::uint32_t w) {
-    return (expand5((w >> 10) & 0x1Fu) << 16) | (expand5((w >> 5) & 0x1Fu) << 8) | expand5(w & 0x1Fu);
-}
-
-// What an 8 bpp index shows: the colour cube for 0..215, grey above.
-inline std::uint32_t shown8(std::uint32_t i) {
-    if (i >= 216) return i * 0x010101u;
-    return ((i / 36) * 43u << 16) | ((i / 6 % 6) * 43u << 8) | (i % 6) * 43u;
-}
-
 // A frame of the given format whose pixel (x, y) holds code(bpp, x, y) (its
 // low bpp bits, little-endian); returns null if the surface cannot be made.
 using Code = std::uint32_t (*)(int bpp, int x, int y);
@@ -52,12 +37,17 @@ inline std::unique_ptr<KWRRender> makeFrame(int bpp, int w, int h, Code code) {
     return r;
 }
 
-// What pixel code v of a frame of the given format shows, 0x00RRGGBB.
+// What pixel code v of a frame of the given format shows, 0x00RRGGBB: at
+// 16 bpp each 5-bit field shifted up with its top bits repeated below (bit
+// 15 ignored), at 8 bpp the colour cube for indices 0..215 and grey above,
+// at 24 and 32 bpp the low three bytes.
 inline std::uint32_t shown(int bpp, std::uint32_t v) {
+    auto field = [v](int shift) { return ((v >> shift & 0x1Fu) << 3) | (v >> shift & 0x1Fu) >> 2; };
+    const std::uint32_t i = v & 0xFFu;
     switch (bpp) {
-    case 8: return shown8(v & 0xFFu);
-    case 16: return shown16(v & 0xFFFFu);
-    default: return v & 0x00FFFFFFu;  // 24 and 32: the fourth byte is not shown
+    case 8: return i >= 216 ? i * 0x010101u : ((i / 36) * 43u << 16) | ((i / 6 % 6) * 43u << 8) | (i % 6) * 43u;
+    case 16: return (field(10) << 16) | (field(5) << 8) | field(0);
+    default: return v & 0x00FFFFFFu;
     }
 }
 
