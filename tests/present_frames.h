@@ -85,27 +85,22 @@ constexpr Placement kPlacements[] = {
 // What a target starts with; pixels no frame covers keep it.
 constexpr std::uint32_t kUntouched = 0x00ABCDEFu;
 
-// The presentations both systems check: the frame of every code on a target
-// of its size, and the small frame at every placement.
-struct Presentation {
-    int fw, fh;
-    Code code;
-    Placement p;
-    int w, h;  // target
-};
-inline std::vector<Presentation> presentations(int bpp) {
-    std::vector<Presentation> v{{kEveryCodeW, everyCodeRows(bpp), everyCode, {0, 0}, kEveryCodeW, everyCodeRows(bpp)}};
-    for (const Placement& p : kPlacements) v.push_back({kFrameW, kFrameH, patternCode, p, kTargetW, kTargetH});
-    return v;
-}
-
-// Shows every presentation on a Target (constructed with the target's size,
-// with show(frame, x, y) and at(x, y) reading 0x00RRGGBB): pixels the frame
-// covers show their codes, the others are untouched.  Reports the first few
-// misses of each.
+// Shows the frame of every code on a target of its size, and the small
+// frame at every placement, on a Target (constructed with the target's
+// size, with show(frame, x, y) and at(x, y) reading 0x00RRGGBB): pixels the
+// frame covers show their codes, the others are untouched.  Reports the
+// first few misses of each.
 template <class Target>
 void expectPresentations(int bpp) {
-    for (const Presentation& c : presentations(bpp)) {
+    struct Case {
+        int fw, fh;
+        Code code;
+        Placement p;
+        int w, h;  // target
+    };
+    std::vector<Case> cases{{kEveryCodeW, everyCodeRows(bpp), everyCode, {0, 0}, kEveryCodeW, everyCodeRows(bpp)}};
+    for (const Placement& p : kPlacements) cases.push_back({kFrameW, kFrameH, patternCode, p, kTargetW, kTargetH});
+    for (const Case& c : cases) {
         auto frame = makeFrame(bpp, c.fw, c.fh, c.code);
         ASSERT_NE(frame, nullptr);
         Target t(c.w, c.h);

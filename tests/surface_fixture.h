@@ -1,8 +1,6 @@
-// Small helpers for tests that draw into a render context and read it back.
-//
-// The surface is read through the public interface (kwrGetDib and
-// kwrGetZBuffer), so these tests run against the shared library as hosts
-// use it.  Tests built with KWR_TEST_INTERNALS also reach the state.
+// A render context's surface read back through the public interface, as
+// hosts of the shared library do; tests built with KWR_TEST_INTERNALS also
+// reach the state.
 #ifndef KWR_TESTS_SURFACE_FIXTURE_H
 #define KWR_TESTS_SURFACE_FIXTURE_H
 

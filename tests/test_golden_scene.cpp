@@ -1,8 +1,6 @@
-// A fixed scene that uses every drawing entry point, hashed per format.
-//
-// The same hashes must come out of every build: g++ and clang, optimised and
-// not, with and without sanitizers, natively and as the Windows DLL.  A
-// change of any hash means a change of drawn bytes somewhere.
+// A fixed scene that uses every drawing entry point, hashed per format: the
+// same hashes from every build (g++ and clang, optimised or not, sanitizers,
+// the Windows DLL).  A changed hash means changed bytes somewhere.
 #include <gtest/gtest.h>
 
 #include <cstdint>

@@ -60,9 +60,8 @@ TEST(Boxes, DepthBoxUsesRequestedTestAndGreaterOrEqual) {
 
 TEST(Bitmaps, LeastSignificantBitFirstAndClipped) {
     auto s = inked(8, 12, 3);
-    unsigned char a[2] = {0x01, 0x01};
+    unsigned char a[2] = {0x01, 0x01}, b[2] = {0x80, 0x00};
     s->kwrBitmap1(0, 0, 9, 1, a);
-    unsigned char b[2] = {0x80, 0x00};
     s->kwrBitmap1(0, 1, 9, 1, b);
     EXPECT_EQ(s.pixelsNot(0), (Pixels{{0, 0}, {8, 0}, {7, 1}}));
     // Rows are (w + 7) / 8 bytes; clipped per pixel at every side.
@@ -114,7 +113,6 @@ TEST(Blits, FarLeftStartUsesSinglePrecisionAndStaysInSource) {
     // floor(100000 * 3 / 100004) = 2 at x = 0: the right end of the source.
     EXPECT_EQ(s.px(0, 0) & 0xFFu, 2u);
     // The widest corners still map every pixel to a source pixel.
-    s->kwrSetColor(0xFF000000);
     s->kwrClear();
     s->kwrImage2D(INT_MIN, 0, INT_MAX, 1, 3, 1, 32, src.data());
     for (int x = 0; x < 4; ++x) EXPECT_LT(s.px(x, 0) ^ 0x09070000u, 3u) << x;

@@ -37,12 +37,10 @@ TEST(RenderContext, ColourConversions) {
     Surface s16(16, 2, 2), s8(8, 2, 2), s32(32, 2, 2);
     s16->kwrSetColor(0x12F80408);  // top five bits of each channel
     EXPECT_EQ(s16.s().color16, (0x1F << 10) | (0x00 << 5) | 0x01);
-    s8->kwrSetColor(0x00FFFFFF);
-    EXPECT_EQ(s8.s().color8, 215);
-    s8->kwrSetColor(0x002B2B2B);
-    EXPECT_EQ(s8.s().color8, 43);
-    s8->kwrSetColor(0x002A2A2A);
-    EXPECT_EQ(s8.s().color8, 0);
+    for (auto cube : {std::pair<unsigned long, int>{0x00FFFFFF, 215}, {0x002B2B2B, 43}, {0x002A2A2A, 0}}) {
+        s8->kwrSetColor(cube.first);
+        EXPECT_EQ(s8.s().color8, cube.second);
+    }
     s32->kwrSetColorf(1, 0, 0);
     EXPECT_EQ(s32->kwrGetColor(), 0xFFFF0000u);
     s32->kwrSetColor4f(0.5f, 0.5f, 0.5f, 1);  // 127.5 + 0.5 floors to 128

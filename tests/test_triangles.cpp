@@ -168,17 +168,16 @@ TEST(Triangle, Fallbacks) {
     for (float d : depth) EXPECT_EQ(d, 1.0f);
 }
 
+// Black over white: blended as soon as one vertex is translucent.
 TEST(Triangle, ColourOnlyMembersBlendOnlyWithTranslucentVertex) {
-    Surface a(24, 8, 8, 0xFFFFFFFF);
-    a->kwrAlphaEnable(1);
-    a->kwrTrianglec(0, 0, 0xFF000000, 8, 0, 0xFF000000, 0, 8, 0xFF000000);
-    EXPECT_EQ(a.px(1, 1), 0x000000u);  // opaque fill
-    a->kwrTrianglec(0, 0, 0xFE000000, 8, 0, 0xFF000000, 0, 8, 0xFF000000);
-    EXPECT_EQ(a.px(0, 0), 0x000000u);  // blended: black over black at (0, 0)
-    Surface b(24, 8, 8, 0xFFFFFFFF);
-    b->kwrAlphaEnable(1);
-    b->kwrTrianglec(0, 0, 0x80000000, 8, 0, 0x80000000, 0, 8, 0x80000000);
-    EXPECT_EQ(b.px(0, 0), 0x7F7F7Fu);  // 255 * (1 - 128 / 255), rounded
+    const std::pair<unsigned long, std::uint32_t> cases[] = {
+        {0xFF000000, 0}, {0xFE000000, 0x010101}, {0x80000000, 0x7F7F7F}};  // 255 * (1 - 128 / 255), rounded
+    for (const auto& c : cases) {
+        Surface s(24, 8, 8, 0xFFFFFFFF);
+        s->kwrAlphaEnable(1);
+        s->kwrTrianglec(0, 0, c.first, 8, 0, 0xFF000000, 0, 8, 0xFF000000);
+        EXPECT_EQ(s.px(0, 0), c.second) << std::hex << c.first;
+    }
 }
 
 // With blending on, the textured members take the blended fill even when
