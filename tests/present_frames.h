@@ -8,33 +8,23 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstring>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "KWRRender.h"
+#include "surface_fixture.h"
 
 namespace kwr_present {
 
 // A frame of the given format whose pixel (x, y) holds code(bpp, x, y) (its
-// low bpp bits, little-endian); returns null if the surface cannot be made.
+// low bpp bits, little-endian).
 using Code = std::uint32_t (*)(int bpp, int x, int y);
 inline std::unique_ptr<KWRRender> makeFrame(int bpp, int w, int h, Code code) {
-    std::unique_ptr<KWRRender> r(new KWRRender());
-    if (r->kwrSetRenderBpp(bpp) != 1 || r->kwrInitBuffer(w, h) != 1) return nullptr;
-    r->kwrClear();
-    void* header = nullptr;
-    void* pixels = nullptr;
-    if (r->kwrGetDib(&header, &pixels) != 1 || pixels == nullptr) return nullptr;
-    const int bytes = bpp / 8;
-    const std::ptrdiff_t pitch = ((bpp * w + 31) >> 3) & ~3;
+    kwr_test::Surface s(bpp, w, h);
     for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) {
-            const std::uint32_t v = code(bpp, x, y);
-            std::memcpy(static_cast<unsigned char*>(pixels) + y * pitch + x * bytes, &v,
-                        static_cast<std::size_t>(bytes));
-        }
-    return r;
+        for (int x = 0; x < w; ++x) s.setPx(x, y, code(bpp, x, y));
+    return std::move(s.r);
 }
 
 // What pixel code v of a frame of the given format shows, 0x00RRGGBB: at
@@ -102,7 +92,6 @@ void expectPresentations(int bpp) {
     for (const Placement& p : kPlacements) cases.push_back({kFrameW, kFrameH, patternCode, p, kTargetW, kTargetH});
     for (const Case& c : cases) {
         auto frame = makeFrame(bpp, c.fw, c.fh, c.code);
-        ASSERT_NE(frame, nullptr);
         Target t(c.w, c.h);
         t.show(*frame, c.p.x, c.p.y);
         if (::testing::Test::HasFatalFailure()) return;

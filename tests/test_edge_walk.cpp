@@ -28,7 +28,8 @@ KWColor col(std::uint32_t c) { return KWColor{c}; }
 
 }  // namespace
 
-TEST(EdgeWalk, TwoDimensionalWalkersLagBehindDepthWalkers) {
+TEST(EdgeWalk, SlopedAndStraightEdges) {
+    // The two-dimensional walker lags behind the depth walker.
     Surface s(24, 40, 20);
     resetAll(s.s());
     Access::UpdateScanLine(*s.r, 0, 0, 20, 10);
@@ -43,10 +44,7 @@ TEST(EdgeWalk, TwoDimensionalWalkersLagBehindDepthWalkers) {
     // As a right edge each is one less.
     EXPECT_EQ(s.s().scan.scanRightX[0], 19);
     EXPECT_EQ(s.s().scan.scanRightX[9], 2);
-}
-
-TEST(EdgeWalk, VerticalAndHorizontalEdges) {
-    Surface s(24, 10, 10);
+    // Straight edges: a horizontal one writes nothing, a vertical one its x.
     resetAll(s.s());
     Access::UpdateScanLine(*s.r, 5, 3, 9, 3);  // horizontal: nothing
     EXPECT_EQ(s.s().scan.scanLeftX[3], 32767);
