@@ -30,9 +30,8 @@ struct Surface {
         : r(new KWRRender()), bpp(bpp_), width(w), height(h) {
         EXPECT_EQ(r->kwrSetRenderBpp(bpp), 1);
         EXPECT_EQ(r->kwrInitBuffer(w, h), 1);
-        void* header = nullptr;
         void* pixels = nullptr;
-        r->kwrGetDib(&header, &pixels);
+        r->kwrGetDib(nullptr, &pixels);
         bits = static_cast<unsigned char*>(pixels);
         // Rows are whole 32-bit words (a 3-pixel 24 bpp row takes 12 bytes).
         pitch = (w * bpp / 8 + 3) / 4 * 4;

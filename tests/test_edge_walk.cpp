@@ -120,7 +120,7 @@ TEST(EdgeWalk, FloatWalkersClipThenRound) {
 
 // The front ends: what they leave in the table.
 
-TEST(FrontEnd, RejectedTrianglesLeaveTableUntouched) {
+TEST(FrontEnd, RejectsOffSurfaceTrianglesAndSortsStably) {
     Surface s(24, 8, 8);
     s.s().scan.scanLeftX[0] = 123;
     s->kwrTriangle(0, 8, 5, 9, 2, 20);    // below
@@ -130,12 +130,9 @@ TEST(FrontEnd, RejectedTrianglesLeaveTableUntouched) {
     EXPECT_TRUE(s.pixelsNot(0).empty());
     s->kwrTriangle(1, 3, 6, 3, 4, 3);  // all on one row
     EXPECT_TRUE(s.pixelsNot(0).empty());
-}
-
-TEST(FrontEnd, SortKeepsArgumentOrderOnTies) {
-    // (5,3) stays top and (1,3) middle: the top-to-middle edge is walked
-    // first and is horizontal, so row 3 is spanned by the other two edges.
-    Surface s(24, 12, 12);
+    // Sorting keeps the argument order on ties: (5,3) stays top and (1,3)
+    // middle; the top-to-middle edge is walked first and is horizontal, so
+    // row 3 is spanned by the other two edges.
     s->kwrTriangle3c(5, 3, 0.5f, 0xFFFF0000, 1, 3, 0.5f, 0xFF00FF00, 2, 9, 0.5f, 0xFF0000FF);
     EXPECT_EQ(s.s().scan.scanLeftX[3], 1);
     EXPECT_EQ(s.s().scan.scanRightX[3], 4);
