@@ -56,7 +56,7 @@ TEST(EdgeWalk, SlopedAndStraightEdges) {
     EXPECT_EQ(s.s().scan.scanLeftX[4], 32767);
 }
 
-TEST(EdgeWalk, ClippingInterpolatesAttributes) {
+TEST(EdgeWalk, AttributesAtClipsTiesAndRightEnds) {
     Surface s(24, 10, 8);
     resetAll(s.s());
     // From y = -10 to y = 10: row 0 is halfway, with the colour halfway.
@@ -72,10 +72,7 @@ TEST(EdgeWalk, ClippingInterpolatesAttributes) {
     Access::UpdateScanLine3(*s.r, 0, 8, 0.0f, 5, 20, 0.0f);
     Access::UpdateScanLine3(*s.r, 0, -8, 0.0f, 5, 0, 0.0f);
     for (int y = 0; y < 8; ++y) EXPECT_EQ(s.s().scan.scanLeftX[y], 32767);
-}
-
-TEST(EdgeWalk, FirstEdgeKeepsTiesAndRightEndKeepsCrossingAttributes) {
-    Surface s(24, 10, 4);
+    // The first edge keeps ties; the right end keeps the crossing's attributes.
     resetAll(s.s());
     Access::UpdateScanLinect(*s.r, 3, 0, col(0xFF102030), 0.25f, 0.5f, 3, 2, col(0xFF102030), 0.25f, 0.5f);
     Access::UpdateScanLinect(*s.r, 3, 0, col(0xFFFFFFFF), 0.75f, 0.0f, 3, 2, col(0xFFFFFFFF), 0.75f, 0.0f);

@@ -10,10 +10,6 @@
 
 #include "render/numeric.h"
 
-namespace {
-int plainFloor(double v) { return kwr::saturateToInt(std::floor(v)); }
-}  // namespace
-
 TEST(Numeric, SaturatingConversion) {
     const std::pair<double, int> conversions[] = {{2.9, 2},          {-2.9, -2},       {2147483647.5, INT_MAX},
                                                   {-1e300, INT_MIN}, {1e300, INT_MAX}, {-2147483648.9, INT_MIN},
@@ -29,6 +25,7 @@ TEST(Numeric, SaturatingConversion) {
 // random bit patterns of floats (every float sum the library rounds) and
 // doubles.
 TEST(Numeric, FastFloorMatchesPlainFloor) {
+    auto plainFloor = [](double v) { return kwr::saturateToInt(std::floor(v)); };
     const double edges[] = {0.0, -0.0, 0.5, -0.5, 1.0, -1.0, 2147483647.0, 2147483647.5, 2147483648.0,
                             -2147483648.0, -2147483648.5, -2147483649.0, -2147483649.5, 4503599627370496.5,
                             1e300, -1e300, std::numeric_limits<double>::infinity(),

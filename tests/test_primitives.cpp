@@ -11,17 +11,15 @@ using kwr_test::inked;
 using kwr_test::Pixels;
 using kwr_test::Surface;
 
-TEST(Points, BoundsAndStores) {
-    auto s = inked(32, 4, 3, 0x12345678);
+TEST(PointsAndBoxes, BoundsCornersClipAndRounding) {
+    auto s = inked(32, 4, 3, 0x12345678);  // points: clipped, stored per byte
     s->kwrPut(-1, 0);
     s->kwrPut(4, 0);
     s->kwrPut(0, 3);
     EXPECT_TRUE(s.pixelsNot(0xFF000000u).empty());
     s->kwrPut(3, 2);
     EXPECT_EQ(s.px(3, 2), 0x12345678u);  // bytes 78 56 34 12
-}
-
-TEST(Boxes, CornersInAnyOrderClippedAndRounded) {
+    // Boxes: corners in any order, clipped per axis.
     auto a = inked(8, 10, 10), b = inked(8, 10, 10);
     a->kwrBox(5, 5, 2, 2);
     b->kwrBox(2, 2, 5, 5);
@@ -35,11 +33,11 @@ TEST(Boxes, CornersInAnyOrderClippedAndRounded) {
     c->kwrBox(INT_MIN, INT_MAX, INT_MAX, INT_MIN);  // clamped to the whole surface
     EXPECT_EQ(c.pixelsNot(0).size(), 100u);
     // Float corners round half up; the centred form counts from the middle.
-    auto s = inked(16, 640, 480);
-    s->kwrBoxf(0.49f, 0, 0.49f, 0);
-    s->kwrBoxf(2.5f, 0, 2.5f, 0);
-    s->kwrBoxfg(0, 0, 0, 0);
-    EXPECT_EQ(s.pixelsNot(0), (Pixels{{0, 0}, {3, 0}, {320, 240}}));
+    auto f = inked(16, 640, 480);
+    f->kwrBoxf(0.49f, 0, 0.49f, 0);
+    f->kwrBoxf(2.5f, 0, 2.5f, 0);
+    f->kwrBoxfg(0, 0, 0, 0);
+    EXPECT_EQ(f.pixelsNot(0), (Pixels{{0, 0}, {3, 0}, {320, 240}}));
 }
 
 TEST(Boxes, DepthBoxUsesRequestedTestAndGreaterOrEqual) {

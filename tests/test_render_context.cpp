@@ -12,7 +12,7 @@
 
 using kwr_test::Surface;
 
-TEST(RenderContext, FreshObjectDefaults) {
+TEST(RenderContext, DefaultsBindingsAndColourConversions) {
     auto r = std::make_unique<KWRRender>();
     const kwr::RenderState& s = kwr::Access::state(*r);
     EXPECT_EQ(r->kwrGetColor(), 0xFF000000u);
@@ -31,9 +31,7 @@ TEST(RenderContext, FreshObjectDefaults) {
     r->kwrSetAlphaMap(nullptr, 3, 5, 7);
     EXPECT_EQ(s.alphaMap, kwr::kBuiltinTexel);
     EXPECT_EQ(s.alphaMapWidth + s.alphaMapHeight + s.alphaMapBpp, 3);
-}
-
-TEST(RenderContext, ColourConversions) {
+    // Colour conversions.
     Surface s16(16, 2, 2), s8(8, 2, 2), s32(32, 2, 2);
     s16->kwrSetColor(0x12F80408);  // top five bits of each channel
     EXPECT_EQ(s16.s().color16, (0x1F << 10) | (0x00 << 5) | 0x01);
@@ -56,17 +54,17 @@ TEST(RenderContext, ColourConversions) {
     EXPECT_EQ(s32->kwrGetColor(), 0xFF01FE00u);
     // The derived colour of the format follows at initialisation; a colour
     // set later changes only the derived colour of the format in force.
-    auto r = std::make_unique<KWRRender>();
-    const kwr::RenderState& s = kwr::Access::state(*r);
-    r->kwrSetColor(0x00FFFFFF);  // 24 bpp: neither derived colour changes
-    EXPECT_EQ(s.color16, 0);
-    ASSERT_EQ(r->kwrSetRenderBpp(16), 1);
-    ASSERT_EQ(r->kwrInitBuffer(2, 2), 1);
-    EXPECT_EQ(s.color16, 0x7FFF);
-    ASSERT_EQ(r->kwrSetRenderBpp(8), 1);
-    r->kwrSetColor(0x00FFFFFF);
-    EXPECT_EQ(s.color8, 215);
-    EXPECT_EQ(s.color16, 0x7FFF);
+    auto fresh = std::make_unique<KWRRender>();
+    const kwr::RenderState& f = kwr::Access::state(*fresh);
+    fresh->kwrSetColor(0x00FFFFFF);  // 24 bpp: neither derived colour changes
+    EXPECT_EQ(f.color16, 0);
+    ASSERT_EQ(fresh->kwrSetRenderBpp(16), 1);
+    ASSERT_EQ(fresh->kwrInitBuffer(2, 2), 1);
+    EXPECT_EQ(f.color16, 0x7FFF);
+    ASSERT_EQ(fresh->kwrSetRenderBpp(8), 1);
+    fresh->kwrSetColor(0x00FFFFFF);
+    EXPECT_EQ(f.color8, 215);
+    EXPECT_EQ(f.color16, 0x7FFF);
 }
 
 TEST(RenderContext, InitGeometryFailuresAndRelease) {

@@ -140,7 +140,7 @@ const HandCase kHandCases[] = {
 
 }  // namespace
 
-TEST(SpanFill, HandWorkedPixelsAndDepths) {
+TEST(SpanFill, HandWorkedPixelsDepthsAndSkippedRows) {
     for (const HandCase& c : kHandCases) {
         const auto what = "case " + std::to_string(&c - kHandCases);
         Surface s(c.bpp, 8, 1, c.clear, c.clearZ);
@@ -156,9 +156,7 @@ TEST(SpanFill, HandWorkedPixelsAndDepths) {
     EXPECT_EQ(kwr::wrapCoord(-3, 2), 1);
     EXPECT_EQ(kwr::wrapCoord(std::numeric_limits<int>::min(), 3), 1);
     EXPECT_EQ(kwr::wrapCoord(5, 3), 2);
-}
-
-TEST(SpanFill, SkipsEmptyAndOffSurfaceRows) {
+    // Empty and off-surface rows are skipped by every member.
     auto s = inked(24, 8, 4);
     const Row rows[] = {{32767, -32767, {}, {}}, {5, 4, {}, {}}, {8, 12, {}, {}}, {-5, -1, {}, {}}};
     for (int y = 0; y < 4; ++y) setRow(s.s(), y, rows[y]);  // never reached, one-edge sliver, right, left

@@ -22,11 +22,9 @@ unsigned char gTexture[2 * 2 * 4] = {10, 20, 30, 255, 40, 50, 60, 255, 70, 80, 9
 // depths.  At 16 bpp a white texel does not give back the untextured colour,
 // so a missing texture fallback shows.
 void expectSameDrawing(const Draw& prepare, const Draw& a, const Draw& b, const char* what) {
-    Surface sa(16, 16, 16), sb(16, 16, 16);
-    for (Surface* s : {&sa, &sb}) {
-        (*s)->kwrSetColor(0xFF336699);
-        prepare(*s->r);
-    }
+    auto sa = inked(16, 16, 16, 0xFF336699), sb = inked(16, 16, 16, 0xFF336699);
+    prepare(*sa.r);
+    prepare(*sb.r);
     a(*sa.r);
     b(*sb.r);
     EXPECT_EQ(sa.bytes(), sb.bytes()) << what;
@@ -244,9 +242,8 @@ TEST(Triangle, BlendsWithoutDepthTestWriteAtWeightZeroIn16Bpp) {
 // its depth, blended without writing depth.
 TEST(Triangle, DepthTexturedMemberAt8Bpp) {
     unsigned char texel[4] = {10, 20, 30, 255};
-    Surface s(8, 8, 8);
+    auto s = inked(8, 8, 8);
     s->kwrSetTexture(texel, 1, 1, 4);
-    s->kwrSetColor(0xFFFFFFFF);
     drawCorner(*s.r, k3T, 0);
     EXPECT_EQ(s.px(1, 1), 215u);
     EXPECT_EQ(s.z(1, 1), 0.5f);

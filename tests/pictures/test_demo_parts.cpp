@@ -65,7 +65,7 @@ TEST(DemoFont, GlyphsKeepTheirShapeAtEveryScaleWithShadows) {
     EXPECT_EQ(p.pixels[3], 0u);                 // not beside the top of the bar
 }
 
-TEST(DemoMath, SineMatchesKnownValuesOnEveryTurn) {
+TEST(DemoMath, SineOnEveryTurnAndCameraByHand) {
     EXPECT_NEAR(sinExact(kPi / 6), 0.5, 1e-15);
     EXPECT_NEAR(cosExact(kPi / 3), 0.5, 1e-15);
     EXPECT_NEAR(sinExact(kPi), 0.0, 1e-15);
@@ -74,10 +74,7 @@ TEST(DemoMath, SineMatchesKnownValuesOnEveryTurn) {
         const double x = i * 0.37 + 1000 * kPi;
         EXPECT_NEAR(sinExact(x), std::sin(x), 1e-12) << x;
     }
-}
-
-TEST(DemoMath, CameraProjectsByHand) {
-    // 90 degrees of view: the focal length is half the height.
+    // The camera by hand: 90 degrees of view, the focal length is half the height.
     const Camera c(Vec3{0, 0, 10}, Vec3{0, 0, 0}, 90.0, 200, 100, 1.0, 21.0);
     const ScreenPoint centre = c.project({0, 0, 0});
     EXPECT_TRUE(centre.visible);
