@@ -1,7 +1,6 @@
-// Frames and expected results shared by the presentation tests on Linux
-// (KWRMemoryDC) and on Windows (a GDI memory DC): both must show the same
-// pixels for the same frame.  Uses the public interface only, so the Windows
-// program can link the DLL's import library alone.
+// Frames and expected results of the presentation tests on Linux (into a
+// KWRMemoryDC) and on Windows (a GDI memory DC), which show the same pixels.
+// Public interface only: the Windows program links the DLL alone.
 #ifndef KWR_TESTS_PRESENT_FRAMES_H
 #define KWR_TESTS_PRESENT_FRAMES_H
 

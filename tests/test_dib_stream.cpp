@@ -21,8 +21,7 @@ TEST(DibStream, HeaderFieldsRowSizeAndColourTables) {
     for (const auto& c : cases) {
         DibStream d;
         ASSERT_TRUE(d.Create(c.width, c.height, c.bitCount));
-        ASSERT_NE(d.header, nullptr);
-        ASSERT_NE(d.bits, nullptr);
+        ASSERT_TRUE(d.header != nullptr && d.bits != nullptr);
         const kwr::BITMAPINFOHEADER& h = d.header->bmiHeader;
         EXPECT_EQ(h.biSize, 40u);
         EXPECT_EQ(h.biWidth, c.width);

@@ -1,7 +1,6 @@
-// Presentation into a KWRMemoryDC: the 1:1 copy with clipping and the
-// conversion of every surface format to 0x00RRGGBB, which must match what
-// GDI shows for the same frame (tests/windows/test_gdi_present.cpp checks
-// the same expectations under Windows).
+// Presentation into a KWRMemoryDC: the 1:1 copy with clipping and every
+// format's conversion to 0x00RRGGBB, the same as GDI shows for the same frame
+// (tests/windows/test_gdi_present.cpp checks the same cases under Windows).
 #if !defined(_WIN32)
 
 #include <gtest/gtest.h>

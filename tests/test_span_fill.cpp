@@ -281,7 +281,7 @@ TEST(SpanLevels, BlendRunEqualsPixelBlend) {
 
 #if KWR_X86_64
 // The division-free forms of the lane blocks over their whole domain.
-TEST(SpanLevels, DivisionFreeFormsEqualDivisions) {
+TEST(SpanLevels, LaneFormsEqualDivisionsAndRepeatRule) {
     using V = kwr::lanes_sse2::Lanes;
     for (std::int32_t v = 0; v <= 65025; v += 4) {
         std::int32_t in[4] = {v, v + 1, v + 2, v + 3}, q255[4], q31[4];
@@ -292,12 +292,8 @@ TEST(SpanLevels, DivisionFreeFormsEqualDivisions) {
             ASSERT_EQ(q31[i], in[i] * 31 / 65025) << in[i];
         }
     }
-}
-
-// The lane wrap against the repeat rule at the ends of the int range and
-// around multiples of the size.
-TEST(SpanLevels, LaneWrapEqualsRepeatRule) {
-    using V = kwr::lanes_sse2::Lanes;
+    // The lane wrap against the repeat rule at the ends of the int range and
+    // around multiples of the size.
     constexpr int kMin = std::numeric_limits<int>::min(), kMax = std::numeric_limits<int>::max();
     const int sizes[] = {1, 3, 7, 64, 100, 1000003, kMax};
     const int ints[] = {kMin, kMin + 1, -300, -7, -1, 0, 1, 6, 7, 299, 1000002, 1000003, kMax - 1, kMax};

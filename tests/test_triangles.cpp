@@ -1,6 +1,6 @@
-// Triangle entry points: row ownership, clipping, flat blending, coordinate
-// forms, the fallbacks, the choice of span fill and the member-specific
-// arithmetic, all through the public interface.
+// Triangle entry points through the public interface: row ownership,
+// clipping, flat blending, coordinate forms, fallbacks, the choice of span
+// fill and the member-specific arithmetic.
 #include <gtest/gtest.h>
 
 #include <functional>
