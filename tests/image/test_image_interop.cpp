@@ -17,51 +17,39 @@ namespace {
 
 // Named after the running test as well: ctest runs the cases in parallel.
 std::string tempPath(const std::string& name) {
-    const ::testing::TestInfo* test = ::testing::UnitTest::GetInstance()->current_test_info();
-    return ::testing::TempDir() + "kwr_interop_" + (test != nullptr ? test->name() : "") + "_" + name;
+    return ::testing::TempDir() + "kwr_interop_" + ::testing::UnitTest::GetInstance()->current_test_info()->name() +
+           "_" + name;
 }
 
-bool run(const std::string& args) {
-    const std::string cmd = std::string("\"") + KWR_IMAGEMAGICK + "\" " + args + " 2>&1";
-    return std::system(cmd.c_str()) == 0;
-}
+bool run(const std::string& args) { return std::system(("\"" KWR_IMAGEMAGICK "\" " + args + " 2>&1").c_str()) == 0; }
 
-// The pixels convert reads from a file, as 0xAARRGGBB, rows from the top.
-std::vector<std::uint32_t> magickPixels(const std::string& file, std::size_t count) {
-    const std::string raw = tempPath("pixels.rgba");
-    std::vector<std::uint32_t> px;
-    if (!run("\"" + file + "\" -depth 8 \"rgba:" + raw + "\"")) return px;
-    std::FILE* f = std::fopen(raw.c_str(), "rb");
-    if (f == nullptr) return px;
-    unsigned char c[4];
-    while (px.size() < count && std::fread(c, 1, 4, f) == 4)
-        px.push_back(std::uint32_t{c[3]} << 24 | std::uint32_t{c[0]} << 16 | std::uint32_t{c[1]} << 8 | c[2]);
-    std::fclose(f);
-    return px;
-}
-
+// The image has the pixels convert reads from the file, in the channels compared.
 void expectSamePixels(const KWRImage& img, const std::string& file, std::uint32_t compared) {
-    const int w = img.kwrGetWidth(), h = img.kwrGetHeight();
-    const std::vector<std::uint32_t> ref = magickPixels(file, static_cast<std::size_t>(w) * h);
-    ASSERT_EQ(ref.size(), static_cast<std::size_t>(w) * h) << "convert could not read " << file;
+    const std::string raw = tempPath("pixels.rgba");
+    const int w = img.kwrGetWidth(), count = w * img.kwrGetHeight();
+    std::vector<unsigned char> rgba(4 * static_cast<std::size_t>(count) + 1);
+    std::FILE* f = run("\"" + file + "\" -depth 8 \"rgba:" + raw + "\"") ? std::fopen(raw.c_str(), "rb") : nullptr;
+    ASSERT_NE(f, nullptr) << "convert could not read " << file;
+    const std::size_t got = std::fread(rgba.data(), 1, rgba.size(), f);
+    std::fclose(f);
+    std::remove(raw.c_str());
+    ASSERT_EQ(got, 4u * count) << file;
     int wrong = 0;
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x)
-            if ((img.kwrGetPixel(x, y) & compared) != (ref[y * w + x] & compared) && ++wrong <= 3)
-                ADD_FAILURE() << file << " pixel " << x << "," << y << ": ours " << std::hex
-                              << img.kwrGetPixel(x, y) << ", convert's " << ref[y * w + x];
+    for (int i = 0; i < count; ++i) {
+        const unsigned char* c = &rgba[4 * static_cast<std::size_t>(i)];
+        const std::uint32_t ours = img.kwrGetPixel(i % w, i / w);
+        const std::uint32_t theirs = std::uint32_t{c[3]} << 24 | c[0] << 16 | c[1] << 8 | c[2];
+        if (((ours ^ theirs) & compared) != 0 && ++wrong <= 3)
+            ADD_FAILURE() << file << " pixel " << i % w << "," << i / w << ": ours " << std::hex << ours
+                          << ", convert's " << theirs;
+    }
     EXPECT_EQ(wrong, 0);
 }
 
 TEST(ImageInterop, FilesWrittenByImageMagickLoadWithItsPixels) {
     const std::uint32_t rgb = 0xFFFFFF, argb = 0xFFFFFFFF;
     // {file, convert's options and output format, bits per pixel, channels compared}
-    const struct {
-        const char* name;
-        const char* args;
-        int bpp;
-        std::uint32_t compared;
-    } cases[] = {
+    const struct { const char* name; const char* args; int bpp; std::uint32_t compared; } cases[] = {
         {"1.bmp", "-type Bilevel BMP3:", 1, rgb},
         {"4.bmp", "-colors 16 -type Palette -compress None BMP3:", 4, rgb},
         {"8.bmp", "-colors 200 -type Palette -compress None BMP3:", 8, rgb},
