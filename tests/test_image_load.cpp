@@ -79,7 +79,7 @@ TEST(ImageLoad, EveryHostileFileFailsWithItsCodeOrLoadsDefinedPixels) {
 }
 
 // The cancel callback reaches plain rows, bit-field rows and run-length
-// data; a missing file fails to open.
+// data; a missing file fails to open; codes out of range have a text.
 TEST(ImageLoad, CancelledAndMissingFilesFail) {
     for (const Recipe& s : {Recipe{24, 5, 40}, Recipe{16, 5, 40, 3, 40, false, {0xF800, 0x07E0, 0x001F}},
                             Recipe{8, 5, 40, 1}}) {
@@ -100,6 +100,7 @@ TEST(ImageLoad, CancelledAndMissingFilesFail) {
     EXPECT_EQ(missing.kwrLoad("no such file.bmp"), 0);
     EXPECT_EQ(missing.kwrGetError(), KWR_IMAGE_OPEN_FILE);
     EXPECT_STREQ(missing.kwrGetErrorText(), "open file");
+    for (int code : {10, -1}) EXPECT_STREQ(KWRImage::kwrErrorText(code), "(undefined)");
 }
 
 }  // namespace
