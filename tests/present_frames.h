@@ -1,63 +1,42 @@
-// Frames and expected results shared by the presentation tests on Linux
-// (KWRMemoryDC) and on Windows (a GDI memory DC): both must show the same
-// pixels for the same frame.  Uses the public interface only, so the Windows
-// program can link the DLL's import library alone.
+// Frames and expected results of the presentation tests on Linux (into a
+// KWRMemoryDC) and on Windows (a GDI memory DC), which show the same pixels.
+// Public interface only: the Windows program links the DLL alone.
 #ifndef KWR_TESTS_PRESENT_FRAMES_H
 #define KWR_TESTS_PRESENT_FRAMES_H
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstring>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "KWRRender.h"
+#include "surface_fixture.h"
 
 namespace kwr_present {
 
-// A 5-bit field as a display shows it: shifted up, the top bits repeated
-// in the low bits.
-inline std::uint32_t expand5(std::uint32_t v) { return (v << 3) | (v >> 2); }
-
-// What a 16 bpp pixel word shows, 0x00RRGGBB (bit 15 is ignored).
-inline std::uint32_t shown16(std::uint32_t w) {
-    return (expand5((w >> 10) & 0x1Fu) << 16) | (expand5((w >> 5) & 0x1Fu) << 8) | expand5(w & 0x1Fu);
-}
-
-// What an 8 bpp index shows: the colour cube for 0..215, grey above.
-inline std::uint32_t shown8(std::uint32_t i) {
-    if (i >= 216) return i * 0x010101u;
-    return ((i / 36) * 43u << 16) | ((i / 6 % 6) * 43u << 8) | (i % 6) * 43u;
-}
-
 // A frame of the given format whose pixel (x, y) holds code(bpp, x, y) (its
-// low bpp bits, little-endian); returns null if the surface cannot be made.
+// low bpp bits, little-endian).
 using Code = std::uint32_t (*)(int bpp, int x, int y);
 inline std::unique_ptr<KWRRender> makeFrame(int bpp, int w, int h, Code code) {
-    std::unique_ptr<KWRRender> r(new KWRRender());
-    if (r->kwrSetRenderBpp(bpp) != 1 || r->kwrInitBuffer(w, h) != 1) return nullptr;
-    r->kwrClear();
-    void* header = nullptr;
-    void* pixels = nullptr;
-    if (r->kwrGetDib(&header, &pixels) != 1 || pixels == nullptr) return nullptr;
-    const int bytes = bpp / 8;
-    const std::ptrdiff_t pitch = ((bpp * w + 31) >> 3) & ~3;
+    kwr_test::Surface s(bpp, w, h);
     for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) {
-            const std::uint32_t v = code(bpp, x, y);
-            std::memcpy(static_cast<unsigned char*>(pixels) + y * pitch + x * bytes, &v,
-                        static_cast<std::size_t>(bytes));
-        }
-    return r;
+        for (int x = 0; x < w; ++x) s.setPx(x, y, code(bpp, x, y));
+    return std::move(s.r);
 }
 
-// What pixel code v of a frame of the given format shows, 0x00RRGGBB.
+// What pixel code v of a frame of the given format shows, 0x00RRGGBB: at
+// 16 bpp each 5-bit field shifted up with its top bits repeated below (bit
+// 15 ignored), at 8 bpp the colour cube for indices 0..215 and grey above,
+// at 24 and 32 bpp the low three bytes.
 inline std::uint32_t shown(int bpp, std::uint32_t v) {
+    auto field = [v](int shift) { return ((v >> shift & 0x1Fu) << 3) | (v >> shift & 0x1Fu) >> 2; };
+    const std::uint32_t i = v & 0xFFu;
     switch (bpp) {
-    case 8: return shown8(v & 0xFFu);
-    case 16: return shown16(v & 0xFFFFu);
-    default: return v & 0x00FFFFFFu;  // 24 and 32: the fourth byte is not shown
+    case 8: return i >= 216 ? i * 0x010101u : ((i / 36) * 43u << 16) | ((i / 6 % 6) * 43u << 8) | (i % 6) * 43u;
+    case 16: return (field(10) << 16) | (field(5) << 8) | field(0);
+    default: return v & 0x00FFFFFFu;
     }
 }
 
@@ -95,29 +74,23 @@ constexpr Placement kPlacements[] = {
 // What a target starts with; pixels no frame covers keep it.
 constexpr std::uint32_t kUntouched = 0x00ABCDEFu;
 
-// The presentations both systems check: the frame of every code on a target
-// of its size, and the small frame at every placement.
-struct Presentation {
-    int fw, fh;
-    Code code;
-    Placement p;
-    int w, h;  // target
-};
-inline std::vector<Presentation> presentations(int bpp) {
-    std::vector<Presentation> v{{kEveryCodeW, everyCodeRows(bpp), everyCode, {0, 0}, kEveryCodeW, everyCodeRows(bpp)}};
-    for (const Placement& p : kPlacements) v.push_back({kFrameW, kFrameH, patternCode, p, kTargetW, kTargetH});
-    return v;
-}
-
-// Shows every presentation on a Target (constructed with the target's size,
-// with show(frame, x, y) and at(x, y) reading 0x00RRGGBB): pixels the frame
-// covers show their codes, the others are untouched.  Reports the first few
-// misses of each.
+// Shows the frame of every code on a target of its size, and the small
+// frame at every placement, on a Target (constructed with the target's
+// size, with show(frame, x, y) and at(x, y) reading 0x00RRGGBB): pixels the
+// frame covers show their codes, the others are untouched.  Reports the
+// first few misses of each.
 template <class Target>
 void expectPresentations(int bpp) {
-    for (const Presentation& c : presentations(bpp)) {
+    struct Case {
+        int fw, fh;
+        Code code;
+        Placement p;
+        int w, h;  // target
+    };
+    std::vector<Case> cases{{kEveryCodeW, everyCodeRows(bpp), everyCode, {0, 0}, kEveryCodeW, everyCodeRows(bpp)}};
+    for (const Placement& p : kPlacements) cases.push_back({kFrameW, kFrameH, patternCode, p, kTargetW, kTargetH});
+    for (const Case& c : cases) {
         auto frame = makeFrame(bpp, c.fw, c.fh, c.code);
-        ASSERT_NE(frame, nullptr);
         Target t(c.w, c.h);
         t.show(*frame, c.p.x, c.p.y);
         if (::testing::Test::HasFatalFailure()) return;

@@ -1,8 +1,6 @@
-// Small helpers for tests that draw into a render context and read it back.
-//
-// The surface is read through the public interface (kwrGetDib and
-// kwrGetZBuffer), so these tests run against the shared library as hosts
-// use it.  Tests built with KWR_TEST_INTERNALS also reach the state.
+// A render context's surface read back through the public interface, as
+// hosts of the shared library do; tests built with KWR_TEST_INTERNALS also
+// reach the state.
 #ifndef KWR_TESTS_SURFACE_FIXTURE_H
 #define KWR_TESTS_SURFACE_FIXTURE_H
 
@@ -32,9 +30,8 @@ struct Surface {
         : r(new KWRRender()), bpp(bpp_), width(w), height(h) {
         EXPECT_EQ(r->kwrSetRenderBpp(bpp), 1);
         EXPECT_EQ(r->kwrInitBuffer(w, h), 1);
-        void* header = nullptr;
         void* pixels = nullptr;
-        r->kwrGetDib(&header, &pixels);
+        r->kwrGetDib(nullptr, &pixels);
         bits = static_cast<unsigned char*>(pixels);
         // Rows are whole 32-bit words (a 3-pixel 24 bpp row takes 12 bytes).
         pitch = (w * bpp / 8 + 3) / 4 * 4;

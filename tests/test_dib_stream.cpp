@@ -12,7 +12,7 @@ namespace {
 
 using kwr::DibStream;
 
-TEST(DibStream, HeaderFieldsAndRowSize) {
+TEST(DibStream, HeaderFieldsRowSizeAndColourTables) {
     const struct {
         int width, height, bitCount, rowBytes;
         unsigned clrUsed;
@@ -21,8 +21,7 @@ TEST(DibStream, HeaderFieldsAndRowSize) {
     for (const auto& c : cases) {
         DibStream d;
         ASSERT_TRUE(d.Create(c.width, c.height, c.bitCount));
-        ASSERT_NE(d.header, nullptr);
-        ASSERT_NE(d.bits, nullptr);
+        ASSERT_TRUE(d.header != nullptr && d.bits != nullptr);
         const kwr::BITMAPINFOHEADER& h = d.header->bmiHeader;
         EXPECT_EQ(h.biSize, 40u);
         EXPECT_EQ(h.biWidth, c.width);
@@ -35,16 +34,14 @@ TEST(DibStream, HeaderFieldsAndRowSize) {
         EXPECT_EQ(d.bitsAlloc, kwr::kAllocHeap);
         d.bits[h.biSizeImage - 1] = 0x5A;  // the pixel block is one run of |height| rows
     }
-}
-
-TEST(DibStream, ColourTables) {
+    // Colour tables: a grey ramp at 8 bpp, entry i (i, i, i, 0); black and white at 1 bpp.
     DibStream d;
-    ASSERT_TRUE(d.Create(1, -1, 8));  // a grey ramp: entry i is (i, i, i, 0)
+    ASSERT_TRUE(d.Create(1, -1, 8));
     const unsigned char* t = reinterpret_cast<const unsigned char*>(d.header) + 40;
     const unsigned char grey[8] = {0x7F, 0x7F, 0x7F, 0, 0x80, 0x80, 0x80, 0};
     EXPECT_EQ(std::memcmp(t + 4 * 0x7F, grey, 8), 0);
     EXPECT_EQ(t[4 * 255 + 2], 255);
-    ASSERT_TRUE(d.Create(9, 1, 1));  // black and white
+    ASSERT_TRUE(d.Create(9, 1, 1));
     t = reinterpret_cast<const unsigned char*>(d.header) + 40;
     const unsigned char mono[8] = {0, 0, 0, 0, 255, 255, 255, 0};
     EXPECT_EQ(std::memcmp(t, mono, 8), 0);
@@ -111,7 +108,6 @@ TEST(DibStream, BlocksAreReleasedByTheirKind) {
     }
     DibStream notOwned;
     notOwned.bits = pixels;  // destroyed without freeing
-    EXPECT_EQ(pixels[3], 4);
 }
 
 #if !defined(_WIN32)

@@ -28,7 +28,8 @@ KWColor col(std::uint32_t c) { return KWColor{c}; }
 
 }  // namespace
 
-TEST(EdgeWalk, TwoDimensionalWalkersLagBehindDepthWalkers) {
+TEST(EdgeWalk, SlopedAndStraightEdges) {
+    // The two-dimensional walker lags behind the depth walker.
     Surface s(24, 40, 20);
     resetAll(s.s());
     Access::UpdateScanLine(*s.r, 0, 0, 20, 10);
@@ -43,10 +44,7 @@ TEST(EdgeWalk, TwoDimensionalWalkersLagBehindDepthWalkers) {
     // As a right edge each is one less.
     EXPECT_EQ(s.s().scan.scanRightX[0], 19);
     EXPECT_EQ(s.s().scan.scanRightX[9], 2);
-}
-
-TEST(EdgeWalk, VerticalAndHorizontalEdges) {
-    Surface s(24, 10, 10);
+    // Straight edges: a horizontal one writes nothing, a vertical one its x.
     resetAll(s.s());
     Access::UpdateScanLine(*s.r, 5, 3, 9, 3);  // horizontal: nothing
     EXPECT_EQ(s.s().scan.scanLeftX[3], 32767);
@@ -58,7 +56,7 @@ TEST(EdgeWalk, VerticalAndHorizontalEdges) {
     EXPECT_EQ(s.s().scan.scanLeftX[4], 32767);
 }
 
-TEST(EdgeWalk, ClippingInterpolatesAttributes) {
+TEST(EdgeWalk, AttributesAtClipsTiesAndRightEnds) {
     Surface s(24, 10, 8);
     resetAll(s.s());
     // From y = -10 to y = 10: row 0 is halfway, with the colour halfway.
@@ -74,10 +72,7 @@ TEST(EdgeWalk, ClippingInterpolatesAttributes) {
     Access::UpdateScanLine3(*s.r, 0, 8, 0.0f, 5, 20, 0.0f);
     Access::UpdateScanLine3(*s.r, 0, -8, 0.0f, 5, 0, 0.0f);
     for (int y = 0; y < 8; ++y) EXPECT_EQ(s.s().scan.scanLeftX[y], 32767);
-}
-
-TEST(EdgeWalk, FirstEdgeKeepsTiesAndRightEndKeepsCrossingAttributes) {
-    Surface s(24, 10, 4);
+    // The first edge keeps ties; the right end keeps the crossing's attributes.
     resetAll(s.s());
     Access::UpdateScanLinect(*s.r, 3, 0, col(0xFF102030), 0.25f, 0.5f, 3, 2, col(0xFF102030), 0.25f, 0.5f);
     Access::UpdateScanLinect(*s.r, 3, 0, col(0xFFFFFFFF), 0.75f, 0.0f, 3, 2, col(0xFFFFFFFF), 0.75f, 0.0f);
@@ -122,7 +117,7 @@ TEST(EdgeWalk, FloatWalkersClipThenRound) {
 
 // The front ends: what they leave in the table.
 
-TEST(FrontEnd, RejectedTrianglesLeaveTableUntouched) {
+TEST(FrontEnd, RejectsOffSurfaceTrianglesAndSortsStably) {
     Surface s(24, 8, 8);
     s.s().scan.scanLeftX[0] = 123;
     s->kwrTriangle(0, 8, 5, 9, 2, 20);    // below
@@ -132,12 +127,9 @@ TEST(FrontEnd, RejectedTrianglesLeaveTableUntouched) {
     EXPECT_TRUE(s.pixelsNot(0).empty());
     s->kwrTriangle(1, 3, 6, 3, 4, 3);  // all on one row
     EXPECT_TRUE(s.pixelsNot(0).empty());
-}
-
-TEST(FrontEnd, SortKeepsArgumentOrderOnTies) {
-    // (5,3) stays top and (1,3) middle: the top-to-middle edge is walked
-    // first and is horizontal, so row 3 is spanned by the other two edges.
-    Surface s(24, 12, 12);
+    // Sorting keeps the argument order on ties: (5,3) stays top and (1,3)
+    // middle; the top-to-middle edge is walked first and is horizontal, so
+    // row 3 is spanned by the other two edges.
     s->kwrTriangle3c(5, 3, 0.5f, 0xFFFF0000, 1, 3, 0.5f, 0xFF00FF00, 2, 9, 0.5f, 0xFF0000FF);
     EXPECT_EQ(s.s().scan.scanLeftX[3], 1);
     EXPECT_EQ(s.s().scan.scanRightX[3], 4);

@@ -1,7 +1,6 @@
-// Drawing calls allocate nothing: every operator new of the test program is
-// counted, and so (where the linker wraps them) is every malloc, calloc and
-// realloc of the library's code; drawing a whole scene in every format must
-// not add to any of them.
+// Drawing calls allocate nothing: drawing a whole scene in every format adds
+// to neither the count of operator new nor (where the linker wraps them) that
+// of the library's malloc, calloc and realloc calls.
 #include <gtest/gtest.h>
 
 #include <atomic>

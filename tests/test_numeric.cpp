@@ -6,25 +6,17 @@
 #include <cstring>
 #include <limits>
 #include <random>
+#include <utility>
 
 #include "render/numeric.h"
 
-namespace {
-int plainFloor(double v) { return kwr::saturateToInt(std::floor(v)); }
-}  // namespace
-
 TEST(Numeric, SaturatingConversion) {
-    EXPECT_EQ(kwr::saturateToInt(2.9), 2);
-    EXPECT_EQ(kwr::saturateToInt(-2.9), -2);
-    EXPECT_EQ(kwr::saturateToInt(2147483647.5), INT_MAX);
-    EXPECT_EQ(kwr::saturateToInt(-2147483648.9), INT_MIN);
-    EXPECT_EQ(kwr::saturateToInt(1e300), INT_MAX);
-    EXPECT_EQ(kwr::saturateToInt(-1e300), INT_MIN);
-    EXPECT_EQ(kwr::saturateToInt(std::nan("")), INT_MIN);
-    EXPECT_EQ(kwr::roundHalfUp(0.49f), 0);
-    EXPECT_EQ(kwr::roundHalfUp(0.5f), 1);
-    EXPECT_EQ(kwr::roundHalfUp(-0.5f), 0);
-    EXPECT_EQ(kwr::roundHalfUp(-0.51f), -1);
+    const std::pair<double, int> conversions[] = {{2.9, 2},          {-2.9, -2},       {2147483647.5, INT_MAX},
+                                                  {-1e300, INT_MIN}, {1e300, INT_MAX}, {-2147483648.9, INT_MIN},
+                                                  {std::nan(""), INT_MIN}};
+    for (const auto& c : conversions) EXPECT_EQ(kwr::saturateToInt(c.first), c.second) << c.first;
+    const std::pair<float, int> roundings[] = {{0.49f, 0}, {0.5f, 1}, {-0.5f, 0}, {-0.51f, -1}};
+    for (const auto& c : roundings) EXPECT_EQ(kwr::roundHalfUp(c.first), c.second) << c.first;
     EXPECT_EQ(kwr::wrapMul(65536, 65536), 0);
     EXPECT_EQ(kwr::wrapDiv(INT_MIN, -1), INT_MIN);
 }
@@ -33,6 +25,7 @@ TEST(Numeric, SaturatingConversion) {
 // random bit patterns of floats (every float sum the library rounds) and
 // doubles.
 TEST(Numeric, FastFloorMatchesPlainFloor) {
+    auto plainFloor = [](double v) { return kwr::saturateToInt(std::floor(v)); };
     const double edges[] = {0.0, -0.0, 0.5, -0.5, 1.0, -1.0, 2147483647.0, 2147483647.5, 2147483648.0,
                             -2147483648.0, -2147483648.5, -2147483649.0, -2147483649.5, 4503599627370496.5,
                             1e300, -1e300, std::numeric_limits<double>::infinity(),

@@ -11,17 +11,15 @@ using kwr_test::inked;
 using kwr_test::Pixels;
 using kwr_test::Surface;
 
-TEST(Points, BoundsAndStores) {
-    auto s = inked(32, 4, 3, 0x12345678);
+TEST(PointsAndBoxes, BoundsCornersClipAndRounding) {
+    auto s = inked(32, 4, 3, 0x12345678);  // points: clipped, stored per byte
     s->kwrPut(-1, 0);
     s->kwrPut(4, 0);
     s->kwrPut(0, 3);
     EXPECT_TRUE(s.pixelsNot(0xFF000000u).empty());
     s->kwrPut(3, 2);
     EXPECT_EQ(s.px(3, 2), 0x12345678u);  // bytes 78 56 34 12
-}
-
-TEST(Boxes, CornersInAnyOrderAndPerAxisClip) {
+    // Boxes: corners in any order, clipped per axis.
     auto a = inked(8, 10, 10), b = inked(8, 10, 10);
     a->kwrBox(5, 5, 2, 2);
     b->kwrBox(2, 2, 5, 5);
@@ -34,14 +32,12 @@ TEST(Boxes, CornersInAnyOrderAndPerAxisClip) {
     EXPECT_EQ(c.pixelsNot(0).size(), 10u);
     c->kwrBox(INT_MIN, INT_MAX, INT_MAX, INT_MIN);  // clamped to the whole surface
     EXPECT_EQ(c.pixelsNot(0).size(), 100u);
-}
-
-TEST(Boxes, FloatAndCentredRounding) {
-    auto s = inked(16, 640, 480);
-    s->kwrBoxf(0.49f, 0, 0.49f, 0);
-    s->kwrBoxf(2.5f, 0, 2.5f, 0);
-    s->kwrBoxfg(0, 0, 0, 0);
-    EXPECT_EQ(s.pixelsNot(0), (Pixels{{0, 0}, {3, 0}, {320, 240}}));
+    // Float corners round half up; the centred form counts from the middle.
+    auto f = inked(16, 640, 480);
+    f->kwrBoxf(0.49f, 0, 0.49f, 0);
+    f->kwrBoxf(2.5f, 0, 2.5f, 0);
+    f->kwrBoxfg(0, 0, 0, 0);
+    EXPECT_EQ(f.pixelsNot(0), (Pixels{{0, 0}, {3, 0}, {320, 240}}));
 }
 
 TEST(Boxes, DepthBoxUsesRequestedTestAndGreaterOrEqual) {
@@ -60,9 +56,8 @@ TEST(Boxes, DepthBoxUsesRequestedTestAndGreaterOrEqual) {
 
 TEST(Bitmaps, LeastSignificantBitFirstAndClipped) {
     auto s = inked(8, 12, 3);
-    unsigned char a[2] = {0x01, 0x01};
+    unsigned char a[2] = {0x01, 0x01}, b[2] = {0x80, 0x00};
     s->kwrBitmap1(0, 0, 9, 1, a);
-    unsigned char b[2] = {0x80, 0x00};
     s->kwrBitmap1(0, 1, 9, 1, b);
     EXPECT_EQ(s.pixelsNot(0), (Pixels{{0, 0}, {8, 0}, {7, 1}}));
     // Rows are (w + 7) / 8 bytes; clipped per pixel at every side.
@@ -87,7 +82,7 @@ std::vector<unsigned char> source32(int w, int h) {
 }
 }  // namespace
 
-TEST(Blits, NearestNeighbourMappingWithClipping) {
+TEST(Blits, NearestNeighbourMappingClippedAndFar) {
     // A 3 x 2 source on 6 x 4 pixels: column floor(i * 3 / 6), row floor(j * 2 / 4).
     auto src = source32(3, 2);
     Surface s(32, 8, 8);
@@ -105,22 +100,18 @@ TEST(Blits, NearestNeighbourMappingWithClipping) {
     EXPECT_EQ(t.px(1, 1), 0x09070102u);
     EXPECT_EQ(t.px(2, 2), 0x09070102u);
     EXPECT_EQ(t.px(3, 0), 0xFF000000u);
-}
-
-TEST(Blits, FarLeftStartUsesSinglePrecisionAndStaysInSource) {
-    auto src = source32(3, 1);
-    Surface s(32, 4, 1);
-    s->kwrImage2D(-100000, 0, 4, 1, 3, 1, 32, src.data());
-    // floor(100000 * 3 / 100004) = 2 at x = 0: the right end of the source.
-    EXPECT_EQ(s.px(0, 0) & 0xFFu, 2u);
+    // Far to the left the start is computed in single precision:
+    // floor(100000 * 3 / 100004) = 2 at x = 0, the right end of the source.
+    Surface u(32, 4, 1);
+    u->kwrImage2D(-100000, 0, 4, 1, 3, 1, 32, src.data());
+    EXPECT_EQ(u.px(0, 0) & 0xFFu, 2u);
     // The widest corners still map every pixel to a source pixel.
-    s->kwrSetColor(0xFF000000);
-    s->kwrClear();
-    s->kwrImage2D(INT_MIN, 0, INT_MAX, 1, 3, 1, 32, src.data());
-    for (int x = 0; x < 4; ++x) EXPECT_LT(s.px(x, 0) ^ 0x09070000u, 3u) << x;
-    s->kwrClear();
-    s->kwrImage2D3(INT_MIN, INT_MIN, INT_MAX, INT_MAX, 0.0f, 3, 1, 32, src.data());
-    for (int x = 0; x < 4; ++x) EXPECT_LT(s.px(x, 0) ^ 0x09070000u, 3u) << x;
+    u->kwrClear();
+    u->kwrImage2D(INT_MIN, 0, INT_MAX, 1, 3, 1, 32, src.data());
+    for (int x = 0; x < 4; ++x) EXPECT_LT(u.px(x, 0) ^ 0x09070000u, 3u) << x;
+    u->kwrClear();
+    u->kwrImage2D3(INT_MIN, INT_MIN, INT_MAX, INT_MAX, 0.0f, 3, 1, 32, src.data());
+    for (int x = 0; x < 4; ++x) EXPECT_LT(u.px(x, 0) ^ 0x09070000u, 3u) << x;
 }
 
 TEST(Blits, FourthByteAndFormats) {
@@ -154,7 +145,7 @@ Pixels linePixels(int x1, int y1, int x2, int y2, int w = 16, int h = 16) {
 }
 }  // namespace
 
-TEST(Lines, PixelSequencesAndReversal) {
+TEST(Lines, PixelSequencesReversalAndClipping) {
     EXPECT_EQ(linePixels(2, 3, 2, 3), (Pixels{{2, 3}}));
     const Pixels shallow{{0, 0}, {1, 0}, {2, 1}, {3, 1}, {4, 2}};
     EXPECT_EQ(linePixels(0, 0, 4, 2), shallow);
@@ -163,9 +154,6 @@ TEST(Lines, PixelSequencesAndReversal) {
     EXPECT_EQ(linePixels(1, 0, 2, 4), (Pixels{{1, 0}, {1, 1}, {1, 2}, {2, 3}, {2, 4}}));
     EXPECT_TRUE(linePixels(-10, 5, -1, 12).empty());
     EXPECT_EQ(linePixels(-5, 0, 5, 0).size(), 6u);
-}
-
-TEST(Lines, ClippingAtEveryEdge) {
     const Pixels diag = linePixels(-50, -50, 150, 150, 100, 100);
     ASSERT_EQ(diag.size(), 100u);
     EXPECT_EQ(diag.front(), (std::pair<int, int>{0, 0}));

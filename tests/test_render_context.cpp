@@ -12,7 +12,7 @@
 
 using kwr_test::Surface;
 
-TEST(RenderContext, FreshObjectDefaults) {
+TEST(RenderContext, DefaultsBindingsAndColourConversions) {
     auto r = std::make_unique<KWRRender>();
     const kwr::RenderState& s = kwr::Access::state(*r);
     EXPECT_EQ(r->kwrGetColor(), 0xFF000000u);
@@ -31,18 +31,14 @@ TEST(RenderContext, FreshObjectDefaults) {
     r->kwrSetAlphaMap(nullptr, 3, 5, 7);
     EXPECT_EQ(s.alphaMap, kwr::kBuiltinTexel);
     EXPECT_EQ(s.alphaMapWidth + s.alphaMapHeight + s.alphaMapBpp, 3);
-}
-
-TEST(RenderContext, ColourConversions) {
+    // Colour conversions.
     Surface s16(16, 2, 2), s8(8, 2, 2), s32(32, 2, 2);
     s16->kwrSetColor(0x12F80408);  // top five bits of each channel
     EXPECT_EQ(s16.s().color16, (0x1F << 10) | (0x00 << 5) | 0x01);
-    s8->kwrSetColor(0x00FFFFFF);
-    EXPECT_EQ(s8.s().color8, 215);
-    s8->kwrSetColor(0x002B2B2B);
-    EXPECT_EQ(s8.s().color8, 43);
-    s8->kwrSetColor(0x002A2A2A);
-    EXPECT_EQ(s8.s().color8, 0);
+    for (auto cube : {std::pair<unsigned long, int>{0x00FFFFFF, 215}, {0x002B2B2B, 43}, {0x002A2A2A, 0}}) {
+        s8->kwrSetColor(cube.first);
+        EXPECT_EQ(s8.s().color8, cube.second);
+    }
     s32->kwrSetColorf(1, 0, 0);
     EXPECT_EQ(s32->kwrGetColor(), 0xFFFF0000u);
     s32->kwrSetColor4f(0.5f, 0.5f, 0.5f, 1);  // 127.5 + 0.5 floors to 128
@@ -58,17 +54,17 @@ TEST(RenderContext, ColourConversions) {
     EXPECT_EQ(s32->kwrGetColor(), 0xFF01FE00u);
     // The derived colour of the format follows at initialisation; a colour
     // set later changes only the derived colour of the format in force.
-    auto r = std::make_unique<KWRRender>();
-    const kwr::RenderState& s = kwr::Access::state(*r);
-    r->kwrSetColor(0x00FFFFFF);  // 24 bpp: neither derived colour changes
-    EXPECT_EQ(s.color16, 0);
-    ASSERT_EQ(r->kwrSetRenderBpp(16), 1);
-    ASSERT_EQ(r->kwrInitBuffer(2, 2), 1);
-    EXPECT_EQ(s.color16, 0x7FFF);
-    ASSERT_EQ(r->kwrSetRenderBpp(8), 1);
-    r->kwrSetColor(0x00FFFFFF);
-    EXPECT_EQ(s.color8, 215);
-    EXPECT_EQ(s.color16, 0x7FFF);
+    auto fresh = std::make_unique<KWRRender>();
+    const kwr::RenderState& f = kwr::Access::state(*fresh);
+    fresh->kwrSetColor(0x00FFFFFF);  // 24 bpp: neither derived colour changes
+    EXPECT_EQ(f.color16, 0);
+    ASSERT_EQ(fresh->kwrSetRenderBpp(16), 1);
+    ASSERT_EQ(fresh->kwrInitBuffer(2, 2), 1);
+    EXPECT_EQ(f.color16, 0x7FFF);
+    ASSERT_EQ(fresh->kwrSetRenderBpp(8), 1);
+    fresh->kwrSetColor(0x00FFFFFF);
+    EXPECT_EQ(f.color8, 215);
+    EXPECT_EQ(f.color16, 0x7FFF);
 }
 
 TEST(RenderContext, InitGeometryFailuresAndRelease) {

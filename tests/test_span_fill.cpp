@@ -140,7 +140,7 @@ const HandCase kHandCases[] = {
 
 }  // namespace
 
-TEST(SpanFill, HandWorkedPixelsAndDepths) {
+TEST(SpanFill, HandWorkedPixelsDepthsAndSkippedRows) {
     for (const HandCase& c : kHandCases) {
         const auto what = "case " + std::to_string(&c - kHandCases);
         Surface s(c.bpp, 8, 1, c.clear, c.clearZ);
@@ -156,9 +156,7 @@ TEST(SpanFill, HandWorkedPixelsAndDepths) {
     EXPECT_EQ(kwr::wrapCoord(-3, 2), 1);
     EXPECT_EQ(kwr::wrapCoord(std::numeric_limits<int>::min(), 3), 1);
     EXPECT_EQ(kwr::wrapCoord(5, 3), 2);
-}
-
-TEST(SpanFill, SkipsEmptyAndOffSurfaceRows) {
+    // Empty and off-surface rows are skipped by every member.
     auto s = inked(24, 8, 4);
     const Row rows[] = {{32767, -32767, {}, {}}, {5, 4, {}, {}}, {8, 12, {}, {}}, {-5, -1, {}, {}}};
     for (int y = 0; y < 4; ++y) setRow(s.s(), y, rows[y]);  // never reached, one-edge sliver, right, left
@@ -283,7 +281,7 @@ TEST(SpanLevels, BlendRunEqualsPixelBlend) {
 
 #if KWR_X86_64
 // The division-free forms of the lane blocks over their whole domain.
-TEST(SpanLevels, DivisionFreeFormsEqualDivisions) {
+TEST(SpanLevels, LaneFormsEqualDivisionsAndRepeatRule) {
     using V = kwr::lanes_sse2::Lanes;
     for (std::int32_t v = 0; v <= 65025; v += 4) {
         std::int32_t in[4] = {v, v + 1, v + 2, v + 3}, q255[4], q31[4];
@@ -294,12 +292,8 @@ TEST(SpanLevels, DivisionFreeFormsEqualDivisions) {
             ASSERT_EQ(q31[i], in[i] * 31 / 65025) << in[i];
         }
     }
-}
-
-// The lane wrap against the repeat rule at the ends of the int range and
-// around multiples of the size.
-TEST(SpanLevels, LaneWrapEqualsRepeatRule) {
-    using V = kwr::lanes_sse2::Lanes;
+    // The lane wrap against the repeat rule at the ends of the int range and
+    // around multiples of the size.
     constexpr int kMin = std::numeric_limits<int>::min(), kMax = std::numeric_limits<int>::max();
     const int sizes[] = {1, 3, 7, 64, 100, 1000003, kMax};
     const int ints[] = {kMin, kMin + 1, -300, -7, -1, 0, 1, 6, 7, 299, 1000002, 1000003, kMax - 1, kMax};

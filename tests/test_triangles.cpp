@@ -1,6 +1,6 @@
-// Triangle entry points: row ownership, clipping, flat blending, coordinate
-// forms, the fallbacks, the choice of span fill and the member-specific
-// arithmetic, all through the public interface.
+// Triangle entry points through the public interface: row ownership,
+// clipping, flat blending, coordinate forms, fallbacks, the choice of span
+// fill and the member-specific arithmetic.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -22,11 +22,9 @@ unsigned char gTexture[2 * 2 * 4] = {10, 20, 30, 255, 40, 50, 60, 255, 70, 80, 9
 // depths.  At 16 bpp a white texel does not give back the untextured colour,
 // so a missing texture fallback shows.
 void expectSameDrawing(const Draw& prepare, const Draw& a, const Draw& b, const char* what) {
-    Surface sa(16, 16, 16), sb(16, 16, 16);
-    for (Surface* s : {&sa, &sb}) {
-        (*s)->kwrSetColor(0xFF336699);
-        prepare(*s->r);
-    }
+    auto sa = inked(16, 16, 16, 0xFF336699), sb = inked(16, 16, 16, 0xFF336699);
+    prepare(*sa.r);
+    prepare(*sb.r);
     a(*sa.r);
     b(*sb.r);
     EXPECT_EQ(sa.bytes(), sb.bytes()) << what;
@@ -168,17 +166,16 @@ TEST(Triangle, Fallbacks) {
     for (float d : depth) EXPECT_EQ(d, 1.0f);
 }
 
+// Black over white: blended as soon as one vertex is translucent.
 TEST(Triangle, ColourOnlyMembersBlendOnlyWithTranslucentVertex) {
-    Surface a(24, 8, 8, 0xFFFFFFFF);
-    a->kwrAlphaEnable(1);
-    a->kwrTrianglec(0, 0, 0xFF000000, 8, 0, 0xFF000000, 0, 8, 0xFF000000);
-    EXPECT_EQ(a.px(1, 1), 0x000000u);  // opaque fill
-    a->kwrTrianglec(0, 0, 0xFE000000, 8, 0, 0xFF000000, 0, 8, 0xFF000000);
-    EXPECT_EQ(a.px(0, 0), 0x000000u);  // blended: black over black at (0, 0)
-    Surface b(24, 8, 8, 0xFFFFFFFF);
-    b->kwrAlphaEnable(1);
-    b->kwrTrianglec(0, 0, 0x80000000, 8, 0, 0x80000000, 0, 8, 0x80000000);
-    EXPECT_EQ(b.px(0, 0), 0x7F7F7Fu);  // 255 * (1 - 128 / 255), rounded
+    const std::pair<unsigned long, std::uint32_t> cases[] = {
+        {0xFF000000, 0}, {0xFE000000, 0x010101}, {0x80000000, 0x7F7F7F}};  // 255 * (1 - 128 / 255), rounded
+    for (const auto& c : cases) {
+        Surface s(24, 8, 8, 0xFFFFFFFF);
+        s->kwrAlphaEnable(1);
+        s->kwrTrianglec(0, 0, c.first, 8, 0, 0xFF000000, 0, 8, 0xFF000000);
+        EXPECT_EQ(s.px(0, 0), c.second) << std::hex << c.first;
+    }
 }
 
 // With blending on, the textured members take the blended fill even when
@@ -245,9 +242,8 @@ TEST(Triangle, BlendsWithoutDepthTestWriteAtWeightZeroIn16Bpp) {
 // its depth, blended without writing depth.
 TEST(Triangle, DepthTexturedMemberAt8Bpp) {
     unsigned char texel[4] = {10, 20, 30, 255};
-    Surface s(8, 8, 8);
+    auto s = inked(8, 8, 8);
     s->kwrSetTexture(texel, 1, 1, 4);
-    s->kwrSetColor(0xFFFFFFFF);
     drawCorner(*s.r, k3T, 0);
     EXPECT_EQ(s.px(1, 1), 215u);
     EXPECT_EQ(s.z(1, 1), 0.5f);

@@ -25,7 +25,6 @@ std::unique_ptr<KWRRender> blackFrame(int w, int h) {
     auto r = std::make_unique<KWRRender>();
     EXPECT_EQ(r->kwrSetRenderBpp(32), 1);
     EXPECT_EQ(r->kwrInitBuffer(w, h), 1);
-    r->kwrSetColor(0xFF000000);
     r->kwrClear();
     return r;
 }
@@ -37,7 +36,7 @@ std::string row(const Picture& p, int y) {
     return s;
 }
 
-TEST(DemoFont, GlyphsKeepTheirShapeAtEveryScale) {
+TEST(DemoFont, GlyphsKeepTheirShapeAtEveryScaleWithShadows) {
     auto r = blackFrame(12, 16);
     drawText(*r, 1, 1, "A", 1, 0xFFFFFFFF);
     Picture p = capture(*r, 12, 16);
@@ -57,18 +56,16 @@ TEST(DemoFont, GlyphsKeepTheirShapeAtEveryScale) {
 
     EXPECT_EQ(textWidth("ab", 1), 11);
     EXPECT_EQ(textWidth("ab", 3), 33);
-}
-
-TEST(DemoFont, ShadowLiesOneUnitDownRight) {
-    auto r = blackFrame(8, 10);
+    // The shadow lies one unit down and right.
+    r = blackFrame(8, 10);
     drawText(*r, 0, 0, "|", 1, 0xFFFFFFFF, 0xFF0000FF);
-    const Picture p = capture(*r, 8, 10);
-    EXPECT_EQ(p.pixels[2], 0xFFFFFFu);                 // the bar at column 2
-    EXPECT_EQ(p.pixels[7 * 8 + 3], 0x0000FFu);         // shadow below its end, one right
-    EXPECT_EQ(p.pixels[3], 0u);                        // not beside the top of the bar
+    p = capture(*r, 8, 10);
+    EXPECT_EQ(p.pixels[2], 0xFFFFFFu);          // the bar at column 2
+    EXPECT_EQ(p.pixels[7 * 8 + 3], 0x0000FFu);  // shadow below its end, one right
+    EXPECT_EQ(p.pixels[3], 0u);                 // not beside the top of the bar
 }
 
-TEST(DemoMath, SineMatchesKnownValuesOnEveryTurn) {
+TEST(DemoMath, SineOnEveryTurnAndCameraByHand) {
     EXPECT_NEAR(sinExact(kPi / 6), 0.5, 1e-15);
     EXPECT_NEAR(cosExact(kPi / 3), 0.5, 1e-15);
     EXPECT_NEAR(sinExact(kPi), 0.0, 1e-15);
@@ -77,10 +74,7 @@ TEST(DemoMath, SineMatchesKnownValuesOnEveryTurn) {
         const double x = i * 0.37 + 1000 * kPi;
         EXPECT_NEAR(sinExact(x), std::sin(x), 1e-12) << x;
     }
-}
-
-TEST(DemoMath, CameraProjectsByHand) {
-    // 90 degrees of view: the focal length is half the height.
+    // The camera by hand: 90 degrees of view, the focal length is half the height.
     const Camera c(Vec3{0, 0, 10}, Vec3{0, 0, 0}, 90.0, 200, 100, 1.0, 21.0);
     const ScreenPoint centre = c.project({0, 0, 0});
     EXPECT_TRUE(centre.visible);

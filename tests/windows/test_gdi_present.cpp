@@ -1,8 +1,7 @@
 // Presentation through GDI: kwrRender into a memory DC backed by a 32 bpp
-// DIB section, read back for every surface format.  The expectations are the
-// ones the Linux presentation meets (tests/present_frames.h), so both systems
-// show the same pixels for the same frame.  This program links only the
-// import library of kwrender.dll and uses the public interface alone.
+// DIB section, read back for every surface format, with the expectations the
+// Linux presentation meets (tests/present_frames.h).  This program links
+// only the import library of kwrender.dll and uses the public interface.
 #include <gtest/gtest.h>
 
 #include <cstdint>
