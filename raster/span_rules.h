@@ -139,25 +139,29 @@ struct RuleShadedTextured {
     static constexpr int kId = Depth ? kFill3ct : kFillct;
     template <class Fmt>
     static bool pixel(const SpanContext& k, const RowEnds& e, float p, unsigned char* px) {
-        const Texel x = sampleTexture(k, e, p);
         if constexpr (!Depth) {
             const RoundedShade q = roundedShade(e, p);
+            const Texel x = sampleTexture(k, e, p);
             auto scaled = [](std::int32_t c, unsigned t) {
                 return static_cast<std::uint32_t>(static_cast<std::int64_t>(c) * t / 255);
             };
             Fmt::storeOpaque(px, scaled(q.c[2], x.b), scaled(q.c[1], x.g), scaled(q.c[0], x.r));
-        } else if constexpr (Fmt::kBpp == 16) {
-            const Shade sh = shadeAt(e, p);
-            const std::uint32_t g = roundedBits(sh.c[1] * static_cast<float>(x.g) * 992.0f / 255.0f / 255.0f) & 0x3E0u;
-            const std::uint32_t r =
-                roundedBits(sh.c[0] * static_cast<float>(x.r) * 31744.0f / 255.0f / 255.0f) & 0x7C00u;
-            const std::uint32_t b = roundedBits(sh.c[2] * static_cast<float>(x.b) * 31.0f / 255.0f / 255.0f) & 0x1Fu;
-            store16(px, static_cast<std::uint16_t>(g | r | b));
         } else {
             const Shade sh = shadeAt(e, p);
-            Fmt::storeOpaque(px, roundedBits(sh.c[2] * static_cast<float>(x.b) / 255.0f),
-                             roundedBits(sh.c[1] * static_cast<float>(x.g) / 255.0f),
-                             roundedBits(sh.c[0] * static_cast<float>(x.r) / 255.0f));
+            const Texel x = sampleTexture(k, e, p);
+            if constexpr (Fmt::kBpp == 16) {
+                const std::uint32_t g =
+                    roundedBits(sh.c[1] * static_cast<float>(x.g) * 992.0f / 255.0f / 255.0f) & 0x3E0u;
+                const std::uint32_t r =
+                    roundedBits(sh.c[0] * static_cast<float>(x.r) * 31744.0f / 255.0f / 255.0f) & 0x7C00u;
+                const std::uint32_t b =
+                    roundedBits(sh.c[2] * static_cast<float>(x.b) * 31.0f / 255.0f / 255.0f) & 0x1Fu;
+                store16(px, static_cast<std::uint16_t>(g | r | b));
+            } else {
+                Fmt::storeOpaque(px, roundedBits(sh.c[2] * static_cast<float>(x.b) / 255.0f),
+                                 roundedBits(sh.c[1] * static_cast<float>(x.g) / 255.0f),
+                                 roundedBits(sh.c[0] * static_cast<float>(x.r) / 255.0f));
+            }
         }
         return true;
     }
@@ -171,9 +175,9 @@ struct RuleShadedTextured {
         using F = typename V::F;
         using I = typename V::I;
         const ShadeLanes<V> sh(e, p, 3);
-        const TexelLanes<V> x = sampleLanes<V>(k, e, p, write);
         if constexpr (!Depth) {
             const I q[3] = {roundLanes<V>(sh.c[2]), roundLanes<V>(sh.c[1]), roundLanes<V>(sh.c[0])};
+            const TexelLanes<V> x = sampleLanes<V>(k, e, p, write);
             const I outside = V::andI(V::orI(V::orI(q[0], q[1]), q[2]), V::splatI(~0xFF));
             const bool bytes = V::all(V::eqI(outside, V::splatI(0)));
             I out[3];
@@ -189,6 +193,7 @@ struct RuleShadedTextured {
             }
             return Fmt::template opaque<V>(out[0], out[1], out[2]);
         } else {
+            const TexelLanes<V> x = sampleLanes<V>(k, e, p, write);
             const F d = V::splatF(255.0f);
             if constexpr (Fmt::kBpp == 16) {
                 auto field = [&](int c, int t, float scale, std::int32_t mask) {
