@@ -104,8 +104,7 @@ inline SpanContext makeSpanContext(const RenderState& s) {
     k.cG = (s.color >> 8) & 0xFFu;
     k.cR = (s.color >> 16) & 0xFFu;
     k.cA = (s.color >> 24) & 0xFFu;
-    const std::uint32_t a1 = k.cA + 1u;
-    k.blend = IntBlend{256u - a1, k.cB * a1, k.cG * a1, k.cR * a1, 256u - a1, 255u * a1};
+    k.blend = intBlendOf(s.color, false);
     // A map bound with a size of zero or less would divide by zero in the
     // wrap: such a texture samples the built-in texel, and such an alpha map
     // counts as unbound.

@@ -37,11 +37,8 @@ void fillFlatRows(const RenderState& s, int yStart, int yEnd, const IntBlend& b)
 
 void fillFlatSpans(const RenderState& s, RowRange rows, bool blend) {
     if (rows.first > rows.last) return;
-    // Weight a = alpha + 1, the destination keeps 256 - a; the 32 bpp
-    // alpha byte is kept as it is.
-    const std::uint32_t a = (s.color >> 24) + 1u;
-    const IntBlend b{256u - a, (s.color & 0xFFu) * a, ((s.color >> 8) & 0xFFu) * a, ((s.color >> 16) & 0xFFu) * a,
-                     256u, 0u};
+    // The 32 bpp alpha byte is kept as it is.
+    const IntBlend b = intBlendOf(s.color, true);
     withFormat(s.renderBpp, [&](auto format) {
         using Fmt = decltype(format);
         if (blend) fillFlatRows<Fmt, FlatWrite::kBlended>(s, rows.first, rows.last, b);

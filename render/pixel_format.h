@@ -82,6 +82,14 @@ struct IntBlend {
     std::uint32_t b, g, r;
     std::uint32_t alphaKeep, alpha;
 };
+// The integer blend of colour 0xAARRGGBB with weight alpha + 1.  The 32 bpp
+// alpha byte moves toward 255 by the same weight, or with keepAlpha stays
+// as it is.
+inline IntBlend intBlendOf(std::uint32_t argb, bool keepAlpha) {
+    const std::uint32_t a = (argb >> 24) + 1u;
+    return IntBlend{256u - a, (argb & 0xFFu) * a, ((argb >> 8) & 0xFFu) * a, ((argb >> 16) & 0xFFu) * a,
+                    keepAlpha ? 256u : 256u - a, keepAlpha ? 0u : 255u * a};
+}
 
 // Pixel maths per format.  The scalar forms work on one pixel at its
 // address; the lane forms (templates over a lane set of raster/span_lanes.h)
