@@ -267,9 +267,8 @@ TEST(SpanLevels, BlendRunEqualsPixelBlend) {
     unsigned char run[7 * 4], one[7 * 4];
     for (std::uint32_t a1 = 1; a1 <= 256; ++a1) {
         for (bool keepAlpha : {false, true}) {
-            const std::uint32_t c = rng();
-            const kwr::IntBlend w{256 - a1, (c & 0xFF) * a1, ((c >> 8) & 0xFF) * a1, ((c >> 16) & 0xFF) * a1,
-                                  keepAlpha ? 256 : 256 - a1, keepAlpha ? 0 : 255 * a1};
+            const std::uint32_t c = (rng() & 0xFFFFFFu) | ((a1 - 1) << 24);
+            const kwr::IntBlend w = kwr::intBlendOf(c, keepAlpha);
             for (auto& b : run) b = static_cast<unsigned char>(rng() % 4 == 0 ? 255 * (rng() % 2) : rng());
             std::memcpy(one, run, sizeof run);
             kwr::blendIntRun<kwr::Format32>(run, 7, w);
