@@ -19,8 +19,8 @@ constexpr std::uint32_t kColors16[16] = {
 
 unsigned char* tableOf(DibStream& dib) { return reinterpret_cast<unsigned char*>(dib.header) + 40; }
 
-void writeGreyRamp(unsigned char* table, int from) {
-    for (int i = from; i < 256; ++i) {
+void writeGreyRamp(unsigned char* table) {
+    for (int i = 0; i < 256; ++i) {
         table[4 * i + 0] = table[4 * i + 1] = table[4 * i + 2] = static_cast<unsigned char>(i);
         table[4 * i + 3] = 0;
     }
@@ -132,8 +132,7 @@ int createSurface(DibStream& out, int width, int height, int bpp) {
             store32(table + 4 * i, kColors16[i]);
         }
     } else if (bpp == 8) {
-        writeColorCubeTable(table);
-        writeGreyRamp(table, 216);
+        writeColorCubeTable(table);  // the grey ramp of a new surface stays in 216..255
     }
     return kDibOk;
 }
@@ -238,7 +237,7 @@ int resizeSurface(const SurfaceView& src, int width, int height, DibStream& out)
 int alphaMapSurface(const SurfaceView& src, bool fromGrey, DibStream& out) {
     const int err = createSurface(out, src.width, src.height, 8);
     if (err != kDibOk) return err;
-    writeGreyRamp(tableOf(out), 0);
+    writeGreyRamp(tableOf(out));
     const int pitch = out.GetRowBytes();
     std::vector<std::uint32_t> argb(static_cast<std::size_t>(src.width));
     for (int y = 0; y < src.height; ++y) {
