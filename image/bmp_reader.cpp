@@ -200,8 +200,7 @@ int readRunLength(Input& in, int bpp, unsigned char* bits, int pitch, int width,
         if (bpp == 8) {
             row[x] = static_cast<unsigned char>(v);
         } else {
-            const unsigned shift = (x & 1) != 0 ? 0u : 4u;
-            row[x >> 1] = static_cast<unsigned char>((row[x >> 1] & ~(0x0Fu << shift)) | ((v & 0x0Fu) << shift));
+            setIndex(row, x, 4, v);
         }
     };
     int x = 0, y = 0;

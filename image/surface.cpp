@@ -43,18 +43,6 @@ unsigned indexAt(const unsigned char* row, int x, int bpp) {
     }
 }
 
-// Sets pixel x of a row of 1 or 4 bits to `index` (the row starts zeroed
-// or holds earlier pixels).
-void setIndex(unsigned char* row, int x, int bpp, unsigned index) {
-    if (bpp == 1) {
-        const unsigned bit = 0x80u >> (x & 7);
-        row[x >> 3] = static_cast<unsigned char>(index != 0 ? row[x >> 3] | bit : row[x >> 3] & ~bit);
-    } else {
-        const unsigned shift = (x & 1) != 0 ? 0u : 4u;
-        row[x >> 1] = static_cast<unsigned char>((row[x >> 1] & ~(0x0Fu << shift)) | ((index & 0x0Fu) << shift));
-    }
-}
-
 // Writes one row of 0xAARRGGBB pixels in the format of `bpp`.
 void argbToRow(const std::uint32_t* argb, int width, int bpp, unsigned char* row) {
     for (int x = 0; x < width; ++x) {
