@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "image/surface.h"
-#include "render/pixel_format.h"
 
 namespace kwr {
 
@@ -178,8 +177,8 @@ int readFieldRows(Input& in, int bpp, const Field (&f)[4], unsigned char* bits, 
         if (!in.read(row.data(), row.size())) return kDibReadFile;
         unsigned char* out = bits + static_cast<std::ptrdiff_t>(y) * pitch;
         for (int x = 0; x < width; ++x) {
-            const std::uint32_t p = bpp == 16 ? load16(&row[2 * static_cast<std::size_t>(x)])
-                                              : load32(&row[4 * static_cast<std::size_t>(x)]);
+            const std::uint32_t p = bpp == 16 ? le16(&row[2 * static_cast<std::size_t>(x)])
+                                              : le32(&row[4 * static_cast<std::size_t>(x)]);
             out[4 * x + 0] = static_cast<unsigned char>(f[2].widen(p));
             out[4 * x + 1] = static_cast<unsigned char>(f[1].widen(p));
             out[4 * x + 2] = static_cast<unsigned char>(f[0].widen(p));
