@@ -146,7 +146,7 @@ int readHeaders(Input& in, Header& h) {
 // Compression and depth belong together, or the type is not read here.
 int checkType(const Header& h) {
     const int bpp = h.bpp;
-    if (bpp != 1 && bpp != 4 && bpp != 8 && bpp != 16 && bpp != 24 && bpp != 32) return kDibUnsupportType;
+    if (depthBit(bpp) == 0) return kDibUnsupportType;
     switch (h.compression) {
     case kRgb: return kDibOk;
     case kRle8: return bpp == 8 ? kDibOk : kDibInvalidImage;
