@@ -157,7 +157,7 @@ int checkType(const Header& h) {
     }
 }
 
-// Reads `rows` rows of `rowBytes` bytes each into the surface rows.
+// Reads `rows` rows of `pitch` bytes each into the surface rows.
 int readRows(Input& in, unsigned char* bits, int pitch, int rows, const Progress& progress) {
     for (int y = 0; y < rows; ++y) {
         if (progress.cancelled(y)) return kDibLoadInterrupt;
@@ -333,7 +333,8 @@ int readBitmap(Input& in, const KWRImageLoadOptions* options, DibStream& out, KW
     if (h.offset < tableEnd) return kDibInvalidImage;
 
     if (!out.Create(width, topDown ? -rows : rows, outBpp)) return kDibAllocateMemory;
-    std::memset(out.bits, 0, out.header->bmiHeader.biSizeImage);
+    // Run-length data may leave pixels unset; every other kind writes every row whole.
+    if (runLength) std::memset(out.bits, 0, out.header->bmiHeader.biSizeImage);
     if (h.bpp <= 8) {
         unsigned char* table = reinterpret_cast<unsigned char*>(out.header) + 40;
         std::memset(table, 0, 4u << h.bpp);
