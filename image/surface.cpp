@@ -45,25 +45,36 @@ unsigned indexAt(const unsigned char* row, int x, int bpp) {
 
 // Writes one row of 0xAARRGGBB pixels in the format of `bpp`.
 void argbToRow(const std::uint32_t* argb, int width, int bpp, unsigned char* row) {
-    for (int x = 0; x < width; ++x) {
-        const std::uint32_t c = argb[x];
-        switch (bpp) {
-        case 1: setIndex(row, x, 1, greyLevel(c) >= 128 ? 1u : 0u); break;
-        case 4: setIndex(row, x, 4, toColor16(c)); break;
-        case 8: row[x] = toColorCube(c); break;
-        case 16: store16(row + 2 * x, toX1R5G5B5(c)); break;
-        case 24:
+    switch (bpp) {
+    case 1:
+        for (int x = 0; x < width; ++x) setIndex(row, x, 1, greyLevel(argb[x]) >= 128 ? 1u : 0u);
+        break;
+    case 4:
+        for (int x = 0; x < width; ++x) setIndex(row, x, 4, toColor16(argb[x]));
+        break;
+    case 8:
+        for (int x = 0; x < width; ++x) row[x] = toColorCube(argb[x]);
+        break;
+    case 16:
+        for (int x = 0; x < width; ++x) store16(row + 2 * x, toX1R5G5B5(argb[x]));
+        break;
+    case 24:
+        for (int x = 0; x < width; ++x) {
+            const std::uint32_t c = argb[x];
             row[3 * x + 0] = static_cast<unsigned char>(c);
             row[3 * x + 1] = static_cast<unsigned char>(c >> 8);
             row[3 * x + 2] = static_cast<unsigned char>(c >> 16);
-            break;
-        default:
+        }
+        break;
+    default:
+        for (int x = 0; x < width; ++x) {
+            const std::uint32_t c = argb[x];
             row[4 * x + 0] = static_cast<unsigned char>(c);
             row[4 * x + 1] = static_cast<unsigned char>(c >> 8);
             row[4 * x + 2] = static_cast<unsigned char>(c >> 16);
             row[4 * x + 3] = static_cast<unsigned char>(c >> 24);
-            break;
         }
+        break;
     }
 }
 
