@@ -35,14 +35,6 @@ void copyTable(const SurfaceView& src, DibStream& out) {
     std::memset(table + 4 * shared, 0, 4 * static_cast<std::size_t>(entries - shared));
 }
 
-unsigned indexAt(const unsigned char* row, int x, int bpp) {
-    switch (bpp) {
-    case 1: return (row[x >> 3] >> (7 - (x & 7))) & 1u;
-    case 4: return (x & 1) != 0 ? row[x >> 1] & 0x0Fu : row[x >> 1] >> 4u;
-    default: return row[x];
-    }
-}
-
 // Writes one row of 0xAARRGGBB pixels in the format of `bpp`.
 void argbToRow(const std::uint32_t* argb, int width, int bpp, unsigned char* row) {
     switch (bpp) {
