@@ -114,22 +114,11 @@ std::string directoryOf(const std::string& path) {
     return slash == std::string::npos ? std::string(".") : path.substr(0, slash);
 }
 
-bool save(const Picture& p, const std::string& path) {
-    const std::string error = savePicture(p, path);
-    if (!error.empty()) {
-        std::fprintf(stderr, "%s\n", error.c_str());
-        return false;
-    }
-    return true;
-}
-
-bool saveFrameTo(KWRRender& r, const std::string& path) {
-    const std::string error = saveFrame(r, path);
-    if (!error.empty()) {
-        std::fprintf(stderr, "%s\n", error.c_str());
-        return false;
-    }
-    return true;
+// Prints what a save reports; true when it reports no error.
+bool saved(const std::string& error) {
+    if (error.empty()) return true;
+    std::fprintf(stderr, "%s\n", error.c_str());
+    return false;
 }
 
 double millisecondsSince(Clock::time_point start) {
@@ -161,7 +150,7 @@ int renderPicture(const Options& o, ShowcaseAssets& assets) {
     std::printf("%2d bpp, %dx%d, %s: %.2f ms per frame (%.0f fps)", o.bpp, o.width, o.height,
                 KWRRender::kwrGetSimdLevel(), best, 1000.0 / best);
     if (!o.out.empty()) {
-        if (!saveFrameTo(*r, o.out)) return 1;
+        if (!saved(saveFrame(*r, o.out))) return 1;
         std::printf(", picture %s", o.out.c_str());
     }
     std::printf("\n");
@@ -198,14 +187,15 @@ int renderAnimation(const Options& o, ShowcaseAssets& assets, Window* window) {
     if (progress) std::fprintf(stderr, "\n");
     std::printf("%2d bpp, %dx%d, %s: %d frames, %.2f ms per frame (%.1f fps)\n", o.bpp, o.width, o.height,
                 KWRRender::kwrGetSimdLevel(), done, total / done, 1000.0 * done / total);
-    if (!o.out.empty() && !saveFrameTo(*r, o.out)) return 1;
+    if (!o.out.empty() && !saved(saveFrame(*r, o.out))) return 1;
 
     if (window != nullptr && !o.windowTest.empty()) {
         // The window test: the frame the library rendered, where the
         // window's client area is on the screen, then "ready"; the test
         // grabs the screen and says "done".
         const std::string dir = o.windowTest;
-        if (!save(capture(*r, o.width, o.height), dir + (havePng() ? "/frame.png" : "/frame.bmp"))) return 1;
+        const std::string path = dir + (havePng() ? "/frame.png" : "/frame.bmp");
+        if (!saved(savePicture(capture(*r, o.width, o.height), path))) return 1;
         int x = 0, y = 0;
         window->origin(x, y);
         if (std::FILE* g = std::fopen((dir + "/geometry.txt").c_str(), "w")) {
@@ -237,14 +227,14 @@ int renderGallery(const Options& o, ShowcaseAssets& assets) {
         if (!r) return 1;
         drawShowcase(*r, assets, ShowcaseFrame());
         const std::string path = o.gallery + "/showcase_" + std::to_string(bpp) + "bpp." + ext;
-        failures += save(capture(*r, o.width, o.height), path) ? 0 : 1;
+        failures += saved(savePicture(capture(*r, o.width, o.height), path)) ? 0 : 1;
     }
     for (const Family& fam : families()) {
         auto r = makeRender(kFamilyWidth, kFamilyHeight, 32);
         if (!r) return 1;
         fam.draw(*r, assets);
         const std::string path = o.gallery + "/" + fam.name + "." + ext;
-        failures += save(capture(*r, kFamilyWidth, kFamilyHeight), path) ? 0 : 1;
+        failures += saved(savePicture(capture(*r, kFamilyWidth, kFamilyHeight), path)) ? 0 : 1;
     }
     std::printf("gallery written to %s\n", o.gallery.c_str());
     return failures == 0 ? 0 : 1;

@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "image/surface.h"
-#include "render/pixel_format.h"
 
 namespace kwr {
 
@@ -147,7 +146,7 @@ int readHeaders(Input& in, Header& h) {
 // Compression and depth belong together, or the type is not read here.
 int checkType(const Header& h) {
     const int bpp = h.bpp;
-    if (bpp != 1 && bpp != 4 && bpp != 8 && bpp != 16 && bpp != 24 && bpp != 32) return kDibUnsupportType;
+    if (depthBit(bpp) == 0) return kDibUnsupportType;
     switch (h.compression) {
     case kRgb: return kDibOk;
     case kRle8: return bpp == 8 ? kDibOk : kDibInvalidImage;
@@ -158,7 +157,7 @@ int checkType(const Header& h) {
     }
 }
 
-// Reads `rows` rows of `rowBytes` bytes each into the surface rows.
+// Reads `rows` rows of `pitch` bytes each into the surface rows.
 int readRows(Input& in, unsigned char* bits, int pitch, int rows, const Progress& progress) {
     for (int y = 0; y < rows; ++y) {
         if (progress.cancelled(y)) return kDibLoadInterrupt;
@@ -178,8 +177,8 @@ int readFieldRows(Input& in, int bpp, const Field (&f)[4], unsigned char* bits, 
         if (!in.read(row.data(), row.size())) return kDibReadFile;
         unsigned char* out = bits + static_cast<std::ptrdiff_t>(y) * pitch;
         for (int x = 0; x < width; ++x) {
-            const std::uint32_t p = bpp == 16 ? load16(&row[2 * static_cast<std::size_t>(x)])
-                                              : load32(&row[4 * static_cast<std::size_t>(x)]);
+            const std::uint32_t p = bpp == 16 ? le16(&row[2 * static_cast<std::size_t>(x)])
+                                              : le32(&row[4 * static_cast<std::size_t>(x)]);
             out[4 * x + 0] = static_cast<unsigned char>(f[2].widen(p));
             out[4 * x + 1] = static_cast<unsigned char>(f[1].widen(p));
             out[4 * x + 2] = static_cast<unsigned char>(f[0].widen(p));
@@ -200,8 +199,7 @@ int readRunLength(Input& in, int bpp, unsigned char* bits, int pitch, int width,
         if (bpp == 8) {
             row[x] = static_cast<unsigned char>(v);
         } else {
-            const unsigned shift = (x & 1) != 0 ? 0u : 4u;
-            row[x >> 1] = static_cast<unsigned char>((row[x >> 1] & ~(0x0Fu << shift)) | ((v & 0x0Fu) << shift));
+            setIndex(row, x, 4, v);
         }
     };
     int x = 0, y = 0;
@@ -335,7 +333,8 @@ int readBitmap(Input& in, const KWRImageLoadOptions* options, DibStream& out, KW
     if (h.offset < tableEnd) return kDibInvalidImage;
 
     if (!out.Create(width, topDown ? -rows : rows, outBpp)) return kDibAllocateMemory;
-    std::memset(out.bits, 0, out.header->bmiHeader.biSizeImage);
+    // Run-length data may leave pixels unset; every other kind writes every row whole.
+    if (runLength) std::memset(out.bits, 0, out.header->bmiHeader.biSizeImage);
     if (h.bpp <= 8) {
         unsigned char* table = reinterpret_cast<unsigned char*>(out.header) + 40;
         std::memset(table, 0, 4u << h.bpp);

@@ -19,8 +19,8 @@ constexpr std::uint32_t kColors16[16] = {
 
 unsigned char* tableOf(DibStream& dib) { return reinterpret_cast<unsigned char*>(dib.header) + 40; }
 
-void writeGreyRamp(unsigned char* table, int from) {
-    for (int i = from; i < 256; ++i) {
+void writeGreyRamp(unsigned char* table) {
+    for (int i = 0; i < 256; ++i) {
         table[4 * i + 0] = table[4 * i + 1] = table[4 * i + 2] = static_cast<unsigned char>(i);
         table[4 * i + 3] = 0;
     }
@@ -35,47 +35,38 @@ void copyTable(const SurfaceView& src, DibStream& out) {
     std::memset(table + 4 * shared, 0, 4 * static_cast<std::size_t>(entries - shared));
 }
 
-unsigned indexAt(const unsigned char* row, int x, int bpp) {
-    switch (bpp) {
-    case 1: return (row[x >> 3] >> (7 - (x & 7))) & 1u;
-    case 4: return (x & 1) != 0 ? row[x >> 1] & 0x0Fu : row[x >> 1] >> 4u;
-    default: return row[x];
-    }
-}
-
-// Sets pixel x of a row of 1 or 4 bits to `index` (the row starts zeroed
-// or holds earlier pixels).
-void setIndex(unsigned char* row, int x, int bpp, unsigned index) {
-    if (bpp == 1) {
-        const unsigned bit = 0x80u >> (x & 7);
-        row[x >> 3] = static_cast<unsigned char>(index != 0 ? row[x >> 3] | bit : row[x >> 3] & ~bit);
-    } else {
-        const unsigned shift = (x & 1) != 0 ? 0u : 4u;
-        row[x >> 1] = static_cast<unsigned char>((row[x >> 1] & ~(0x0Fu << shift)) | ((index & 0x0Fu) << shift));
-    }
-}
-
 // Writes one row of 0xAARRGGBB pixels in the format of `bpp`.
 void argbToRow(const std::uint32_t* argb, int width, int bpp, unsigned char* row) {
-    for (int x = 0; x < width; ++x) {
-        const std::uint32_t c = argb[x];
-        switch (bpp) {
-        case 1: setIndex(row, x, 1, greyLevel(c) >= 128 ? 1u : 0u); break;
-        case 4: setIndex(row, x, 4, toColor16(c)); break;
-        case 8: row[x] = toColorCube(c); break;
-        case 16: store16(row + 2 * x, toX1R5G5B5(c)); break;
-        case 24:
+    switch (bpp) {
+    case 1:
+        for (int x = 0; x < width; ++x) setIndex(row, x, 1, greyLevel(argb[x]) >= 128 ? 1u : 0u);
+        break;
+    case 4:
+        for (int x = 0; x < width; ++x) setIndex(row, x, 4, toColor16(argb[x]));
+        break;
+    case 8:
+        for (int x = 0; x < width; ++x) row[x] = toColorCube(argb[x]);
+        break;
+    case 16:
+        for (int x = 0; x < width; ++x) store16(row + 2 * x, toX1R5G5B5(argb[x]));
+        break;
+    case 24:
+        for (int x = 0; x < width; ++x) {
+            const std::uint32_t c = argb[x];
             row[3 * x + 0] = static_cast<unsigned char>(c);
             row[3 * x + 1] = static_cast<unsigned char>(c >> 8);
             row[3 * x + 2] = static_cast<unsigned char>(c >> 16);
-            break;
-        default:
+        }
+        break;
+    default:
+        for (int x = 0; x < width; ++x) {
+            const std::uint32_t c = argb[x];
             row[4 * x + 0] = static_cast<unsigned char>(c);
             row[4 * x + 1] = static_cast<unsigned char>(c >> 8);
             row[4 * x + 2] = static_cast<unsigned char>(c >> 16);
             row[4 * x + 3] = static_cast<unsigned char>(c >> 24);
-            break;
         }
+        break;
     }
 }
 
@@ -132,8 +123,7 @@ int createSurface(DibStream& out, int width, int height, int bpp) {
             store32(table + 4 * i, kColors16[i]);
         }
     } else if (bpp == 8) {
-        writeColorCubeTable(table);
-        writeGreyRamp(table, 216);
+        writeColorCubeTable(table);  // the grey ramp of a new surface stays in 216..255
     }
     return kDibOk;
 }
@@ -238,7 +228,7 @@ int resizeSurface(const SurfaceView& src, int width, int height, DibStream& out)
 int alphaMapSurface(const SurfaceView& src, bool fromGrey, DibStream& out) {
     const int err = createSurface(out, src.width, src.height, 8);
     if (err != kDibOk) return err;
-    writeGreyRamp(tableOf(out), 0);
+    writeGreyRamp(tableOf(out));
     const int pitch = out.GetRowBytes();
     std::vector<std::uint32_t> argb(static_cast<std::size_t>(src.width));
     for (int y = 0; y < src.height; ++y) {

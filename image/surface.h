@@ -49,6 +49,18 @@ void rowToArgb(const SurfaceView& view, const unsigned char* row, std::uint32_t*
 // Pixel (x, y), y from the top, as rowToArgb gives it.
 std::uint32_t argbAt(const SurfaceView& view, int x, int y);
 
+// Sets pixel x of a row of 1 or 4 bits to `index` (the row starts zeroed
+// or holds earlier pixels).
+inline void setIndex(unsigned char* row, int x, int bpp, unsigned index) {
+    if (bpp == 1) {
+        const unsigned bit = 0x80u >> (x & 7);
+        row[x >> 3] = static_cast<unsigned char>(index != 0 ? row[x >> 3] | bit : row[x >> 3] & ~bit);
+    } else {
+        const unsigned shift = (x & 1) != 0 ? 0u : 4u;
+        row[x >> 1] = static_cast<unsigned char>((row[x >> 1] & ~(0x0Fu << shift)) | ((index & 0x0Fu) << shift));
+    }
+}
+
 // Index of the nearest of the sixteen fixed colours of 4-bit surfaces.
 std::uint8_t toColor16(std::uint32_t argb);
 // Grey level (77 R + 150 G + 29 B + 128) / 256; exact for grey pixels.

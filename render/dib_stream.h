@@ -17,6 +17,16 @@ constexpr U dibRowBytes(U bitCount, U width) {
     return ((bitCount * width + 31u) >> 3) & ~U{3};
 }
 
+// Colour-table index of pixel x of a DIB row of 1, 4 or 8 bits (the
+// leftmost pixel in the high bits of a byte).
+inline unsigned indexAt(const unsigned char* row, int x, int bpp) {
+    switch (bpp) {
+    case 1: return (row[x >> 3] >> (7 - (x & 7))) & 1u;
+    case 4: return (x & 1) != 0 ? row[x >> 1] & 0x0Fu : row[x >> 1] >> 4u;
+    default: return row[x];
+    }
+}
+
 // How a block was obtained, which selects how it is released.
 enum DibAlloc : int {
     kAllocNone = 0,   // not owned, never freed

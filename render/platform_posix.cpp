@@ -21,9 +21,9 @@ std::uint32_t sourcePixel(const unsigned char* row, int x, int bitCount, const R
                (static_cast<std::uint32_t>(q.rgbGreen) << 8) | q.rgbBlue;
     };
     switch (bitCount) {
-    case 1: return fromTable((row[x >> 3] >> (7 - (x & 7))) & 1u);
-    case 4: return fromTable((x & 1) != 0 ? row[x >> 1] & 0x0Fu : row[x >> 1] >> 4);
-    case 8: return fromTable(row[x]);
+    case 1:
+    case 4:
+    case 8: return fromTable(indexAt(row, x, bitCount));
     case 16: {
         std::uint16_t w;
         std::memcpy(&w, row + 2 * x, 2);
