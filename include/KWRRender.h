@@ -53,6 +53,19 @@ typedef KWRMemoryDC* HDC;
 #endif
 
 // ---------------------------------------------------------------------------
+// The largest frame buffer kwrInitBuffer accepts: at most this many pixels a
+// side and this many bytes of pixel rows (rows padded to 4 bytes).  The
+// bitmap loader has the same caps, so a frame the library saves it can load.
+constexpr int KWR_MAX_SURFACE_WIDTH = 32768;
+constexpr int KWR_MAX_SURFACE_HEIGHT = 32768;
+constexpr std::uint64_t KWR_MAX_SURFACE_PIXEL_BYTES = std::uint64_t{1} << 28;  // 256 MiB
+
+// Besides its pixels (and 4 bytes a pixel of depth buffer when that is on),
+// a frame buffer needs the triangle rasteriser's scan-line table: 64 bytes a
+// row, the rows rounded up to a multiple of 1024.
+constexpr int KWR_SCAN_TABLE_BYTES_PER_ROW = 64;
+
+// ---------------------------------------------------------------------------
 // A colour word 0xAARRGGBB (blue in bits 0-7 ... alpha in bits 24-31).
 union KWColor {
     std::uint32_t argb;
@@ -243,11 +256,10 @@ private:
     void DrawLine3(int x1, int y1, float z1, int x2, int y2, float z2);
 
     // The render context's state lives in this block, which is part of the
-    // object: the scan-line table of the triangle rasteriser is inside it,
-    // so a KWRRender is large (create it on the heap or keep it long-lived).
-    // Its layout is internal to the library; `s` refers to it.  The block
-    // leaves room for the state to grow without changing the object's size.
-    static constexpr std::size_t kStateBytes = 264 * 1024;
+    // object (the scan-line table is made with the frame buffer).  Its layout
+    // is internal to the library; `s` refers to it.  The block leaves room for
+    // the state to grow without changing the object's size.
+    static constexpr std::size_t kStateBytes = 2048;
     alignas(16) unsigned char state_[kStateBytes];
     kwr::RenderState& s;
 };

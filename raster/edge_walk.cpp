@@ -46,7 +46,7 @@ void copyEnd(EdgeEnd& to, const EdgeEnd& from) {
 
 // Stores the carried attributes of `a` as one end of row y.
 template <class K>
-void storeAttributes(int y, const EdgeEnd& a, float* z, float (*color)[kScanLineStride], float* u, float* v) {
+void storeAttributes(int y, const EdgeEnd& a, float* z, float* const* color, float* u, float* v) {
     if constexpr (K::kDepth) z[y] = a.z;
     if constexpr (K::kColour)
         for (int k = 0; k < 4; ++k) color[k][y] = a.c[k];

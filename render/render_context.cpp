@@ -34,11 +34,16 @@ void forgetSurface(RenderState& s) {
     s.bits = nullptr;
 }
 
+// The scan-line table goes with the surface: both are made by kwrInitBuffer
+// and released together.
 void releaseSurface(RenderState& s) {
     if (s.dib != nullptr) {
         delete s.dib;
         s.dib = nullptr;
     }
+    std::free(s.scanBlock);
+    s.scanBlock = nullptr;
+    layOutScanTable(s.scan, nullptr, 0);
 }
 
 void releaseOwnDepthBuffer(RenderState& s) {
@@ -48,17 +53,33 @@ void releaseOwnDepthBuffer(RenderState& s) {
     }
 }
 
-// Largest frame buffer in bytes: every offset stays inside int.
-constexpr std::int64_t kMaxSurfaceBytes = 0x7FFFFFFF;
-
 bool sizeSupported(int width, int height, int bpp) {
-    if (width < 1 || height < 1 || height > kScanLineRows) return false;
+    if (width < 1 || height < 1 || width > KWR_MAX_SURFACE_WIDTH || height > KWR_MAX_SURFACE_HEIGHT) return false;
     const std::uint64_t row = dibRowBytes(static_cast<std::uint64_t>(bpp), static_cast<std::uint64_t>(width));
-    return row * static_cast<std::uint64_t>(height) <= static_cast<std::uint64_t>(kMaxSurfaceBytes);
+    return row * static_cast<std::uint64_t>(height) <= KWR_MAX_SURFACE_PIXEL_BYTES;
 }
 }  // namespace
 
 unsigned char* const kBuiltinTexel = builtinTexelCell;
+
+void layOutScanTable(ScanLineTable& t, void* block, int rows) {
+    float* const f = static_cast<float*>(block);
+    const std::size_t stride = block != nullptr ? scanLineStride(rows) : 0;
+    // Each array starts `stride` entries after the one before; with no block
+    // every pointer is null.
+    std::size_t next = 0;
+    auto array = [&]() { return f != nullptr ? f + stride * next++ : nullptr; };
+    t.scanLeftX = reinterpret_cast<std::int32_t*>(array());
+    t.scanRightX = reinterpret_cast<std::int32_t*>(array());
+    t.scanLeftZ = array();
+    t.scanRightZ = array();
+    for (auto& c : t.scanLeftColor) c = array();
+    for (auto& c : t.scanRightColor) c = array();
+    t.scanLeftU = array();
+    t.scanRightU = array();
+    t.scanLeftV = array();
+    t.scanRightV = array();
+}
 
 }  // namespace kwr
 
@@ -67,9 +88,9 @@ using kwr::RenderState;
 KWRRender::KWRRender() : s(*::new (static_cast<void*>(state_)) RenderState) {
     static_assert(sizeof(RenderState) <= kStateBytes, "the state outgrew its block in KWRRender.h");
     static_assert(alignof(RenderState) <= alignof(KWRRender), "the state needs more alignment than its block");
-    // The scan-line table needs no initial contents: every triangle resets
-    // the rows it uses before reading them.
     s.dib = nullptr;
+    s.scanBlock = nullptr;
+    kwr::layOutScanTable(s.scan, nullptr, 0);
     s.zBuffer = nullptr;
     s.zBufferExternal = 0;
     s.color = 0xFF000000u;
@@ -95,8 +116,9 @@ KWRRender::KWRRender() : s(*::new (static_cast<void*>(state_)) RenderState) {
 KWRRender::~KWRRender() { kwrDestroy(); }
 
 KWRRender& KWRRender::operator=(const KWRRender& other) {
-    // A deliberate shallow copy of every field, scan-line table included;
-    // nothing this object held is released.
+    // A deliberate shallow copy of every field, the pointers to the surface,
+    // the depth buffer and the scan-line table included; nothing this object
+    // held is released.
     if (this != &other) std::memcpy(static_cast<void*>(&s), &other.s, sizeof(RenderState));
     return *this;
 }
@@ -107,11 +129,19 @@ int KWRRender::kwrInitBuffer(int width, int height) {
     kwr::forgetSurface(s);
 
     if (!kwr::sizeSupported(width, height, s.renderBpp)) return 0;
-    s.dib = new kwr::DibStream();
-    if (!s.dib->Create(width, -height, s.renderBpp)) {
+    s.dib = new (std::nothrow) kwr::DibStream();
+    if (s.dib == nullptr || !s.dib->Create(width, -height, s.renderBpp)) {
         kwr::releaseSurface(s);
         return 0;
     }
+    // The scan-line table needs no initial contents: every triangle resets
+    // the rows it uses before reading them.
+    s.scanBlock = std::malloc(kwr::scanTableBytes(height));
+    if (s.scanBlock == nullptr) {
+        kwr::releaseSurface(s);
+        return 0;
+    }
+    kwr::layOutScanTable(s.scan, s.scanBlock, height);
 
     s.width = width;
     s.height = height;

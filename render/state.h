@@ -8,6 +8,7 @@
 #ifndef KWR_RENDER_STATE_H
 #define KWR_RENDER_STATE_H
 
+#include <cstddef>
 #include <cstdint>
 
 #include "KWRRender.h"
@@ -17,32 +18,46 @@ namespace kwr {
 
 class DibStream;
 
-// Rows of the triangle rasteriser's scan-line table.  Surfaces taller than
-// this are refused when the frame buffer is created.
-constexpr int kScanLineRows = 4096;
-// Each array of the table holds a few entries more than it has rows, so
-// that one row of different arrays lies at different offsets within 4 KiB
-// (20 bytes apart).  The edge walk stores a row's ends and attributes and
-// then loads that row's other end; at equal offsets the processor would
-// take the load for dependent on those stores and hold it back.
-constexpr int kScanLineStride = kScanLineRows + 5;
-
-// Per-row edge records of the triangle rasteriser.  For every row the
+// Per-row edge records of the triangle rasteriser: for every row the
 // leftmost span pixel and its attributes, and the rightmost span pixel and
 // the attributes of the edge crossing just right of it.  Colour channels are
-// 0 red, 1 green, 2 blue, 3 alpha, each 0..255 as float.
+// 0 red, 1 green, 2 blue, 3 alpha, each 0..255 as float.  The arrays live in
+// one block sized for the surface's rows (scanTableBytes), made with the
+// surface and released with it.
 struct ScanLineTable {
-    std::int32_t scanLeftX[kScanLineStride];
-    std::int32_t scanRightX[kScanLineStride];
-    float scanLeftZ[kScanLineStride];
-    float scanRightZ[kScanLineStride];
-    float scanLeftColor[4][kScanLineStride];
-    float scanRightColor[4][kScanLineStride];
-    float scanLeftU[kScanLineStride];
-    float scanRightU[kScanLineStride];
-    float scanLeftV[kScanLineStride];
-    float scanRightV[kScanLineStride];
+    std::int32_t* scanLeftX;
+    std::int32_t* scanRightX;
+    float* scanLeftZ;
+    float* scanRightZ;
+    float* scanLeftColor[4];
+    float* scanRightColor[4];
+    float* scanLeftU;
+    float* scanRightU;
+    float* scanLeftV;
+    float* scanRightV;
 };
+
+// The table's arrays, all of 4-byte entries.
+constexpr int kScanLineArrays = 16;
+
+// Entries per array for a surface of `rows` rows: the rows rounded up to a
+// multiple of 1024, plus 5, so that one row of different arrays lies at
+// different offsets within 4 KiB (20 bytes apart).  The edge walk stores a
+// row's ends and attributes and then loads that row's other end; at equal
+// offsets the processor would take the load for dependent on those stores
+// and hold it back.
+inline std::size_t scanLineStride(int rows) {
+    const std::size_t r = rows > 0 ? static_cast<std::size_t>(rows) : 0;
+    return (r + 1023) / 1024 * 1024 + 5;
+}
+
+// Bytes of the block holding the table for `rows` rows.
+inline std::size_t scanTableBytes(int rows) { return scanLineStride(rows) * kScanLineArrays * 4; }
+static_assert(kScanLineArrays * 4 == KWR_SCAN_TABLE_BYTES_PER_ROW, "the header states the table's bytes a row");
+
+// Points the table's arrays into `block` (scanTableBytes(rows) bytes, aligned
+// for float), or at nothing when `block` is null.
+void layOutScanTable(ScanLineTable& t, void* block, int rows);
 
 struct RenderState {
     DibStream* dib;            // owned frame-buffer surface, null when none
@@ -69,7 +84,8 @@ struct RenderState {
     unsigned char* alphaMap;   // one byte per value
     int alphaMapWidth, alphaMapHeight;
     int alphaMapBpp;           // alpha-map row pitch in bytes
-    ScanLineTable scan;
+    ScanLineTable scan;        // arrays in scanBlock
+    void* scanBlock;           // the table's memory, owned with the surface
 };
 
 // The one built-in texel (four 0xFF bytes).  Its address is significant:
@@ -102,13 +118,12 @@ inline bool anyMapBound(const RenderState& s) { return textureBound(s) || alphaM
 // colour's alpha byte is below 0xFF.
 inline bool currentColourBlends(const RenderState& s) { return s.alphaEnable != 0 && (s.color >> 24) != 0xFFu; }
 
-// Keeps a row range inside the surface and the scan-line table.  Ranges
-// computed from well-formed vertices already are; NaN vertices pass every
-// rejection test and would not be.
+// Keeps a row range inside the surface, and so inside the scan-line table,
+// which has a row for every surface row.  Ranges computed from well-formed
+// vertices already are; NaN vertices pass every rejection test and would not be.
 inline void clampRows(const RenderState& s, int& first, int& last) {
-    const int bottom = s.clipBottom < kScanLineRows - 1 ? s.clipBottom : kScanLineRows - 1;
     if (first < 0) first = 0;
-    if (last > bottom) last = bottom;
+    if (last > s.clipBottom) last = s.clipBottom;
 }
 
 }  // namespace kwr

@@ -82,7 +82,7 @@ TEST(RenderContext, InitGeometryFailuresAndRelease) {
     ASSERT_EQ(r->kwrGetDib(&header, &pixels), 1);
     EXPECT_EQ(pixels, s.bits);
     EXPECT_EQ(static_cast<kwr::BITMAPINFO*>(header)->bmiHeader.biHeight, -3);  // top-down
-    for (auto wh : {std::pair<int, int>{0, 10}, {10, -5}, {1, 4097}, {INT_MAX, 2}, {300000, 4000}}) {
+    for (auto wh : {std::pair<int, int>{0, 10}, {10, -5}, {1, 32769}, {32769, 1}, {INT_MAX, 2}, {300000, 4000}}) {
         ASSERT_EQ(r->kwrInitBuffer(8, 8), 1);
         EXPECT_EQ(r->kwrInitBuffer(wh.first, wh.second), 0) << wh.first << "x" << wh.second;
         // No surface: the clip bounds reject every pixel, nothing is handed out.
@@ -93,7 +93,7 @@ TEST(RenderContext, InitGeometryFailuresAndRelease) {
         EXPECT_EQ(s.clipBottomF, -1.0f);
         r->kwrClear();
     }
-    EXPECT_EQ(r->kwrInitBuffer(3, 4096), 1);
+    EXPECT_EQ(r->kwrInitBuffer(3, 32768), 1);  // as tall as a loaded bitmap may be
     r->kwrDestroy();
     EXPECT_EQ(s.bits, nullptr);
     EXPECT_EQ(s.clipBottom, -1);
@@ -162,9 +162,9 @@ TEST(RenderContext, AssignmentCopiesEveryByte) {
     auto a = std::make_unique<KWRRender>();
     auto b = std::make_unique<KWRRender>();
     ASSERT_EQ(a->kwrInitBuffer(5, 5), 1);
-    kwr::Access::state(*a).scan.scanRightV[4095] = 0.125f;  // the table is copied too
+    kwr::Access::state(*a).scan.scanRightV[4] = 0.125f;  // the table goes with the surface
     *b = *a;
-    EXPECT_EQ(kwr::Access::state(*b).scan.scanRightV[4095], 0.125f);
+    EXPECT_EQ(kwr::Access::state(*b).scan.scanRightV[4], 0.125f);
     void *ha, *pa, *hb, *pb;
     a->kwrGetDib(&ha, &pa);
     b->kwrGetDib(&hb, &pb);
@@ -177,4 +177,5 @@ TEST(RenderContext, AssignmentCopiesEveryByte) {
     // Only one of the two may release: detach the copy by hand.
     kwr::Access::state(*b).dib = nullptr;
     kwr::Access::state(*b).zBuffer = nullptr;
+    kwr::Access::state(*b).scanBlock = nullptr;
 }
