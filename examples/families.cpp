@@ -189,6 +189,9 @@ void blits(KWRRender& r, ShowcaseAssets& a) {
     r.kwrSetColor(0xFF4CB0E8);
     r.kwrTriangle3(140, 150, 0.3f, 250, 150, 0.3f, 195, 90, 0.7f);
     r.kwrImage2D3(150, 88, 240, 152, 0.5f, t.width, t.height, 32, texels);
+    // `piece` goes when this function returns: a context drawing on several
+    // threads must have read it by then.
+    r.kwrFlush();
 }
 
 }  // namespace

@@ -80,14 +80,26 @@ int expandGlyph(int g, int scale, unsigned char* out) {
     return rowBytes;
 }
 
+// Every glyph at every scale, expanded once.  The bitmaps must outlive the
+// drawing calls that read them: a context drawing on several threads reads
+// them when it flushes.
+constexpr int kGlyphBytes = kGlyphHeight * kMaxScale * ((kGlyphWidth * kMaxScale + 7) / 8);
+struct GlyphBitmaps {
+    unsigned char bits[kMaxScale][95][kGlyphBytes];
+    GlyphBitmaps() {
+        for (int s = 0; s < kMaxScale; ++s)
+            for (int g = 0; g < 95; ++g) expandGlyph(g, s + 1, bits[s][g]);
+    }
+};
+
 void drawRun(KWRRender& r, int x, int y, const std::string& text, int scale) {
-    unsigned char bitmap[kGlyphHeight * kMaxScale * ((kGlyphWidth * kMaxScale + 7) / 8)];
+    static const GlyphBitmaps glyphs;
     for (char ch : text) {
         int g = static_cast<unsigned char>(ch) - 32;
         if (g < 0 || g >= 95) g = '?' - 32;
         if (g != 0) {
-            expandGlyph(g, scale, bitmap);
-            r.kwrBitmap1(x, y, kGlyphWidth * scale, kGlyphHeight * scale, bitmap);
+            r.kwrBitmap1(x, y, kGlyphWidth * scale, kGlyphHeight * scale,
+                         const_cast<unsigned char*>(glyphs.bits[scale - 1][g]));
         }
         x += kCellWidth * scale;
     }

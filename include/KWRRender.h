@@ -76,6 +76,7 @@ namespace kwr {
 class DibStream;
 struct RenderState;
 struct Access;
+class ThreadPool;
 }  // namespace kwr
 
 // ---------------------------------------------------------------------------
@@ -116,6 +117,31 @@ public:
     // Instruction set the fills use: "scalar", "sse2", "sse4.1", "avx2" or
     // "avx512" (capped by the environment variable KWRENDER_SIMD).
     static const char* kwrGetSimdLevel();
+
+    // --- Multi-core rendering ----------------------------------------------
+    // By default a context draws on the calling thread and every drawing call
+    // returns when its pixels are written.  With n > 1 threads (the caller's
+    // plus n - 1 workers) drawing calls are recorded and return at once; they
+    // are drawn, in order, at the next flush, and the frame is the same bytes
+    // as on one thread.  kwrFlush and every call that hands out or reads
+    // pixels flush first: kwrRender, kwrGetDib, kwrGetZBuffer, kwrInitBuffer,
+    // kwrDestroy, kwrSetThreads, kwrSetExternalZBuffer, operator=, the
+    // destructor (and saving a frame with the image library).  Until then:
+    //  - host memory handed in by pointer (textures, alpha maps, bitmaps,
+    //    blit sources, an external depth buffer) must stay valid and
+    //    unchanged;
+    //  - a host reading or writing pixels or depths through a pointer it kept
+    //    must call kwrFlush first.
+    // The environment variable KWRENDER_THREADS sets the count a new context
+    // starts with.  A context is still used by one host thread at a time.
+    //
+    // Sets the thread count: 1 = draw on the calling thread (the default),
+    // 0 = one per available core, above 64 = 64, below 0 = 1.  Flushes first.
+    // Returns the count in force, 1 when threads cannot be created.
+    int kwrSetThreads(int n);
+    int kwrGetThreads();
+    // Returns when every recorded call has been drawn.
+    void kwrFlush();
 
     // --- Points, boxes, one-bit bitmaps ------------------------------------
     void kwrPut(int x, int y);
@@ -216,6 +242,11 @@ public:
 
 private:
     friend struct kwr::Access;
+    friend class kwr::ThreadPool;
+    // A worker thread's copy of a context (made by the pool only).
+    struct ShadowTag {};
+    explicit KWRRender(ShadowTag);
+    void initState(int threadsWanted);
 
     // Edge walkers: record one triangle edge per row in the scan-line table.
     void UpdateScanLine(int x1, int y1, int x2, int y2);

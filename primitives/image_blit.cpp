@@ -7,6 +7,7 @@
 #include "render/access.h"
 #include "render/numeric.h"
 #include "render/pixel_format.h"
+#include "render/threads.h"
 
 namespace kwr {
 namespace {
@@ -63,6 +64,7 @@ void blitRows(const RenderState& s, std::int64_t xa, std::int64_t xEnd, std::int
     const std::ptrdiff_t srcPitch = SrcBpp == 24 ? ((static_cast<std::ptrdiff_t>(srcW) + 1) * 3) & ~std::ptrdiff_t{3}
                                                  : static_cast<std::ptrdiff_t>(srcW) * 4;
     for (std::int64_t y = ya; y < yEnd; ++y, row.advance()) {
+        if (!ownsRow(s, static_cast<int>(y))) continue;
         // A source index never leaves the image, whatever the clip did.
         const std::int64_t sy = row.index < srcH ? row.index : srcH - 1;
         const unsigned char* srcRow = src + sy * srcPitch;
@@ -128,10 +130,12 @@ void blit(const RenderState& s, int x1, int y1, int x2, int y2, float z, int src
 }  // namespace kwr
 
 void KWRRender::kwrImage2D(int x1, int y1, int x2, int y2, int srcW, int srcH, int srcBpp, unsigned char* src) {
+    KWR_RECORD(kwrImage2D, x1, y1, x2, y2, srcW, srcH, srcBpp, src);
     kwr::blit<false>(s, x1, y1, x2, y2, 0.0f, srcW, srcH, srcBpp, src);
 }
 
 void KWRRender::kwrImage2D3(int x1, int y1, int x2, int y2, float z, int srcW, int srcH, int srcBpp,
                             unsigned char* src) {
+    KWR_RECORD(kwrImage2D3, x1, y1, x2, y2, z, srcW, srcH, srcBpp, src);
     kwr::blit<true>(s, x1, y1, x2, y2, z, srcW, srcH, srcBpp, src);
 }

@@ -8,6 +8,7 @@
 #include "render/numeric.h"
 #include "render/pixel_format.h"
 #include "render/state.h"
+#include "render/threads.h"
 
 namespace kwr {
 namespace {
@@ -26,8 +27,10 @@ bool onSurface(const RenderState& s, const LineEnd& p) {
 
 // The walk from the left end to the right end, both plotted.  x-major when
 // dx >= dy.  With a depth test, a pixel is drawn where the stored depth is greater
-// than or equal to the accumulated z, which then takes its place.
-template <class Fmt, LineDepth D>
+// than or equal to the accumulated z, which then takes its place.  A banded
+// walk (a state drawing some rows only) steps through every pixel the same
+// way and plots those on its own rows.
+template <class Fmt, LineDepth D, bool Banded>
 void walkLine(const RenderState& s, LineEnd a, LineEnd b) {
     constexpr bool kTested = D == LineDepth::kTested;
     const LineEnd L = a.x > b.x ? b : a;
@@ -47,7 +50,12 @@ void walkLine(const RenderState& s, LineEnd a, LineEnd b) {
         if (xMajor) dz = dx == 0 ? 0.0f : (R.z - L.z) / static_cast<float>(dx);
         else dz = (R.z - L.z) / static_cast<float>(R.y - L.y);
     }
+    int y = L.y;
+    const int yAlong = xMajor ? 0 : (up ? -1 : 1), yAcross = xMajor ? (up ? -1 : 1) : 0;
     auto plot = [&]() {
+        if constexpr (Banded) {
+            if (!ownsRow(s, y)) return;
+        }
         if constexpr (kTested) {
             if (*zp >= z) {
                 *zp = z;
@@ -72,8 +80,10 @@ void walkLine(const RenderState& s, LineEnd a, LineEnd b) {
             e += along;
             px += pxAcross;
             if constexpr (kTested) zp += zAcross;
+            if constexpr (Banded) y += yAcross;
         }
         px += pxAlong;
+        if constexpr (Banded) y += yAlong;
         if constexpr (kTested) {
             zp += zAlong;
             z += zStep;
@@ -87,7 +97,10 @@ template <LineDepth D>
 void drawSegment(const RenderState& s, const LineEnd& a, const LineEnd& b) {
     if (!onSurface(s, a) || !onSurface(s, b)) return;
     if (D == LineDepth::kTested && s.zBuffer == nullptr) return;
-    withFormat(s.renderBpp, [&](auto format) { walkLine<decltype(format), D>(s, a, b); });
+    withFormat(s.renderBpp, [&](auto format) {
+        if (s.bandCount == 1) walkLine<decltype(format), D, false>(s, a, b);
+        else walkLine<decltype(format), D, true>(s, a, b);
+    });
 }
 
 // No depth: the two-dimensional lines clip only x and y.
@@ -163,6 +176,7 @@ bool clipLineF(const RenderState& s, float& x1, float& y1, Z& z1, float& x2, flo
 using kwr::LineEnd;
 
 void KWRRender::kwrLine(int x1, int y1, int x2, int y2) {
+    KWR_RECORD(kwrLine, x1, y1, x2, y2);
     kwr::NoDepth z1, z2;
     if (!kwr::clipLine<kwr::WrappingIntClip>(s.clipRight, s.clipBottom, x1, y1, z1, x2, y2, z2)) return;
     kwr::drawSegment<kwr::LineDepth::kNone>(s, LineEnd{x1, y1, 0}, LineEnd{x2, y2, 0});
@@ -191,12 +205,14 @@ void KWRRender::DrawLine3(int x1, int y1, float z1, int x2, int y2, float z2) {
 }
 
 void KWRRender::kwrLine3(int x1, int y1, float z1, int x2, int y2, float z2) {
+    KWR_RECORD(kwrLine3, x1, y1, z1, x2, y2, z2);
     if (!kwr::ClippingLine3i(s, x1, y1, z1, x2, y2, z2)) return;
     if (!kwr::depthTestActive(s)) DrawLine2(x1, y1, x2, y2);
     else DrawLine3(x1, y1, z1, x2, y2, z2);
 }
 
 void KWRRender::kwrLine3f(float x1, float y1, float z1, float x2, float y2, float z2) {
+    KWR_RECORD(kwrLine3f, x1, y1, z1, x2, y2, z2);
     if (!ClippingLine3(x1, y1, z1, x2, y2, z2)) return;
     const int ix1 = kwr::roundHalfUp(x1), iy1 = kwr::roundHalfUp(y1);
     const int ix2 = kwr::roundHalfUp(x2), iy2 = kwr::roundHalfUp(y2);

@@ -6,6 +6,7 @@
 #include "render/numeric.h"
 #include "render/pixel_format.h"
 #include "render/state.h"
+#include "render/threads.h"
 
 namespace kwr {
 namespace {
@@ -42,10 +43,10 @@ bool clipBox(const RenderState& s, int x1, int y1, int x2, int y2, Box& box) {
 // Fills the box row by row; with a depth pointer, each pixel is drawn only
 // where the stored depth is greater than or equal to z, and takes z.
 template <class Fmt>
-void fillBox(const RenderState& s, const Box& b, const float* z) {
+void fillBox(const RenderState& s, const Box& b, int firstRow, int lastRow, const float* z) {
     const SolidColor c = solidColor(s);
     const int n = b.xb - b.xa + 1;
-    for (int y = b.ya; y <= b.yb; ++y) {
+    for (int y = firstRow; y <= lastRow; ++y) {
         unsigned char* p = s.bits + pixelOffset(b.xa, y, s.pitch, Fmt::kBytes);
         if (z == nullptr) {
             storeSolidRun<Fmt>(p, n, c);
@@ -64,11 +65,15 @@ void fillBox(const RenderState& s, const Box& b, const float* z) {
 void drawBox(const RenderState& s, int x1, int y1, int x2, int y2, const float* z) {
     Box b;
     if (!clipBox(s, x1, y1, x2, y2, b)) return;
-    withFormat(s.renderBpp, [&](auto format) { fillBox<decltype(format)>(s, b, z); });
+    withFormat(s.renderBpp, [&](auto format) {
+        forOwnedRows(s, b.ya, b.yb, [&](int first, int last) { fillBox<decltype(format)>(s, b, first, last, z); });
+    });
 }
 
-// Stores the current colour at (x, y), which must lie on the surface.
+// Stores the current colour at (x, y), which must lie on the surface, when
+// this state draws row y.
 void putPixel(const RenderState& s, int x, int y) {
+    if (!ownsRow(s, y)) return;
     withFormat(s.renderBpp, [&](auto format) {
         using Fmt = decltype(format);
         Fmt::storeSolid(s.bits + pixelOffset(x, y, s.pitch, Fmt::kBytes), solidColor(s));
@@ -79,10 +84,14 @@ void putPixel(const RenderState& s, int x, int y) {
 }  // namespace kwr
 
 void KWRRender::kwrPut(int x, int y) {
+    KWR_RECORD(kwrPut, x, y);
     if (x >= 0 && x < s.width && y >= 0 && y < s.height) kwr::putPixel(s, x, y);
 }
 
-void KWRRender::kwrBox(int x1, int y1, int x2, int y2) { kwr::drawBox(s, x1, y1, x2, y2, nullptr); }
+void KWRRender::kwrBox(int x1, int y1, int x2, int y2) {
+    KWR_RECORD(kwrBox, x1, y1, x2, y2);
+    kwr::drawBox(s, x1, y1, x2, y2, nullptr);
+}
 
 void KWRRender::kwrBoxf(float x1, float y1, float x2, float y2) {
     kwrBox(kwr::roundHalfUp(x1), kwr::roundHalfUp(y1), kwr::roundHalfUp(x2), kwr::roundHalfUp(y2));
@@ -93,6 +102,7 @@ void KWRRender::kwrBoxfg(float x1, float y1, float x2, float y2) {
 }
 
 void KWRRender::kwrBox3(int x1, int y1, int x2, int y2, float z) {
+    KWR_RECORD(kwrBox3, x1, y1, x2, y2, z);
     // This box looks at the depth-test request itself, not at the test in force.
     if (s.zTestEnable == 0 || s.zBuffer == nullptr) return kwrBox(x1, y1, x2, y2);
     kwr::drawBox(s, x1, y1, x2, y2, &z);
@@ -107,6 +117,7 @@ void KWRRender::kwrBox3fg(float x1, float y1, float x2, float y2, float z) {
 }
 
 void KWRRender::kwrBitmap1(int x, int y, int w, int h, unsigned char* bitmap) {
+    KWR_RECORD(kwrBitmap1, x, y, w, h, bitmap);
     if (h < 1 || w < 1 || bitmap == nullptr) return;
     // Only rows and columns that land on the surface are visited, computed
     // in 64 bits so that x + c and y + r cannot overflow.

@@ -13,6 +13,7 @@
 #include "raster/triangle_rows.h"
 #include "render/numeric.h"
 #include "render/state.h"
+#include "render/threads.h"
 
 namespace kwr {
 namespace {
@@ -89,6 +90,12 @@ void fill(const RenderState& s, RowRange rows, bool blend) {
     }
 }
 
+// The fill over the rows of the range this state draws.
+template <unsigned Carried>
+void fillOwned(const RenderState& s, RowRange rows, bool blend) {
+    forOwnedRows(s, rows.first, rows.last, [&](int first, int last) { fill<Carried>(s, RowRange{first, last}, blend); });
+}
+
 // The flat and the depth-only kinds hand float vertices to the float edge
 // walkers unrounded; the others round x and y and walk in integers.
 template <unsigned Carried>
@@ -142,7 +149,9 @@ void rasterise(RenderState& s, Vertex<T>* v) {
         if (v[2].y < 0 || v[0].y >= s.heightF) return;
         rows = floatRows(s, v[0].y, v[2].y);
     }
-    if (rows.first <= rows.last) resetRows(s, rows);
+    // A thread that draws none of the rows has nothing to do.
+    if (!ownsAnyRow(s, rows.first, rows.last)) return;
+    resetRows(s, rows);
     const bool topEdge = v[1].y >= 0;
     const bool bottomEdge = kInt ? v[1].y <= s.clipBottom : s.clipBottomF >= v[1].y;
     if constexpr (kInt || kWalksFloat<Carried>) {
@@ -153,7 +162,7 @@ void rasterise(RenderState& s, Vertex<T>* v) {
             w[i] = Vertex<int>{roundHalfUp(v[i].x), roundHalfUp(v[i].y), v[i].z, v[i].c, v[i].u, v[i].v};
         walkEdges<Carried>(s, w, topEdge, bottomEdge);
     }
-    fill<Carried>(s, rows, blends<Carried>(s, v));
+    fillOwned<Carried>(s, rows, blends<Carried>(s, v));
 }
 
 // The fallbacks: without a depth test in force a triangle drops its depths,
@@ -171,8 +180,19 @@ void drawWithFallbacks(RenderState& s, Vertex<T>* v) {
 }
 
 template <unsigned Carried, class Form>
+struct Recorded {
+    Vertex<typename Form::Value> v[3];
+};
+
+template <unsigned Carried, class Form>
+void drawRecorded(RenderState& s, const Recorded<Carried, Form>& r);
+
+template <unsigned Carried, class Form>
 void drawTriangle(RenderState& s, Vertex<typename Form::Value> a, Vertex<typename Form::Value> b,
                   Vertex<typename Form::Value> c) {
+    if (recording(s)) {
+        return recordInternal<Recorded<Carried, Form>, &drawRecorded<Carried, Form>>(s, {{a, b, c}});
+    }
     Vertex<typename Form::Value> v[3] = {a, b, c};
     if constexpr (Form::kCentred) {
         for (auto& p : v) {
@@ -181,6 +201,11 @@ void drawTriangle(RenderState& s, Vertex<typename Form::Value> a, Vertex<typenam
         }
     }
     drawWithFallbacks<Carried>(s, v);
+}
+
+template <unsigned Carried, class Form>
+void drawRecorded(RenderState& s, const Recorded<Carried, Form>& r) {
+    drawTriangle<Carried, Form>(s, r.v[0], r.v[1], r.v[2]);
 }
 
 constexpr unsigned kFlat = kCarryNothing, k3 = kCarryDepth, kC = kCarryColour, kT = kCarryTexCoords;

@@ -9,6 +9,7 @@
 #include "render/numeric.h"
 #include "render/pixel_format.h"
 #include "render/state.h"
+#include "render/threads.h"
 
 namespace kwr {
 
@@ -86,6 +87,12 @@ void layOutScanTable(ScanLineTable& t, void* block, int rows) {
 using kwr::RenderState;
 
 KWRRender::KWRRender() : s(*::new (static_cast<void*>(state_)) RenderState) {
+    initState(kwr::threadsFromEnvironment());
+}
+
+KWRRender::KWRRender(ShadowTag) : s(*::new (static_cast<void*>(state_)) RenderState) { initState(1); }
+
+void KWRRender::initState(int threadsWanted) {
     static_assert(sizeof(RenderState) <= kStateBytes, "the state outgrew its block in KWRRender.h");
     static_assert(alignof(RenderState) <= alignof(KWRRender), "the state needs more alignment than its block");
     s.dib = nullptr;
@@ -111,19 +118,64 @@ KWRRender::KWRRender() : s(*::new (static_cast<void*>(state_)) RenderState) {
     s.alphaMapWidth = 1;
     s.alphaMapHeight = 1;
     s.alphaMapBpp = 1;
+    // Threads are started by kwrSetThreads or, for a count from the
+    // environment, by the first kwrInitBuffer: never while drawing.
+    s.pool = nullptr;
+    s.threadsWanted = threadsWanted;
+    s.bandHeight = kwr::kDefaultBandHeight;
+    s.bandCount = 1;
+    s.bandIndex = 0;
 }
 
-KWRRender::~KWRRender() { kwrDestroy(); }
+KWRRender::~KWRRender() {
+    kwrDestroy();
+    delete s.pool;
+}
 
 KWRRender& KWRRender::operator=(const KWRRender& other) {
     // A deliberate shallow copy of every field, the pointers to the surface,
     // the depth buffer and the scan-line table included; nothing this object
-    // held is released.
-    if (this != &other) std::memcpy(static_cast<void*>(&s), &other.s, sizeof(RenderState));
+    // held is released.  Both lists are drawn first; the copy draws on one
+    // thread and never shares the other's pool.
+    if (this != &other) {
+        kwrFlush();
+        if (other.s.pool != nullptr) other.s.pool->flush();
+        kwr::ThreadPool* const own = s.pool;
+        std::memcpy(static_cast<void*>(&s), &other.s, sizeof(RenderState));
+        delete own;
+        s.pool = nullptr;
+        s.threadsWanted = 1;
+    }
     return *this;
 }
 
+namespace {
+// Starts or stops the context's threads to match s.threadsWanted for a
+// surface of the current height; one thread when they cannot be had.
+void matchPool(RenderState& s) {
+    const int want = s.threadsWanted;
+    if (s.pool != nullptr && s.pool->threads() == want && s.pool->resize(s.height)) return;
+    delete s.pool;
+    s.pool = want > 1 ? kwr::ThreadPool::create(want, s.height) : nullptr;
+    if (s.pool == nullptr) s.threadsWanted = 1;
+}
+}  // namespace
+
+int KWRRender::kwrSetThreads(int n) {
+    kwrFlush();
+    s.threadsWanted = kwr::threadsForRequest(n);
+    matchPool(s);
+    return kwrGetThreads();
+}
+
+int KWRRender::kwrGetThreads() { return s.threadsWanted; }
+
+void KWRRender::kwrFlush() {
+    if (s.pool != nullptr) s.pool->flush();
+}
+
 int KWRRender::kwrInitBuffer(int width, int height) {
+    kwrFlush();
     kwr::releaseSurface(s);
     kwr::releaseOwnDepthBuffer(s);
     kwr::forgetSurface(s);
@@ -178,10 +230,12 @@ int KWRRender::kwrInitBuffer(int width, int height) {
     }
 
     kwrSetColor(s.color);
+    matchPool(s);
     return 1;
 }
 
 void KWRRender::kwrDestroy() {
+    kwrFlush();
     kwr::releaseSurface(s);
     kwr::releaseOwnDepthBuffer(s);
     kwr::forgetSurface(s);
@@ -189,11 +243,13 @@ void KWRRender::kwrDestroy() {
 
 int KWRRender::kwrSetRenderBpp(int bpp) {
     if (bpp != 8 && bpp != 16 && bpp != 24 && bpp != 32) return 0;
+    KWR_RECORD_STATE(kwrSetRenderBpp, bpp);
     s.renderBpp = bpp;
     return 1;
 }
 
 void KWRRender::kwrSetColor(unsigned long argb) {
+    KWR_RECORD_STATE(kwrSetColor, argb);
     s.color = static_cast<std::uint32_t>(argb);
     if (s.renderBpp == 8) {
         s.color8 = kwr::toColorCube(s.color);
@@ -248,19 +304,20 @@ void fillRepeating(unsigned char* dst, std::size_t bytes, const unsigned char* p
 }
 }  // namespace
 
-void KWRRender::kwrClear() {
-    if (s.dib == nullptr || s.bits == nullptr) return;
-    // 8, 16 and 32 bpp fill the whole pixel area, row padding included;
-    // 24 bpp fills the first `width` pixels of every row and leaves the
-    // padding as it is.
-    const std::size_t areaBytes = static_cast<std::size_t>(s.pitch) * static_cast<std::size_t>(s.height);
+namespace {
+// Clears rows first..last: 8, 16 and 32 bpp fill the whole rows, padding
+// included; 24 bpp fills the first `width` pixels of every row and leaves
+// the padding as it is.
+void clearRows(const RenderState& s, int first, int last) {
+    unsigned char* const top = s.bits + static_cast<std::ptrdiff_t>(first) * s.pitch;
+    const std::size_t areaBytes = static_cast<std::size_t>(s.pitch) * static_cast<std::size_t>(last - first + 1);
     switch (s.renderBpp) {
-    case 8: std::memset(s.bits, s.color8, areaBytes); break;
+    case 8: std::memset(top, s.color8, areaBytes); break;
     case 16: {
         unsigned char pattern[4];
         std::memcpy(pattern, &s.color16, 2);
         std::memcpy(pattern + 2, &s.color16, 2);
-        fillRepeating(s.bits, areaBytes, pattern, 4);  // the pitch is a multiple of 4
+        fillRepeating(top, areaBytes, pattern, 4);  // the pitch is a multiple of 4
         break;
     }
     case 24: {
@@ -268,43 +325,64 @@ void KWRRender::kwrClear() {
                                       static_cast<unsigned char>(s.color >> 8),
                                       static_cast<unsigned char>(s.color >> 16)};
         const std::size_t rowBytes = static_cast<std::size_t>(s.width) * 3;
-        fillRepeating(s.bits, rowBytes, bgr, 3);
-        for (int y = 1; y < s.height; ++y)
-            std::memcpy(s.bits + static_cast<std::ptrdiff_t>(y) * s.pitch, s.bits, rowBytes);
+        fillRepeating(top, rowBytes, bgr, 3);
+        for (int y = first + 1; y <= last; ++y)
+            std::memcpy(s.bits + static_cast<std::ptrdiff_t>(y) * s.pitch, top, rowBytes);
         break;
     }
     case 32: {
         unsigned char pattern[4];
         std::memcpy(pattern, &s.color, 4);
-        fillRepeating(s.bits, areaBytes, pattern, 4);
+        fillRepeating(top, areaBytes, pattern, 4);
         break;
     }
     default: break;
     }
     if (s.zBufferEnable != 0 && s.zBuffer != nullptr) {
-        const std::size_t count = static_cast<std::size_t>(s.width) * static_cast<std::size_t>(s.height);
-        std::fill(s.zBuffer, s.zBuffer + count, s.zBackDepth);
+        const std::ptrdiff_t w = s.width;
+        std::fill(s.zBuffer + first * w, s.zBuffer + (last + std::ptrdiff_t{1}) * w, s.zBackDepth);
     }
 }
+}  // namespace
 
-void KWRRender::kwrZBufferEnable(int enable) { s.zBufferEnable = enable; }
+void KWRRender::kwrClear() {
+    if (kwr::recording(s)) return kwr::recordMember<&KWRRender::kwrClear>(s);
+    if (s.dib == nullptr || s.bits == nullptr) return;
+    kwr::forOwnedRows(s, 0, s.height - 1, [&](int first, int last) { clearRows(s, first, last); });
+}
+
+void KWRRender::kwrZBufferEnable(int enable) {
+    KWR_RECORD_STATE(kwrZBufferEnable, enable);
+    s.zBufferEnable = enable;
+}
 
 void KWRRender::kwrZTestEnable(int enable) {
+    KWR_RECORD_STATE(kwrZTestEnable, enable);
     s.zTestEnable = enable;
     if (s.zBuffer != nullptr) s.zTestActive = enable;
 }
 
-void KWRRender::kwrAlphaEnable(int enable) { s.alphaEnable = enable; }
+void KWRRender::kwrAlphaEnable(int enable) {
+    KWR_RECORD_STATE(kwrAlphaEnable, enable);
+    s.alphaEnable = enable;
+}
 
 void KWRRender::kwrSetExternalZBuffer(float* zbuffer) {
+    kwrFlush();
     kwr::releaseOwnDepthBuffer(s);
     s.zBuffer = zbuffer;
     s.zBufferExternal = zbuffer != nullptr ? 1 : 0;
 }
 
-void KWRRender::kwrSetZBackDepth(float z) { s.zBackDepth = z; }
+void KWRRender::kwrSetZBackDepth(float z) {
+    KWR_RECORD_STATE(kwrSetZBackDepth, z);
+    s.zBackDepth = z;
+}
 
-float* KWRRender::kwrGetZBuffer() { return s.zBuffer; }
+float* KWRRender::kwrGetZBuffer() {
+    kwrFlush();
+    return s.zBuffer;
+}
 
 namespace {
 // Binds host memory as a map, or with a null pointer restores the built-in
@@ -319,14 +397,17 @@ void bindMap(unsigned char*& data, int& width, int& height, int& pitch, unsigned
 }  // namespace
 
 void KWRRender::kwrSetTexture(unsigned char* texels, int width, int height, int rowPitch) {
+    KWR_RECORD_STATE(kwrSetTexture, texels, width, height, rowPitch);
     bindMap(s.texture, s.textureWidth, s.textureHeight, s.textureBpp, texels, width, height, rowPitch, 4);
 }
 
 void KWRRender::kwrSetAlphaMap(unsigned char* values, int width, int height, int rowPitch) {
+    KWR_RECORD_STATE(kwrSetAlphaMap, values, width, height, rowPitch);
     bindMap(s.alphaMap, s.alphaMapWidth, s.alphaMapHeight, s.alphaMapBpp, values, width, height, rowPitch, 1);
 }
 
 int KWRRender::kwrGetDib(void** header, void** pixels) {
+    kwrFlush();
     void* h = s.dib != nullptr ? static_cast<void*>(s.dib->header) : nullptr;
     void* p = s.dib != nullptr ? static_cast<void*>(s.dib->bits) : nullptr;
     if (header != nullptr) *header = h;
@@ -335,5 +416,6 @@ int KWRRender::kwrGetDib(void** header, void** pixels) {
 }
 
 void KWRRender::kwrRender(HDC hdc, int x, int y) {
+    kwrFlush();
     if (s.dib != nullptr) s.dib->Draw(hdc, x, y);
 }

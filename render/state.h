@@ -17,6 +17,7 @@
 namespace kwr {
 
 class DibStream;
+class ThreadPool;
 
 // Per-row edge records of the triangle rasteriser: for every row the
 // leftmost span pixel and its attributes, and the rightmost span pixel and
@@ -86,6 +87,13 @@ struct RenderState {
     int alphaMapBpp;           // alpha-map row pitch in bytes
     ScanLineTable scan;        // arrays in scanBlock
     void* scanBlock;           // the table's memory, owned with the surface
+    // Multi-core rendering: the context's pool (null with one thread), and
+    // the rows this state draws.  Rows are dealt in bands of bandHeight
+    // rows, band b to the thread numbered b % bandCount; a state with
+    // bandCount 1 draws every row.
+    ThreadPool* pool;
+    int threadsWanted;         // the count asked for, in force once the pool exists
+    int bandHeight, bandCount, bandIndex;
 };
 
 // The one built-in texel (four 0xFF bytes).  Its address is significant:
@@ -124,6 +132,41 @@ inline bool currentColourBlends(const RenderState& s) { return s.alphaEnable != 
 inline void clampRows(const RenderState& s, int& first, int& last) {
     if (first < 0) first = 0;
     if (last > s.clipBottom) last = s.clipBottom;
+}
+
+// Whether this state draws row y (0 <= y).
+inline bool ownsRow(const RenderState& s, int y) {
+    return s.bandCount == 1 || (y / s.bandHeight) % s.bandCount == s.bandIndex;
+}
+
+// Calls f(first, last) for each run of consecutive rows of first..last that
+// this state draws, top to bottom; once with the whole range when it draws
+// every row.  Nothing for an empty range.
+template <class F>
+void forOwnedRows(const RenderState& s, int first, int last, F&& f) {
+    if (first < 0) first = 0;
+    if (first > last) return;
+    if (s.bandCount == 1) return f(first, last);
+    const int h = s.bandHeight;
+    const int cycle = h * s.bandCount;
+    // The first owned band starting at or before `first`'s cycle.
+    std::int64_t start = static_cast<std::int64_t>(first / cycle) * cycle + static_cast<std::int64_t>(s.bandIndex) * h;
+    for (; start <= last; start += cycle) {
+        const std::int64_t a = start > first ? start : first;
+        const std::int64_t b = start + h - 1 < last ? start + h - 1 : last;
+        if (a <= b) f(static_cast<int>(a), static_cast<int>(b));
+    }
+}
+
+// Whether any row of first..last is drawn by this state.
+inline bool ownsAnyRow(const RenderState& s, int first, int last) {
+    if (first < 0) first = 0;
+    if (first > last) return false;
+    if (s.bandCount == 1) return true;
+    // The first band at or after first's band that this state draws.
+    const int band = first / s.bandHeight;
+    const int ahead = ((s.bandIndex - band % s.bandCount) + s.bandCount) % s.bandCount;
+    return ahead == 0 || static_cast<std::int64_t>(band + ahead) * s.bandHeight <= last;
 }
 
 }  // namespace kwr

@@ -38,13 +38,16 @@ struct Surface {
         r->kwrSetColor(clearColor);
         r->kwrSetZBackDepth(clearDepth);
         r->kwrClear();
+        r->kwrFlush();
     }
 #if defined(KWR_TEST_INTERNALS)
     kwr::RenderState& s() const { return kwr::Access::state(*r); }
 #endif
     KWRRender* operator->() const { return r.get(); }
 
+    // Draws what the context recorded (with several threads) first.
     unsigned char* at(int x, int y) const {
+        r->kwrFlush();
         return bits + static_cast<std::ptrdiff_t>(y) * pitch + static_cast<std::ptrdiff_t>(x) * (bpp / 8);
     }
     // The pixel as an integer: 8 bpp index, 16 bpp word, 24/32 bpp bytes

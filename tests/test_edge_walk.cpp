@@ -119,6 +119,7 @@ TEST(EdgeWalk, FloatWalkersClipThenRound) {
 
 TEST(FrontEnd, RejectsOffSurfaceTrianglesAndSortsStably) {
     Surface s(24, 8, 8);
+    s->kwrSetThreads(1);  // the table read below is the calling thread's
     s.s().scan.scanLeftX[0] = 123;
     s->kwrTriangle(0, 8, 5, 9, 2, 20);    // below
     s->kwrTriangle(0, -8, 5, -1, 2, -3);  // above

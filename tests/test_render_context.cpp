@@ -145,6 +145,7 @@ TEST(RenderContext, DepthBufferLifecycle) {
     r->kwrZTestEnable(0);
     EXPECT_EQ(s.zTestActive, 0);  // a buffer exists: follows at once
     r->kwrClear();
+    r->kwrFlush();  // the host reads the buffer through its own pointer
     EXPECT_EQ(external[3], 0.25f);  // cleared although the test is off
     external[3] = 7;
     r->kwrZBufferEnable(0);

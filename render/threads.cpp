@@ -1,0 +1,153 @@
+// The pool of a multi-core context: its threads, their copies of the
+// context, and the command list they replay.
+#include "render/threads.h"
+
+#include <cstdlib>
+#include <exception>
+#include <string>
+
+namespace kwr {
+
+int threadsFromEnvironment() {
+    const char* v = std::getenv("KWRENDER_THREADS");
+    if (v == nullptr || *v == '\0') return 1;
+    char* end = nullptr;
+    const long n = std::strtol(v, &end, 10);
+    if (*end != '\0' || n < 0) return 1;
+    return threadsForRequest(n > kMaxThreads ? kMaxThreads : static_cast<int>(n));
+}
+
+int threadsForRequest(int n) {
+    if (n == 0) {
+        const unsigned cores = std::thread::hardware_concurrency();
+        n = cores == 0 ? 1 : static_cast<int>(cores < unsigned{kMaxThreads} ? cores : unsigned{kMaxThreads});
+    }
+    if (n < 1) return 1;
+    return n > kMaxThreads ? kMaxThreads : n;
+}
+
+ThreadPool* ThreadPool::create(int threads, int rows) noexcept {
+    std::unique_ptr<ThreadPool> p;
+    try {
+        p.reset(new ThreadPool());
+        p->count_ = threads;
+        p->list_.reset(new unsigned char[kCommandListBytes]);
+        p->scanBlocks_.assign(static_cast<std::size_t>(threads), nullptr);
+        for (int i = 0; i < threads; ++i) {
+            p->shadows_.emplace_back(new KWRRender(KWRRender::ShadowTag{}));
+            RenderState& st = p->shadows_.back()->s;
+            st.bandCount = threads;
+            st.bandIndex = i;
+            st.bandHeight = kDefaultBandHeight;
+        }
+        if (!p->resize(rows)) return nullptr;
+        for (int i = 1; i < threads; ++i) p->workers_.emplace_back(&ThreadPool::workerLoop, p.get(), i);
+    } catch (const std::exception&) {
+        // Threads that did start are joined by the destructor.
+        return nullptr;
+    }
+    return p.release();
+}
+
+ThreadPool::~ThreadPool() {
+    {
+        std::lock_guard<std::mutex> l(mutex_);
+        quit_ = true;
+    }
+    wake_.notify_all();
+    for (auto& w : workers_) w.join();
+    for (auto& sh : shadows_) {
+        // The copies refer to the caller's surface and depth buffer, which
+        // are not theirs to release.
+        RenderState& st = sh->s;
+        st.dib = nullptr;
+        st.zBuffer = nullptr;
+        st.scanBlock = nullptr;
+    }
+    for (void* b : scanBlocks_) std::free(b);
+}
+
+bool ThreadPool::resize(int rows) noexcept {
+    for (std::size_t i = 1; i < scanBlocks_.size(); ++i) {
+        std::free(scanBlocks_[i]);
+        scanBlocks_[i] = std::malloc(scanTableBytes(rows));
+        if (scanBlocks_[i] == nullptr) return false;
+    }
+    return true;
+}
+
+void ThreadPool::setBandHeight(int rows) {
+    for (auto& sh : shadows_) sh->s.bandHeight = rows < 1 ? 1 : rows;
+}
+
+unsigned char* ThreadPool::reserve(const RenderState& s, std::size_t argBytes, CommandHeader& header) {
+    constexpr std::size_t kAlign = alignof(std::max_align_t);
+    header.bytes = (sizeof(CommandHeader) + argBytes + kAlign - 1) / kAlign * kAlign;
+    if (used_ + header.bytes > kCommandListBytes) flush();
+    if (used_ == 0) base_ = s;
+    unsigned char* at = list_.get() + used_;
+    std::memcpy(at, &header, sizeof header);
+    used_ += header.bytes;
+    return at + (sizeof(CommandHeader) + kAlign - 1) / kAlign * kAlign;
+}
+
+void ThreadPool::replay(int index) {
+    KWRRender& self = *shadows_[static_cast<std::size_t>(index)];
+    RenderState& st = self.s;
+    // Start from the caller's state as it was when the list was started,
+    // keeping this copy's own table, band and (no) pool.
+    const int bandHeight = st.bandHeight;
+    st = base_;
+    st.pool = nullptr;
+    st.bandCount = count_;
+    st.bandIndex = index;
+    st.bandHeight = bandHeight;
+    if (index > 0) {
+        st.scanBlock = scanBlocks_[static_cast<std::size_t>(index)];
+        layOutScanTable(st.scan, st.scanBlock, st.height);
+    }
+    constexpr std::size_t kAlign = alignof(std::max_align_t);
+    const std::size_t argsAt = (sizeof(CommandHeader) + kAlign - 1) / kAlign * kAlign;
+    for (std::size_t at = 0; at < used_;) {
+        CommandHeader h;
+        std::memcpy(&h, list_.get() + at, sizeof h);
+        h.replay(self, st, list_.get() + at + argsAt);
+        at += h.bytes;
+    }
+    st.scanBlock = nullptr;
+}
+
+void ThreadPool::workerLoop(int index) {
+    std::uint64_t seen = 0;
+    for (;;) {
+        {
+            std::unique_lock<std::mutex> l(mutex_);
+            wake_.wait(l, [&] { return quit_ || generation_ != seen; });
+            if (quit_) return;
+            seen = generation_;
+        }
+        replay(index);
+        {
+            std::lock_guard<std::mutex> l(mutex_);
+            if (--pending_ == 0) done_.notify_one();
+        }
+    }
+}
+
+void ThreadPool::flush() {
+    if (used_ == 0) return;
+    {
+        std::lock_guard<std::mutex> l(mutex_);
+        ++generation_;
+        pending_ = count_ - 1;
+    }
+    wake_.notify_all();
+    replay(0);
+    {
+        std::unique_lock<std::mutex> l(mutex_);
+        done_.wait(l, [&] { return pending_ == 0; });
+    }
+    used_ = 0;
+}
+
+}  // namespace kwr

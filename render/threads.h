@@ -1,0 +1,150 @@
+// Multi-core rendering: a context's pool of threads and its command list.
+//
+// With more than one thread a drawing call records itself and returns.  At a
+// flush every thread, the caller's included, replays the whole list in order
+// on a copy of the context of its own (its own state and scan-line table),
+// drawing only the rows it owns: rows are dealt in bands, band b to thread
+// b % n.  Each pixel therefore sees the same operations in the same order as
+// on one core, and the frame is the same bytes.
+#ifndef KWR_RENDER_THREADS_H
+#define KWR_RENDER_THREADS_H
+
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <thread>
+#include <tuple>
+#include <type_traits>
+#include <vector>
+
+#include "KWRRender.h"
+#include "render/state.h"
+
+namespace kwr {
+
+// The most threads a context runs; larger requests are held to it.
+constexpr int kMaxThreads = 64;
+// Rows in one band.
+constexpr int kDefaultBandHeight = 32;
+// Bytes of a context's command list; a full list is drawn, never grown.
+constexpr std::size_t kCommandListBytes = std::size_t{4} << 20;
+
+// The thread count asked for by KWRENDER_THREADS (1 when unset or unreadable).
+int threadsFromEnvironment();
+// What a request for n threads gives: 0 = one per core, at least 1, at most kMaxThreads.
+int threadsForRequest(int n);
+
+// One recorded call: a function that replays it on a thread's copy of the
+// context, followed by its arguments.
+struct CommandHeader {
+    void (*replay)(KWRRender& self, RenderState& s, const unsigned char* args);
+    std::size_t bytes;  // the whole record, header included
+};
+
+class ThreadPool {
+public:
+    // A pool of `threads` (> 1) for a surface of `rows` rows; null when the
+    // threads or their memory cannot be had.
+    static ThreadPool* create(int threads, int rows) noexcept;
+    ~ThreadPool();
+    ThreadPool(const ThreadPool&) = delete;
+    ThreadPool& operator=(const ThreadPool&) = delete;
+
+    int threads() const { return count_; }
+    // Gives every thread a scan-line table for `rows` rows; false when the
+    // memory cannot be had (the pool is then unusable and must go).
+    bool resize(int rows) noexcept;
+    // Rows per band (tests vary it; results never depend on it).
+    void setBandHeight(int rows);
+
+    // Room for a record of `argBytes` bytes of arguments; draws the list
+    // first when it is full.  `s` is the caller's state, copied as the
+    // starting state of the threads when the list is empty.
+    unsigned char* reserve(const RenderState& s, std::size_t argBytes, CommandHeader& header);
+    // Draws every recorded call and empties the list.
+    void flush();
+
+private:
+    ThreadPool() = default;
+    void workerLoop(int index);
+    void replay(int index);
+
+    int count_ = 0;
+    std::vector<std::unique_ptr<KWRRender>> shadows_;  // one copy of the context per thread
+    std::vector<void*> scanBlocks_;                   // their tables (thread 0 uses the caller's)
+    std::vector<std::thread> workers_;                // threads 1..count_-1
+    std::unique_ptr<unsigned char[]> list_;
+    std::size_t used_ = 0;
+    RenderState base_{};  // the caller's state when the list was started
+
+    std::mutex mutex_;
+    std::condition_variable wake_, done_;
+    std::uint64_t generation_ = 0;
+    int pending_ = 0;
+    bool quit_ = false;
+};
+
+// --- Recording ---------------------------------------------------------------
+
+template <class M>
+struct MemberArgs;
+template <class R, class... P>
+struct MemberArgs<R (KWRRender::*)(P...)> {
+    using Tuple = std::tuple<std::decay_t<P>...>;
+};
+
+template <auto Member>
+void replayMember(KWRRender& self, RenderState&, const unsigned char* args) {
+    using Tuple = typename MemberArgs<decltype(Member)>::Tuple;
+    const Tuple& t = *std::launder(reinterpret_cast<const Tuple*>(args));
+    std::apply([&](auto... a) { (self.*Member)(a...); }, t);
+}
+
+// Records a call of the public member `Member` with these arguments.
+template <auto Member, class... A>
+void recordMember(RenderState& s, A... a) {
+    using Tuple = typename MemberArgs<decltype(Member)>::Tuple;
+    static_assert(std::is_trivially_destructible<Tuple>::value, "recorded arguments are plain values");
+    CommandHeader h{&replayMember<Member>, 0};
+    ::new (static_cast<void*>(s.pool->reserve(s, sizeof(Tuple), h))) Tuple(a...);
+}
+
+// Records a call of an internal function F(RenderState&, Args...).
+template <class Tuple, void (*F)(RenderState&, const Tuple&)>
+void replayInternal(KWRRender&, RenderState& s, const unsigned char* args) {
+    F(s, *std::launder(reinterpret_cast<const Tuple*>(args)));
+}
+template <class Tuple, void (*F)(RenderState&, const Tuple&)>
+void recordInternal(RenderState& s, const Tuple& t) {
+    static_assert(std::is_trivially_copyable<Tuple>::value, "recorded arguments are plain values");
+    CommandHeader h{&replayInternal<Tuple, F>, 0};
+    ::new (static_cast<void*>(s.pool->reserve(s, sizeof(Tuple), h))) Tuple(t);
+}
+
+// Whether calls on this state are recorded rather than drawn.
+inline bool recording(const RenderState& s) { return s.pool != nullptr; }
+
+}  // namespace kwr
+
+// In a drawing member: record the call with its arguments and return when
+// the context records.
+#define KWR_RECORD(member, ...)                                            \
+    do {                                                                   \
+        if (kwr::recording(s)) {                                           \
+            kwr::recordMember<&KWRRender::member>(s, __VA_ARGS__);         \
+            return;                                                        \
+        }                                                                  \
+    } while (0)
+
+// In a state setter: record the call when the context records; the setter
+// then applies it to the caller's state as well, so that getters answer at once.
+#define KWR_RECORD_STATE(member, ...)                                      \
+    do {                                                                   \
+        if (kwr::recording(s)) kwr::recordMember<&KWRRender::member>(s, __VA_ARGS__); \
+    } while (0)
+
+#endif
