@@ -53,17 +53,22 @@ TEST(NoAllocation, DrawingTheSceneAllocatesNothing) {
     const long start = news.load();
     kwr_demo::SceneAssets assets;
     ASSERT_GT(news.load(), start);  // the counter sees allocations
-    for (int bpp : {8, 16, 24, 32}) {
-        auto r = std::make_unique<KWRRender>();
-        ASSERT_EQ(r->kwrSetRenderBpp(bpp), 1);
-        const long cBefore = cAllocations.load();
-        ASSERT_EQ(r->kwrInitBuffer(kwr_demo::kSceneWidth, kwr_demo::kSceneHeight), 1);
+    for (int threads : {1, 3}) {
+        for (int bpp : {8, 16, 24, 32}) {
+            auto r = std::make_unique<KWRRender>();
+            ASSERT_EQ(r->kwrSetRenderBpp(bpp), 1);
+            const long cBefore = cAllocations.load();
+            ASSERT_EQ(r->kwrInitBuffer(kwr_demo::kSceneWidth, kwr_demo::kSceneHeight), 1);
 #if defined(KWR_TEST_WRAPPED_MALLOC)
-        ASSERT_GT(cAllocations.load(), cBefore);  // the depth buffer is counted
+            ASSERT_GT(cAllocations.load(), cBefore);  // the depth buffer is counted
 #endif
-        const long before = news.load(), cAfterInit = cAllocations.load();
-        for (int frame = 0; frame < 3; ++frame) kwr_demo::drawScene(*r, assets, frame);
-        EXPECT_EQ(news.load(), before) << bpp << " bpp";
-        EXPECT_EQ(cAllocations.load(), cAfterInit) << bpp << " bpp";
+            // The pool, its threads and its list are made here, not while drawing.
+            ASSERT_EQ(r->kwrSetThreads(threads), threads);
+            const long before = news.load(), cAfterInit = cAllocations.load();
+            for (int frame = 0; frame < 3; ++frame) kwr_demo::drawScene(*r, assets, frame);
+            r->kwrFlush();
+            EXPECT_EQ(news.load(), before) << bpp << " bpp, " << threads << " threads";
+            EXPECT_EQ(cAllocations.load(), cAfterInit) << bpp << " bpp, " << threads << " threads";
+        }
     }
 }
