@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Runs every test: the native build (with the test of an outside host that
-# finds the installed package), the sanitizer build, a minute of fuzzing the
+# finds the installed package), the sanitizer builds (address and undefined
+# behaviour; threads for the multi-core tests), a minute of fuzzing the
 # bitmap loader and the Windows build under Wine.  Run as root on a fresh
 # Debian machine it first installs what is missing.  Exits non-zero if any
 # of them fails.
@@ -28,6 +29,8 @@ run() {
 
 run native cmake --workflow --preset native
 run sanitize cmake --workflow --preset sanitize
+# The multi-core tests under ThreadSanitizer.
+run tsan cmake --workflow --preset tsan
 # The bitmap loader's fuzz target, a minute from the generated seed corpus;
 # fails on any finding (the input is kept in build/fuzz/tests/fuzz/findings).
 run fuzz cmake --workflow --preset fuzz
