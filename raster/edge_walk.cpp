@@ -59,7 +59,7 @@ void storeAttributes(int y, const EdgeEnd& a, float* z, float* const* color, flo
 }  // namespace
 
 template <unsigned Carried>
-void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2) {
+void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFirst, int storeLast) {
     using K = Carries<Carried>;
     // Horizontal edges write nothing; the upper end is the top.
     if (p1.y == p2.y) return;
@@ -121,21 +121,14 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2) {
 
     // Merge every row from the top down to the row above the bottom.  Only a
     // strictly better x replaces a row's end; the right end is stored one
-    // pixel left of the crossing, with the crossing's attributes.
+    // pixel left of the crossing, with the crossing's attributes.  Rows
+    // outside storeFirst..storeLast (drawn by other threads) are stepped
+    // through the same way but not stored, and the walk ends after storeLast.
     ScanLineTable& t = s.scan;
     std::int64_t x = top.x;
     EdgeEnd a = top;
-    const int lastRow = static_cast<int>(bot.y) - 1;
-    for (int y = static_cast<int>(top.y); y <= lastRow; ++y) {
-        const std::int32_t xi = static_cast<std::int32_t>(x);
-        if (t.scanLeftX[y] > xi) {
-            t.scanLeftX[y] = xi;
-            storeAttributes<K>(y, a, t.scanLeftZ, t.scanLeftColor, t.scanLeftU, t.scanLeftV);
-        }
-        if (t.scanRightX[y] < xi - 1) {
-            t.scanRightX[y] = xi - 1;
-            storeAttributes<K>(y, a, t.scanRightZ, t.scanRightColor, t.scanRightU, t.scanRightV);
-        }
+    const int lastRow = static_cast<int>(bot.y) - 1 < storeLast ? static_cast<int>(bot.y) - 1 : storeLast;
+    auto step = [&]() {
         x += sx * q;
         err -= r;
         bool carry = false;
@@ -154,6 +147,20 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2) {
             a.z += zRow;
             if (xMajor && carry) a.z += zCarry;
         }
+    };
+    int y = static_cast<int>(top.y);
+    for (; y < storeFirst && y <= lastRow; ++y) step();
+    for (; y <= lastRow; ++y) {
+        const std::int32_t xi = static_cast<std::int32_t>(x);
+        if (t.scanLeftX[y] > xi) {
+            t.scanLeftX[y] = xi;
+            storeAttributes<K>(y, a, t.scanLeftZ, t.scanLeftColor, t.scanLeftU, t.scanLeftV);
+        }
+        if (t.scanRightX[y] < xi - 1) {
+            t.scanRightX[y] = xi - 1;
+            storeAttributes<K>(y, a, t.scanRightZ, t.scanRightColor, t.scanRightU, t.scanRightV);
+        }
+        step();
     }
 }
 
@@ -163,7 +170,8 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2) {
 // before multiplying; the flat one multiplies first.  Both operation orders
 // are kept as they are, since they differ in the last bit.
 template <unsigned Carried>
-void walkFloatEdge(RenderState& s, float x1, float y1, float z1, float x2, float y2, float z2) {
+void walkFloatEdge(RenderState& s, float x1, float y1, float z1, float x2, float y2, float z2, int storeFirst,
+                   int storeLast) {
     constexpr bool kDepth = Carries<Carried>::kDepth;
     float xT = x1, yT = y1, zT = z1, xB = x2, yB = y2, zB = z2;
     if (y1 > y2) {
@@ -198,20 +206,21 @@ void walkFloatEdge(RenderState& s, float x1, float y1, float z1, float x2, float
     // The rounded ends lie in rows 0..height, so the integer walk's own
     // reject and clip steps change nothing for finite input; they keep NaN
     // input inside the table.
-    walkEdge<Carried>(s, edgeEnd(roundHalfUp(xT), roundHalfUp(yT), zT), edgeEnd(roundHalfUp(xB), roundHalfUp(yB), zB));
+    walkEdge<Carried>(s, edgeEnd(roundHalfUp(xT), roundHalfUp(yT), zT), edgeEnd(roundHalfUp(xB), roundHalfUp(yB), zB),
+                      storeFirst, storeLast);
 }
 
 // Every walker the library uses.
-template void walkEdge<kCarryNothing>(RenderState&, const EdgeEnd&, const EdgeEnd&);
-template void walkEdge<kCarryColour>(RenderState&, const EdgeEnd&, const EdgeEnd&);
-template void walkEdge<kCarryColour | kCarryTexCoords>(RenderState&, const EdgeEnd&, const EdgeEnd&);
-template void walkEdge<kCarryTexCoords>(RenderState&, const EdgeEnd&, const EdgeEnd&);
-template void walkEdge<kCarryDepth>(RenderState&, const EdgeEnd&, const EdgeEnd&);
-template void walkEdge<kCarryDepth | kCarryColour>(RenderState&, const EdgeEnd&, const EdgeEnd&);
-template void walkEdge<kCarryDepth | kCarryColour | kCarryTexCoords>(RenderState&, const EdgeEnd&, const EdgeEnd&);
-template void walkEdge<kCarryDepth | kCarryTexCoords>(RenderState&, const EdgeEnd&, const EdgeEnd&);
-template void walkFloatEdge<kCarryNothing>(RenderState&, float, float, float, float, float, float);
-template void walkFloatEdge<kCarryDepth>(RenderState&, float, float, float, float, float, float);
+template void walkEdge<kCarryNothing>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
+template void walkEdge<kCarryColour>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
+template void walkEdge<kCarryColour | kCarryTexCoords>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
+template void walkEdge<kCarryTexCoords>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
+template void walkEdge<kCarryDepth>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
+template void walkEdge<kCarryDepth | kCarryColour>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
+template void walkEdge<kCarryDepth | kCarryColour | kCarryTexCoords>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
+template void walkEdge<kCarryDepth | kCarryTexCoords>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
+template void walkFloatEdge<kCarryNothing>(RenderState&, float, float, float, float, float, float, int, int);
+template void walkFloatEdge<kCarryDepth>(RenderState&, float, float, float, float, float, float, int, int);
 
 }  // namespace kwr
 

@@ -2,6 +2,7 @@
 #ifndef KWR_RASTER_EDGE_WALK_H
 #define KWR_RASTER_EDGE_WALK_H
 
+#include <climits>
 #include <cstdint>
 
 #include "render/state.h"
@@ -53,16 +54,18 @@ inline EdgeEnd edgeEnd(std::int64_t x, std::int64_t y, float z = 0, std::uint32_
     return e;
 }
 
-// The integer walk of one edge, carrying the attributes in `Carried`.
-// Instantiated for every set of attributes.
+// The integer walk of one edge, carrying the attributes in `Carried`, storing
+// rows storeFirst..storeLast of the table (a thread's share of a triangle;
+// every row by default).  Instantiated for every set of attributes.
 template <unsigned Carried>
-void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2);
+void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFirst = 0, int storeLast = INT_MAX);
 
 // Float endpoints: clipped in float at row 0 and at the surface height,
 // rounded, then walked as integers.  Instantiated for kCarryNothing and
 // kCarryDepth (z is ignored without depth).
 template <unsigned Carried>
-void walkFloatEdge(RenderState& s, float x1, float y1, float z1, float x2, float y2, float z2);
+void walkFloatEdge(RenderState& s, float x1, float y1, float z1, float x2, float y2, float z2, int storeFirst = 0,
+                   int storeLast = INT_MAX);
 
 }  // namespace kwr
 

@@ -102,21 +102,22 @@ template <unsigned Carried>
 constexpr bool kWalksFloat = (Carried & ~static_cast<unsigned>(kCarryDepth)) == 0;
 
 template <unsigned Carried>
-void walk(RenderState& s, const Vertex<int>& a, const Vertex<int>& b) {
-    walkEdge<Carried>(s, edgeEnd(a.x, a.y, a.z, a.c, a.u, a.v), edgeEnd(b.x, b.y, b.z, b.c, b.u, b.v));
+void walk(RenderState& s, const Vertex<int>& a, const Vertex<int>& b, RowRange store) {
+    walkEdge<Carried>(s, edgeEnd(a.x, a.y, a.z, a.c, a.u, a.v), edgeEnd(b.x, b.y, b.z, b.c, b.u, b.v), store.first,
+                      store.last);
 }
 template <unsigned Carried>
-void walk(RenderState& s, const Vertex<float>& a, const Vertex<float>& b) {
-    walkFloatEdge<Carried>(s, a.x, a.y, a.z, b.x, b.y, b.z);
+void walk(RenderState& s, const Vertex<float>& a, const Vertex<float>& b, RowRange store) {
+    walkFloatEdge<Carried>(s, a.x, a.y, a.z, b.x, b.y, b.z, store.first, store.last);
 }
 
 // Top to middle and middle to bottom only where they can reach the surface,
-// then top to bottom.
+// then top to bottom; the table takes rows store.first..store.last.
 template <unsigned Carried, class T>
-void walkEdges(RenderState& s, const Vertex<T>* v, bool topEdge, bool bottomEdge) {
-    if (topEdge) walk<Carried>(s, v[0], v[1]);
-    if (bottomEdge) walk<Carried>(s, v[1], v[2]);
-    walk<Carried>(s, v[0], v[2]);
+void walkEdges(RenderState& s, const Vertex<T>* v, bool topEdge, bool bottomEdge, RowRange store) {
+    if (topEdge) walk<Carried>(s, v[0], v[1], store);
+    if (bottomEdge) walk<Carried>(s, v[1], v[2], store);
+    walk<Carried>(s, v[0], v[2], store);
 }
 
 // Three compare-and-swaps, each swapping only on a strictly greater y, so
@@ -149,18 +150,21 @@ void rasterise(RenderState& s, Vertex<T>* v) {
         if (v[2].y < 0 || v[0].y >= s.heightF) return;
         rows = floatRows(s, v[0].y, v[2].y);
     }
-    // A thread that draws none of the rows has nothing to do.
-    if (!ownsAnyRow(s, rows.first, rows.last)) return;
+    // A thread draws the rows it owns: it skips a triangle without any, and
+    // otherwise resets, walks into and fills only the rows from its first
+    // to its last.
+    rows = ownedRows(s, rows);
+    if (rows.first > rows.last) return;
     resetRows(s, rows);
     const bool topEdge = v[1].y >= 0;
     const bool bottomEdge = kInt ? v[1].y <= s.clipBottom : s.clipBottomF >= v[1].y;
     if constexpr (kInt || kWalksFloat<Carried>) {
-        walkEdges<Carried>(s, v, topEdge, bottomEdge);
+        walkEdges<Carried>(s, v, topEdge, bottomEdge, rows);
     } else {
         Vertex<int> w[3];
         for (int i = 0; i < 3; ++i)
             w[i] = Vertex<int>{roundHalfUp(v[i].x), roundHalfUp(v[i].y), v[i].z, v[i].c, v[i].u, v[i].v};
-        walkEdges<Carried>(s, w, topEdge, bottomEdge);
+        walkEdges<Carried>(s, w, topEdge, bottomEdge, rows);
     }
     fillOwned<Carried>(s, rows, blends<Carried>(s, v));
 }

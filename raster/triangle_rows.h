@@ -31,6 +31,19 @@ inline RowRange floatRows(const RenderState& s, float top, float bottom) {
     return limitRows(s, RowRange{roundHalfUp(first), roundHalfUp(last)});
 }
 
+// The part of a range from the first to the last row this state draws
+// (empty when it draws none of them).
+inline RowRange ownedRows(const RenderState& s, RowRange r) {
+    RowRange out{r.last + 1, r.last};
+    bool any = false;
+    forOwnedRows(s, r.first, r.last, [&](int first, int last) {
+        if (!any) out.first = first;
+        out.last = last;
+        any = true;
+    });
+    return out;
+}
+
 // Marks every row of the range as not reached by any edge yet.
 inline void resetRows(RenderState& s, RowRange r) {
     for (int y = r.first; y <= r.last; ++y) {

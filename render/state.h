@@ -158,17 +158,6 @@ void forOwnedRows(const RenderState& s, int first, int last, F&& f) {
     }
 }
 
-// Whether any row of first..last is drawn by this state.
-inline bool ownsAnyRow(const RenderState& s, int first, int last) {
-    if (first < 0) first = 0;
-    if (first > last) return false;
-    if (s.bandCount == 1) return true;
-    // The first band at or after first's band that this state draws.
-    const int band = first / s.bandHeight;
-    const int ahead = ((s.bandIndex - band % s.bandCount) + s.bandCount) % s.bandCount;
-    return ahead == 0 || static_cast<std::int64_t>(band + ahead) * s.bandHeight <= last;
-}
-
 }  // namespace kwr
 
 #endif

@@ -11,6 +11,7 @@
 
 #include "KWRRender.h"
 #include "random_calls.h"
+#include "raster/triangle_rows.h"
 #include "render/access.h"
 #include "render/threads.h"
 
@@ -88,9 +89,13 @@ TEST(Threads, BandsDealRowsRoundRobin) {
     EXPECT_EQ(runs, (std::vector<std::pair<int, int>>{{3, 5}, {9, 11}, {15, 16}}));
     for (int first = 0; first < 14; ++first) {
         for (int last = first - 1; last < 14; ++last) {
-            bool any = false;
-            for (int y = first; y <= last; ++y) any = any || kwr::ownsRow(s, y);
-            EXPECT_EQ(kwr::ownsAnyRow(s, first, last), any) << first << ".." << last;
+            int lo = last + 1, hi = last;
+            for (int y = last; y >= first; --y)
+                if (kwr::ownsRow(s, y)) lo = y;
+            for (int y = first; y <= last; ++y)
+                if (kwr::ownsRow(s, y)) hi = y;
+            const kwr::RowRange owned = kwr::ownedRows(s, kwr::RowRange{first, last});
+            EXPECT_TRUE(owned.first == lo && owned.last == hi) << first << ".." << last;
         }
     }
 }

@@ -32,7 +32,8 @@ public:
 
 using Texture = std::vector<std::uint8_t>;
 
-std::unique_ptr<Peer> makeKwrenderPeer(int bpp, const Texture& texture);
+// `threads` as kwrSetThreads takes it (1: the calling thread only, 0: one per core).
+std::unique_ptr<Peer> makeKwrenderPeer(int bpp, const Texture& texture, int threads = 1);
 #ifdef KWR_PEER_OSMESA
 std::unique_ptr<Peer> makeOsmesaPeer(const Texture& texture);
 #endif

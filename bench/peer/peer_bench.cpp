@@ -53,6 +53,7 @@ struct PeerConfig {
     Kind kind;
     int bpp;                // kwrender's format
     const char* lpThreads;  // llvmpipe: LP_NUM_THREADS, or null for its default
+    int threads;            // kwrender: kwrSetThreads (0: one per core)
     bool singleThread;
     bool available;
 };
@@ -96,6 +97,7 @@ struct Options {
     std::string readme;  // a file whose marked section takes the summary
     std::string label;   // names the library's version in the output
     std::vector<std::string> peers, modes, sizes;  // empty: all
+    int threads = 0;     // kwr-mt's thread count (0: one per core)
 };
 
 void copyText(char* to, std::size_t size, const std::string& from) {
@@ -133,7 +135,7 @@ double bestFrame(bool processorTime, double budget, Clear clear, Draw draw) {
 
 std::unique_ptr<Peer> makePeer(const PeerConfig& config, const Texture& texture) {
     switch (config.kind) {
-    case Kind::Kwrender: return makeKwrenderPeer(config.bpp, texture);
+    case Kind::Kwrender: return makeKwrenderPeer(config.bpp, texture, config.threads);
 #ifdef KWR_PEER_OSMESA
     case Kind::Llvmpipe:
         // llvmpipe reads its thread count when the first context is made.
@@ -364,13 +366,15 @@ Options parse(int argc, char** argv) {
             o.peers = splitList(argv[++i]);
         } else if (a == "--modes" && hasValue) {
             o.modes = splitList(argv[++i]);
+        } else if (a == "--threads" && hasValue) {
+            o.threads = std::atoi(argv[++i]);
         } else if (a == "--sizes" && hasValue) {
             o.sizes = splitList(argv[++i]);
         } else {
             std::fprintf(stderr,
-                         "usage: %s [--quick] [--out FILE.md] [--readme README.md] [--label TEXT] [--peers kwr32,kwr24,kwr16,kwr8,llvmpipe1,llvmpipe,sdl]\n"
+                         "usage: %s [--quick] [--out FILE.md] [--readme README.md] [--label TEXT] [--peers kwr32,kwr-mt,kwr24,kwr16,kwr8,llvmpipe1,llvmpipe,sdl]\n"
                          "          [--modes flat,flat-depth,gouraud,gouraud-depth,textured,textured-depth,"
-                         "blended-flat,blended-gouraud] [--sizes 8,50,500,20000,full]\n",
+                         "blended-flat,blended-gouraud] [--sizes 8,50,500,20000,full] [--threads N]\n",
                          argv[0]);
             std::exit(2);
         }
@@ -407,14 +411,16 @@ public:
         const bool sdl = false;
 #endif
         const std::string cores = std::to_string(std::max(1u, std::thread::hardware_concurrency()));
+        const std::string mt = o.threads > 0 ? std::to_string(o.threads) : cores;
         configs_ = {
-            {"kwr32", "kwrender 32 bpp", Kind::Kwrender, 32, nullptr, true, true},
-            {"llvmpipe1", "llvmpipe 1 thread", Kind::Llvmpipe, 0, "0", true, osmesa},
-            {"llvmpipe", "llvmpipe " + cores + " threads (default)", Kind::Llvmpipe, 0, nullptr, false, osmesa},
-            {"sdl", "SDL2 software", Kind::Sdl, 0, nullptr, true, sdl},
-            {"kwr24", "kwrender 24 bpp", Kind::Kwrender, 24, nullptr, true, true},
-            {"kwr16", "kwrender 16 bpp", Kind::Kwrender, 16, nullptr, true, true},
-            {"kwr8", "kwrender 8 bpp", Kind::Kwrender, 8, nullptr, true, true},
+            {"kwr32", "kwrender 32 bpp", Kind::Kwrender, 32, nullptr, 1, true, true},
+            {"llvmpipe1", "llvmpipe 1 thread", Kind::Llvmpipe, 0, "0", 1, true, osmesa},
+            {"llvmpipe", "llvmpipe " + cores + " threads (default)", Kind::Llvmpipe, 0, nullptr, 1, false, osmesa},
+            {"sdl", "SDL2 software", Kind::Sdl, 0, nullptr, 1, true, sdl},
+            {"kwr-mt", "kwrender 32 bpp, " + mt + " threads", Kind::Kwrender, 32, nullptr, o.threads, false, true},
+            {"kwr24", "kwrender 24 bpp", Kind::Kwrender, 24, nullptr, 1, true, true},
+            {"kwr16", "kwrender 16 bpp", Kind::Kwrender, 16, nullptr, 1, true, true},
+            {"kwr8", "kwrender 8 bpp", Kind::Kwrender, 8, nullptr, 1, true, true},
         };
         for (auto& s : configs_)
             if (!selected(opt_.peers, s.key)) s.available = false;
@@ -473,7 +479,9 @@ public:
         md += machine();
         md += legend();
         for (Mode m : modes_) md += modeTable(m);
-        md += ratioTable("kwrender 32 bpp ÷ llvmpipe 1 thread (Mpix/s ratio; above 1 is faster)", 1);
+        md += ratioTable("kwrender 32 bpp ÷ llvmpipe 1 thread (Mpix/s ratio; above 1 is faster)", 0, 1);
+        md += ratioTable("kwrender multi-core ÷ llvmpipe with its default threads (Mpix/s ratio)", kMt, kLlvmpipeMt);
+        md += ratioTable("kwrender multi-core ÷ kwrender one thread (the scaling)", kMt, 0);
         md += memsetTable();
         md += formatTable();
         md += pictureTable();
@@ -669,11 +677,15 @@ private:
         return s + "\n";
     }
 
-    std::string ratioTable(const std::string& title, std::size_t against) const {
-        if (!config(against).available) return "## " + title + "\n\nllvmpipe was not built: no ratios.\n\n";
+    // Columns of configs_ named in the ratio tables.
+    static constexpr std::size_t kLlvmpipeMt = 2, kMt = 4;
+
+    std::string ratioTable(const std::string& title, std::size_t of, std::size_t against) const {
+        if (!config(of).available || !config(against).available)
+            return "## " + title + "\n\nNot measured in this run: no ratios.\n\n";
         return modeBySizeTable(title, [&](Mode m, int i) -> std::string {
-            if (!measured(0, m, i) || !measured(against, m, i)) return "—";
-            return short3(mpix(0, m, i) / mpix(against, m, i));
+            if (!measured(of, m, i) || !measured(against, m, i)) return "—";
+            return short3(mpix(of, m, i) / mpix(against, m, i));
         });
     }
 
@@ -690,7 +702,9 @@ private:
             [&](Mode m, int i) -> std::string {
                 std::string c;
                 for (std::size_t p = 1; p < configs_.size(); ++p) {
-                    if (config(p).kind != Kind::Kwrender || !measured(p, m, i) || !measured(0, m, i)) continue;
+                    if (config(p).kind != Kind::Kwrender || !config(p).singleThread || !measured(p, m, i) ||
+                        !measured(0, m, i))
+                        continue;
                     c += std::string(c.empty() ? "" : " · ") + std::to_string(config(p).bpp) + ": " +
                          short3(results_[p][int(m)].seconds[i] / results_[0][int(m)].seconds[i]);
                     if (config(p).bpp == 8 && !modeIsFlat(m)) c += "\\*";

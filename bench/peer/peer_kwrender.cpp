@@ -10,10 +10,11 @@ namespace {
 
 class KwrenderPeer final : public Peer {
 public:
-    KwrenderPeer(int bpp, const Texture& texture) : bpp_(bpp), texture_(texture) {
+    KwrenderPeer(int bpp, const Texture& texture, int threads) : bpp_(bpp), texture_(texture) {
         r_->kwrSetRenderBpp(bpp);
         r_->kwrZBufferEnable(1);
         r_->kwrInitBuffer(kWidth, kHeight);
+        threads_ = r_->kwrSetThreads(threads);
         r_->kwrSetTexture(texture_.data(), kTextureSize, kTextureSize, kTextureSize * 4);
     }
 
@@ -31,7 +32,10 @@ public:
         return {};
     }
 
-    std::string describe() const override { return "kwrender " + std::to_string(bpp_) + " bpp"; }
+    std::string describe() const override {
+        return "kwrender " + std::to_string(bpp_) + " bpp" +
+               (threads_ > 1 ? ", " + std::to_string(threads_) + " threads" : std::string());
+    }
 
     void prepare(Mode m, const TriangleSet& set) override {
         mode_ = m;
@@ -42,6 +46,7 @@ public:
     void clear() override {
         r_->kwrSetColor(0xFF000000u);
         r_->kwrClear();
+        r_->kwrFlush();  // the clear is not timed
     }
 
     void draw(std::size_t triangles) override {
@@ -76,6 +81,7 @@ public:
                 break;
             }
         }
+        r.kwrFlush();  // with several threads, the frame is drawn here
     }
 
     bool readFrame(std::uint8_t* bgra) override {
@@ -89,6 +95,7 @@ public:
 
 private:
     int bpp_;
+    int threads_ = 1;
     Texture texture_;  // the library reads the host's texels while drawing
     std::unique_ptr<KWRRender> r_ = std::make_unique<KWRRender>();
     Mode mode_ = Mode::Flat;
@@ -97,8 +104,8 @@ private:
 
 }  // namespace
 
-std::unique_ptr<Peer> makeKwrenderPeer(int bpp, const Texture& texture) {
-    return std::make_unique<KwrenderPeer>(bpp, texture);
+std::unique_ptr<Peer> makeKwrenderPeer(int bpp, const Texture& texture, int threads) {
+    return std::make_unique<KwrenderPeer>(bpp, texture, threads);
 }
 
 }  // namespace peerbench
