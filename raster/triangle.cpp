@@ -4,6 +4,8 @@
 // range, reset, three edge walks and one fill.  What a vertex carries (a set
 // of Carry bits, raster/edge_walk.h) and the coordinate form are
 // compile-time parameters; the public members are one-line calls.
+#include <climits>
+#include <cmath>
 #include <cstdint>
 #include <type_traits>
 
@@ -93,7 +95,8 @@ void fill(const RenderState& s, RowRange rows, bool blend) {
 // The fill over the rows of the range this state draws.
 template <unsigned Carried>
 void fillOwned(const RenderState& s, RowRange rows, bool blend) {
-    forOwnedRows(s, rows.first, rows.last, [&](int first, int last) { fill<Carried>(s, RowRange{first, last}, blend); });
+    for (RowRange run = firstOwnedRun(s, rows); run.first <= run.last; run = nextOwnedRun(s, run, rows))
+        fill<Carried>(s, run, blend);
 }
 
 // The flat and the depth-only kinds hand float vertices to the float edge
@@ -137,8 +140,9 @@ void sortByY(Vertex<T>* v) {
 }
 
 // The body every triangle runs.  Float vertices are rejected, ranged and
-// tested for their edges unrounded.
-template <unsigned Carried, class T>
+// tested for their edges unrounded.  A banded state (one of several threads)
+// draws only the rows it owns.
+template <unsigned Carried, bool Banded, class T>
 void rasterise(RenderState& s, Vertex<T>* v) {
     constexpr bool kInt = std::is_same<T, int>::value;
     sortByY(v);
@@ -150,23 +154,24 @@ void rasterise(RenderState& s, Vertex<T>* v) {
         if (v[2].y < 0 || v[0].y >= s.heightF) return;
         rows = floatRows(s, v[0].y, v[2].y);
     }
-    // A thread draws the rows it owns: it skips a triangle without any, and
-    // otherwise resets, walks into and fills only the rows from its first
-    // to its last.
-    rows = ownedRows(s, rows);
+    // A thread skips a triangle without rows of its own, and otherwise
+    // resets, walks into and fills only the rows from its first to its last.
+    if constexpr (Banded) rows = ownedRows(s, rows);
     if (rows.first > rows.last) return;
     resetRows(s, rows);
+    const RowRange store = Banded ? rows : RowRange{0, INT_MAX};
     const bool topEdge = v[1].y >= 0;
     const bool bottomEdge = kInt ? v[1].y <= s.clipBottom : s.clipBottomF >= v[1].y;
     if constexpr (kInt || kWalksFloat<Carried>) {
-        walkEdges<Carried>(s, v, topEdge, bottomEdge, rows);
+        walkEdges<Carried>(s, v, topEdge, bottomEdge, store);
     } else {
         Vertex<int> w[3];
         for (int i = 0; i < 3; ++i)
             w[i] = Vertex<int>{roundHalfUp(v[i].x), roundHalfUp(v[i].y), v[i].z, v[i].c, v[i].u, v[i].v};
-        walkEdges<Carried>(s, w, topEdge, bottomEdge, rows);
+        walkEdges<Carried>(s, w, topEdge, bottomEdge, store);
     }
-    fillOwned<Carried>(s, rows, blends<Carried>(s, v));
+    if constexpr (Banded) fillOwned<Carried>(s, rows, blends<Carried>(s, v));
+    else fill<Carried>(s, rows, blends<Carried>(s, v));
 }
 
 // The fallbacks: without a depth test in force a triangle drops its depths,
@@ -180,7 +185,8 @@ void drawWithFallbacks(RenderState& s, Vertex<T>* v) {
     if constexpr (Carries<Carried>::kTexCoords) {
         if (!anyMapBound(s)) return drawWithFallbacks<Carried & ~static_cast<unsigned>(kCarryTexCoords)>(s, v);
     }
-    rasterise<Carried>(s, v);
+    if (s.bandCount == 1) rasterise<Carried, false>(s, v);
+    else rasterise<Carried, true>(s, v);
 }
 
 template <unsigned Carried, class Form>
@@ -191,12 +197,25 @@ struct Recorded {
 template <unsigned Carried, class Form>
 void drawRecorded(RenderState& s, const Recorded<Carried, Form>& r);
 
+// Records a triangle for the threads whose rows it may reach.
+template <unsigned Carried, class Form>
+KWR_NOINLINE void recordTriangle(RenderState& s, const Recorded<Carried, Form>& r) {
+    double y[3];
+    for (int i = 0; i < 3; ++i) {
+        y[i] = static_cast<double>(r.v[i].y);
+        if constexpr (Form::kCentred) y[i] = static_cast<double>(centredY(s, r.v[i].y));
+    }
+    const double top = std::fmin(y[0], std::fmin(y[1], y[2])), bottom = std::fmax(y[0], std::fmax(y[1], y[2]));
+    // NaN anywhere: every thread looks at it.
+    const bool nan = y[0] != y[0] || y[1] != y[1] || y[2] != y[2];
+    const std::uint64_t threads = nan ? kAllThreads : s.pool->threadsForRows(top, bottom, s.height);
+    recordInternal<Recorded<Carried, Form>, &drawRecorded<Carried, Form>>(s, r, threads);
+}
+
 template <unsigned Carried, class Form>
 void drawTriangle(RenderState& s, Vertex<typename Form::Value> a, Vertex<typename Form::Value> b,
                   Vertex<typename Form::Value> c) {
-    if (recording(s)) {
-        return recordInternal<Recorded<Carried, Form>, &drawRecorded<Carried, Form>>(s, {{a, b, c}});
-    }
+    if (recording(s)) return recordTriangle<Carried, Form>(s, Recorded<Carried, Form>{{a, b, c}});
     Vertex<typename Form::Value> v[3] = {a, b, c};
     if constexpr (Form::kCentred) {
         for (auto& p : v) {

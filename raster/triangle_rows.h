@@ -34,6 +34,7 @@ inline RowRange floatRows(const RenderState& s, float top, float bottom) {
 // The part of a range from the first to the last row this state draws
 // (empty when it draws none of them).
 inline RowRange ownedRows(const RenderState& s, RowRange r) {
+    if (s.bandCount == 1) return r;
     RowRange out{r.last + 1, r.last};
     bool any = false;
     forOwnedRows(s, r.first, r.last, [&](int first, int last) {
@@ -42,6 +43,22 @@ inline RowRange ownedRows(const RenderState& s, RowRange r) {
         any = true;
     });
     return out;
+}
+
+// The runs of consecutive rows of a range that this state draws, top to
+// bottom: the first, and the one after `run` (empty ranges when there are
+// no more).  A state drawing every row has one run, the whole range.
+inline RowRange firstOwnedRun(const RenderState& s, RowRange r) {
+    if (s.bandCount == 1 || r.first > r.last) return r;
+    RowRange run{r.last + 1, r.last};
+    forOwnedRows(s, r.first, r.last, [&](int first, int last) {
+        if (run.first > run.last) run = RowRange{first, last};
+    });
+    return run;
+}
+inline RowRange nextOwnedRun(const RenderState& s, RowRange run, RowRange r) {
+    if (s.bandCount == 1 || run.last >= r.last) return RowRange{1, 0};
+    return firstOwnedRun(s, RowRange{run.last + 1, r.last});
 }
 
 // Marks every row of the range as not reached by any edge yet.

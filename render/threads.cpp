@@ -2,6 +2,7 @@
 // context, and the command list they replay.
 #include "render/threads.h"
 
+#include <cmath>
 #include <cstdlib>
 #include <exception>
 #include <string>
@@ -77,18 +78,38 @@ bool ThreadPool::resize(int rows) noexcept {
 }
 
 void ThreadPool::setBandHeight(int rows) {
-    for (auto& sh : shadows_) sh->s.bandHeight = rows < 1 ? 1 : rows;
+    bandHeight_ = rows < 1 ? 1 : rows;
+    for (auto& sh : shadows_) sh->s.bandHeight = bandHeight_;
 }
 
+std::uint64_t ThreadPool::threadsForRows(double top, double bottom, int rows) const {
+    if (!(top <= bottom)) return kAllThreads;  // NaN
+    const double first = std::floor(top) - 1, last = std::ceil(bottom) + 1;
+    if (last < 0 || first > rows - 1) return 0;
+    const std::int64_t a = first < 0 ? 0 : static_cast<std::int64_t>(first) / bandHeight_;
+    const std::int64_t b = static_cast<std::int64_t>(last > rows - 1 ? rows - 1 : last) / bandHeight_;
+    if (b - a + 1 >= count_) return kAllThreads;
+    std::uint64_t mask = 0;
+    for (std::int64_t band = a; band <= b; ++band) mask |= std::uint64_t{1} << (band % count_);
+    return mask;
+}
+
+namespace {
+// A record: its header, then its arguments, each starting on a boundary
+// any argument type may need.
+constexpr std::size_t kAlign = alignof(std::max_align_t);
+constexpr std::size_t roundUp(std::size_t n) { return (n + kAlign - 1) / kAlign * kAlign; }
+constexpr std::size_t kArgsAt = roundUp(sizeof(CommandHeader));
+}  // namespace
+
 unsigned char* ThreadPool::reserve(const RenderState& s, std::size_t argBytes, CommandHeader& header) {
-    constexpr std::size_t kAlign = alignof(std::max_align_t);
-    header.bytes = (sizeof(CommandHeader) + argBytes + kAlign - 1) / kAlign * kAlign;
+    header.bytes = kArgsAt + roundUp(argBytes);
     if (used_ + header.bytes > kCommandListBytes) flush();
     if (used_ == 0) base_ = s;
     unsigned char* at = list_.get() + used_;
     std::memcpy(at, &header, sizeof header);
     used_ += header.bytes;
-    return at + (sizeof(CommandHeader) + kAlign - 1) / kAlign * kAlign;
+    return at + kArgsAt;
 }
 
 void ThreadPool::replay(int index) {
@@ -106,12 +127,10 @@ void ThreadPool::replay(int index) {
         st.scanBlock = scanBlocks_[static_cast<std::size_t>(index)];
         layOutScanTable(st.scan, st.scanBlock, st.height);
     }
-    constexpr std::size_t kAlign = alignof(std::max_align_t);
-    const std::size_t argsAt = (sizeof(CommandHeader) + kAlign - 1) / kAlign * kAlign;
     for (std::size_t at = 0; at < used_;) {
         CommandHeader h;
         std::memcpy(&h, list_.get() + at, sizeof h);
-        h.replay(self, st, list_.get() + at + argsAt);
+        if ((h.threads >> index) & 1u) h.replay(self, st, list_.get() + at + kArgsAt);
         at += h.bytes;
     }
     st.scanBlock = nullptr;

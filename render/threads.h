@@ -24,6 +24,14 @@
 #include "KWRRender.h"
 #include "render/state.h"
 
+// Recording stays out of line, so that the drawing path of a context on one
+// thread keeps its shape.
+#if defined(_MSC_VER)
+#define KWR_NOINLINE __declspec(noinline)
+#else
+#define KWR_NOINLINE __attribute__((noinline))
+#endif
+
 namespace kwr {
 
 // The most threads a context runs; larger requests are held to it.
@@ -42,8 +50,12 @@ int threadsForRequest(int n);
 // context, followed by its arguments.
 struct CommandHeader {
     void (*replay)(KWRRender& self, RenderState& s, const unsigned char* args);
-    std::size_t bytes;  // the whole record, header included
+    std::size_t bytes;      // the whole record, header included
+    std::uint64_t threads;  // bit t set: thread t replays it
 };
+
+// Every thread replays the call.
+constexpr std::uint64_t kAllThreads = ~std::uint64_t{0};
 
 class ThreadPool {
 public:
@@ -60,6 +72,9 @@ public:
     bool resize(int rows) noexcept;
     // Rows per band (tests vary it; results never depend on it).
     void setBandHeight(int rows);
+    // The threads owning any row from floor(top) - 1 to ceil(bottom) + 1 of a
+    // surface of `rows` rows: a call drawing inside those rows needs no other.
+    std::uint64_t threadsForRows(double top, double bottom, int rows) const;
 
     // Room for a record of `argBytes` bytes of arguments; draws the list
     // first when it is full.  `s` is the caller's state, copied as the
@@ -77,6 +92,7 @@ private:
     std::vector<std::unique_ptr<KWRRender>> shadows_;  // one copy of the context per thread
     std::vector<void*> scanBlocks_;                   // their tables (thread 0 uses the caller's)
     std::vector<std::thread> workers_;                // threads 1..count_-1
+    int bandHeight_ = kDefaultBandHeight;
     std::unique_ptr<unsigned char[]> list_;
     std::size_t used_ = 0;
     RenderState base_{};  // the caller's state when the list was started
@@ -106,10 +122,10 @@ void replayMember(KWRRender& self, RenderState&, const unsigned char* args) {
 
 // Records a call of the public member `Member` with these arguments.
 template <auto Member, class... A>
-void recordMember(RenderState& s, A... a) {
+KWR_NOINLINE void recordMember(RenderState& s, A... a) {
     using Tuple = typename MemberArgs<decltype(Member)>::Tuple;
     static_assert(std::is_trivially_destructible<Tuple>::value, "recorded arguments are plain values");
-    CommandHeader h{&replayMember<Member>, 0};
+    CommandHeader h{&replayMember<Member>, 0, kAllThreads};
     ::new (static_cast<void*>(s.pool->reserve(s, sizeof(Tuple), h))) Tuple(a...);
 }
 
@@ -119,9 +135,9 @@ void replayInternal(KWRRender&, RenderState& s, const unsigned char* args) {
     F(s, *std::launder(reinterpret_cast<const Tuple*>(args)));
 }
 template <class Tuple, void (*F)(RenderState&, const Tuple&)>
-void recordInternal(RenderState& s, const Tuple& t) {
+void recordInternal(RenderState& s, const Tuple& t, std::uint64_t threads) {
     static_assert(std::is_trivially_copyable<Tuple>::value, "recorded arguments are plain values");
-    CommandHeader h{&replayInternal<Tuple, F>, 0};
+    CommandHeader h{&replayInternal<Tuple, F>, 0, threads};
     ::new (static_cast<void*>(s.pool->reserve(s, sizeof(Tuple), h))) Tuple(t);
 }
 
