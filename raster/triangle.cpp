@@ -5,7 +5,6 @@
 // of Carry bits, raster/edge_walk.h) and the coordinate form are
 // compile-time parameters; the public members are one-line calls.
 #include <climits>
-#include <cmath>
 #include <cstdint>
 #include <type_traits>
 
@@ -205,7 +204,11 @@ KWR_NOINLINE void recordTriangle(RenderState& s, const Recorded<Carried, Form>& 
         y[i] = static_cast<double>(r.v[i].y);
         if constexpr (Form::kCentred) y[i] = static_cast<double>(centredY(s, r.v[i].y));
     }
-    const double top = std::fmin(y[0], std::fmin(y[1], y[2])), bottom = std::fmax(y[0], std::fmax(y[1], y[2]));
+    double top = y[0], bottom = y[0];
+    for (int i = 1; i < 3; ++i) {
+        top = y[i] < top ? y[i] : top;
+        bottom = y[i] > bottom ? y[i] : bottom;
+    }
     // NaN anywhere: every thread looks at it.
     const bool nan = y[0] != y[0] || y[1] != y[1] || y[2] != y[2];
     const std::uint64_t threads = nan ? kAllThreads : s.pool->threadsForRows(top, bottom, s.height);

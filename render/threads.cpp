@@ -2,7 +2,6 @@
 // context, and the command list they replay.
 #include "render/threads.h"
 
-#include <cmath>
 #include <cstdlib>
 #include <exception>
 #include <string>
@@ -78,19 +77,22 @@ bool ThreadPool::resize(int rows) noexcept {
 }
 
 void ThreadPool::setBandHeight(int rows) {
-    bandHeight_ = rows < 1 ? 1 : rows;
-    for (auto& sh : shadows_) sh->s.bandHeight = bandHeight_;
+    bandShift_ = 0;
+    while (bandShift_ < 16 && (2 << bandShift_) <= rows) ++bandShift_;
+    for (auto& sh : shadows_) sh->s.bandHeight = 1 << bandShift_;
 }
 
 std::uint64_t ThreadPool::threadsForRows(double top, double bottom, int rows) const {
     if (!(top <= bottom)) return kAllThreads;  // NaN
-    const double first = std::floor(top) - 1, last = std::ceil(bottom) + 1;
-    if (last < 0 || first > rows - 1) return 0;
-    const std::int64_t a = first < 0 ? 0 : static_cast<std::int64_t>(first) / bandHeight_;
-    const std::int64_t b = static_cast<std::int64_t>(last > rows - 1 ? rows - 1 : last) / bandHeight_;
+    if (bottom < -1.0 || top >= rows + 1.0) return 0;
+    // Truncation is floor for the positive values it meets here; below 1
+    // (and above rows - 2) the range simply reaches the surface's edge.
+    const int first = top <= 1.0 ? 0 : static_cast<int>(top) - 1;
+    const int last = bottom >= rows - 2.0 ? rows - 1 : static_cast<int>(bottom) + 2;
+    const int a = first >> bandShift_, b = last >> bandShift_;
     if (b - a + 1 >= count_) return kAllThreads;
     std::uint64_t mask = 0;
-    for (std::int64_t band = a; band <= b; ++band) mask |= std::uint64_t{1} << (band % count_);
+    for (int band = a; band <= b; ++band) mask |= std::uint64_t{1} << (band % count_);
     return mask;
 }
 

@@ -37,9 +37,10 @@ namespace kwr {
 // The most threads a context runs; larger requests are held to it.
 constexpr int kMaxThreads = 64;
 // Rows in one band.
-constexpr int kDefaultBandHeight = 32;
+constexpr int kDefaultBandShift = 6;
+constexpr int kDefaultBandHeight = 1 << kDefaultBandShift;
 // Bytes of a context's command list; a full list is drawn, never grown.
-constexpr std::size_t kCommandListBytes = std::size_t{4} << 20;
+constexpr std::size_t kCommandListBytes = std::size_t{1024} << 10;
 
 // The thread count asked for by KWRENDER_THREADS (1 when unset or unreadable).
 int threadsFromEnvironment();
@@ -70,7 +71,8 @@ public:
     // Gives every thread a scan-line table for `rows` rows; false when the
     // memory cannot be had (the pool is then unusable and must go).
     bool resize(int rows) noexcept;
-    // Rows per band (tests vary it; results never depend on it).
+    // Rows per band: the largest power of two up to `rows` (tests vary it;
+    // results never depend on it).
     void setBandHeight(int rows);
     // The threads owning any row from floor(top) - 1 to ceil(bottom) + 1 of a
     // surface of `rows` rows: a call drawing inside those rows needs no other.
@@ -92,7 +94,7 @@ private:
     std::vector<std::unique_ptr<KWRRender>> shadows_;  // one copy of the context per thread
     std::vector<void*> scanBlocks_;                   // their tables (thread 0 uses the caller's)
     std::vector<std::thread> workers_;                // threads 1..count_-1
-    int bandHeight_ = kDefaultBandHeight;
+    int bandShift_ = kDefaultBandShift;  // log2 of the rows per band
     std::unique_ptr<unsigned char[]> list_;
     std::size_t used_ = 0;
     RenderState base_{};  // the caller's state when the list was started
