@@ -91,10 +91,12 @@ enum KWRImageDepth : unsigned {
     KWR_DEPTH_ALL = 0x3Fu
 };
 
-// The library's caps on loaded images.  Hosts can only lower them.
-constexpr int KWR_IMAGE_MAX_WIDTH = 32768;
-constexpr int KWR_IMAGE_MAX_HEIGHT = 32768;
-constexpr std::uint64_t KWR_IMAGE_MAX_PIXEL_BYTES = std::uint64_t{1} << 28;  // 256 MiB
+// The library's caps on loaded images: the largest frame buffer a render
+// context makes, so that every frame saved can be loaded again.  Hosts can
+// only lower them.
+constexpr int KWR_IMAGE_MAX_WIDTH = KWR_MAX_SURFACE_WIDTH;
+constexpr int KWR_IMAGE_MAX_HEIGHT = KWR_MAX_SURFACE_HEIGHT;
+constexpr std::uint64_t KWR_IMAGE_MAX_PIXEL_BYTES = KWR_MAX_SURFACE_PIXEL_BYTES;  // 256 MiB
 
 // Called during a load with the rows decoded so far (first with 0); a
 // non-zero result cancels the load, which then fails with

@@ -66,6 +66,20 @@ constexpr std::uint64_t KWR_MAX_SURFACE_PIXEL_BYTES = std::uint64_t{1} << 28;  /
 constexpr int KWR_SCAN_TABLE_BYTES_PER_ROW = 64;
 
 // ---------------------------------------------------------------------------
+// Why kwrInitBuffer or kwrSetRenderBpp failed (kwrGetLastError), with the
+// texts kwrGetErrorText gives.  Codes 1 to 9 are the bitmap library's
+// (KWRImage.h): of them a context reports only KWR_ERROR_ALLOCATE_MEMORY.
+enum KWRRenderError {
+    KWR_ERROR_OK = 0,               // ""
+    KWR_ERROR_ALLOCATE_MEMORY = 2,  // "allocate memory": the frame, depth buffer or tables
+    KWR_ERROR_TOO_WIDE = 10,        // "too wide": width above KWR_MAX_SURFACE_WIDTH
+    KWR_ERROR_TOO_TALL = 11,        // "too tall": height above KWR_MAX_SURFACE_HEIGHT
+    KWR_ERROR_TOO_LARGE = 12,       // "too many pixel bytes": above KWR_MAX_SURFACE_PIXEL_BYTES
+    KWR_ERROR_BAD_DEPTH = 13,       // "bad depth": bits per pixel other than 8, 16, 24 or 32
+    KWR_ERROR_BAD_SIZE = 14         // "width or height below 1"
+};
+
+// ---------------------------------------------------------------------------
 // A colour word 0xAARRGGBB (blue in bits 0-7 ... alpha in bits 24-31).
 union KWColor {
     std::uint32_t argb;
@@ -99,6 +113,11 @@ public:
     int kwrInitBuffer(int width, int height);
     void kwrDestroy();
     int kwrSetRenderBpp(int bpp);          // 8, 16, 24 or 32; else returns 0
+    // The reason (KWRRenderError) of the last failed kwrInitBuffer or
+    // kwrSetRenderBpp; 0 after a successful one.  The text of any code, ""
+    // for 0 and "(undefined)" for codes that name nothing.
+    int kwrGetLastError();
+    static const char* kwrGetErrorText(int code);
     void kwrSetColor(unsigned long argb);
     void kwrSetColorf(float r, float g, float b);
     void kwrSetColor4f(float r, float g, float b, float a);

@@ -17,6 +17,11 @@ const char* dibErrorText(int code) {
     case kDibUnsupportType: return "unsupport type";
     case kDibNotMatchType: return "not match type";
     case kDibLoadInterrupt: return "load interrput";
+    case kDibTooWide: return "too wide";
+    case kDibTooTall: return "too tall";
+    case kDibTooLarge: return "too many pixel bytes";
+    case kDibBadDepth: return "bad depth";
+    case kDibBadSize: return "width or height below 1";
     default: return "(undefined)";
     }
 }

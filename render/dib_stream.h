@@ -47,6 +47,12 @@ enum DibError : int {
     kDibUnsupportType = 7,
     kDibNotMatchType = 8,
     kDibLoadInterrupt = 9,
+    // Why the render context refused a frame buffer or a pixel format.
+    kDibTooWide = 10,
+    kDibTooTall = 11,
+    kDibTooLarge = 12,
+    kDibBadDepth = 13,
+    kDibBadSize = 14,
 };
 
 // The message of an error code: "" for 0, "(undefined)" for unknown codes.

@@ -54,10 +54,13 @@ void releaseOwnDepthBuffer(RenderState& s) {
     }
 }
 
-bool sizeSupported(int width, int height, int bpp) {
-    if (width < 1 || height < 1 || width > KWR_MAX_SURFACE_WIDTH || height > KWR_MAX_SURFACE_HEIGHT) return false;
+// 0 for a frame buffer the context can have, else why not.
+int sizeRefusal(int width, int height, int bpp) {
+    if (width < 1 || height < 1) return kDibBadSize;
+    if (width > KWR_MAX_SURFACE_WIDTH) return kDibTooWide;
+    if (height > KWR_MAX_SURFACE_HEIGHT) return kDibTooTall;
     const std::uint64_t row = dibRowBytes(static_cast<std::uint64_t>(bpp), static_cast<std::uint64_t>(width));
-    return row * static_cast<std::uint64_t>(height) <= KWR_MAX_SURFACE_PIXEL_BYTES;
+    return row * static_cast<std::uint64_t>(height) <= KWR_MAX_SURFACE_PIXEL_BYTES ? kDibOk : kDibTooLarge;
 }
 }  // namespace
 
@@ -122,6 +125,7 @@ void KWRRender::initState(int threadsWanted) {
     // environment, by the first kwrInitBuffer: never while drawing.
     s.pool = nullptr;
     s.threadsWanted = threadsWanted;
+    s.lastError = 0;
     s.bandHeight = kwr::kDefaultBandHeight;
     s.bandCount = 1;
     s.bandIndex = 0;
@@ -180,7 +184,9 @@ int KWRRender::kwrInitBuffer(int width, int height) {
     kwr::releaseOwnDepthBuffer(s);
     kwr::forgetSurface(s);
 
-    if (!kwr::sizeSupported(width, height, s.renderBpp)) return 0;
+    s.lastError = kwr::sizeRefusal(width, height, s.renderBpp);
+    if (s.lastError != 0) return 0;
+    s.lastError = kwr::kDibAllocateMemory;
     s.dib = new (std::nothrow) kwr::DibStream();
     if (s.dib == nullptr || !s.dib->Create(width, -height, s.renderBpp)) {
         kwr::releaseSurface(s);
@@ -231,6 +237,7 @@ int KWRRender::kwrInitBuffer(int width, int height) {
 
     kwrSetColor(s.color);
     matchPool(s);
+    s.lastError = 0;
     return 1;
 }
 
@@ -242,7 +249,11 @@ void KWRRender::kwrDestroy() {
 }
 
 int KWRRender::kwrSetRenderBpp(int bpp) {
-    if (bpp != 8 && bpp != 16 && bpp != 24 && bpp != 32) return 0;
+    if (bpp != 8 && bpp != 16 && bpp != 24 && bpp != 32) {
+        s.lastError = kwr::kDibBadDepth;
+        return 0;
+    }
+    s.lastError = 0;
     KWR_RECORD_STATE(kwrSetRenderBpp, bpp);
     s.renderBpp = bpp;
     return 1;
@@ -279,6 +290,10 @@ void KWRRender::kwrSetColor4f(float r, float g, float b, float a) {
 }
 
 unsigned long KWRRender::kwrGetColor() { return s.color; }
+
+int KWRRender::kwrGetLastError() { return s.lastError; }
+
+const char* KWRRender::kwrGetErrorText(int code) { return kwr::dibErrorText(code); }
 
 namespace {
 // Fills `bytes` bytes (a multiple of `period`) with a repeated pattern of

@@ -93,6 +93,7 @@ struct RenderState {
     // bandCount 1 draws every row.
     ThreadPool* pool;
     int threadsWanted;         // the count asked for, in force once the pool exists
+    int lastError;             // why the last kwrInitBuffer or kwrSetRenderBpp failed, or 0
     int bandHeight, bandCount, bandIndex;
 };
 

@@ -42,6 +42,9 @@ ThreadPool* ThreadPool::create(int threads, int rows) noexcept {
         }
         if (!p->resize(rows)) return nullptr;
         for (int i = 1; i < threads; ++i) p->workers_.emplace_back(&ThreadPool::workerLoop, p.get(), i);
+        // One round over the empty list: thread libraries that set up a
+        // mutex or condition variable on first use do it now, not while drawing.
+        p->replayAll();
     } catch (const std::exception&) {
         // Threads that did start are joined by the destructor.
         return nullptr;
@@ -157,6 +160,11 @@ void ThreadPool::workerLoop(int index) {
 
 void ThreadPool::flush() {
     if (used_ == 0) return;
+    replayAll();
+    used_ = 0;
+}
+
+void ThreadPool::replayAll() {
     {
         std::lock_guard<std::mutex> l(mutex_);
         ++generation_;
@@ -168,7 +176,6 @@ void ThreadPool::flush() {
         std::unique_lock<std::mutex> l(mutex_);
         done_.wait(l, [&] { return pending_ == 0; });
     }
-    used_ = 0;
 }
 
 }  // namespace kwr

@@ -89,6 +89,7 @@ private:
     ThreadPool() = default;
     void workerLoop(int index);
     void replay(int index);
+    void replayAll();  // every thread replays the list, the caller's too
 
     int count_ = 0;
     std::vector<std::unique_ptr<KWRRender>> shadows_;  // one copy of the context per thread

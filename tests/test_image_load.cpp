@@ -100,7 +100,7 @@ TEST(ImageLoad, CancelledAndMissingFilesFail) {
     EXPECT_EQ(missing.kwrLoad("no such file.bmp"), 0);
     EXPECT_EQ(missing.kwrGetError(), KWR_IMAGE_OPEN_FILE);
     EXPECT_STREQ(missing.kwrGetErrorText(), "open file");
-    for (int code : {10, -1}) EXPECT_STREQ(KWRImage::kwrErrorText(code), "(undefined)");
+    for (int code : {15, -1}) EXPECT_STREQ(KWRImage::kwrErrorText(code), "(undefined)");
 }
 
 }  // namespace

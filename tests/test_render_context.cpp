@@ -82,9 +82,15 @@ TEST(RenderContext, InitGeometryFailuresAndRelease) {
     ASSERT_EQ(r->kwrGetDib(&header, &pixels), 1);
     EXPECT_EQ(pixels, s.bits);
     EXPECT_EQ(static_cast<kwr::BITMAPINFO*>(header)->bmiHeader.biHeight, -3);  // top-down
-    for (auto wh : {std::pair<int, int>{0, 10}, {10, -5}, {1, 32769}, {32769, 1}, {INT_MAX, 2}, {300000, 4000}}) {
+    const struct {
+        int w, h, error;
+    } refused[] = {{0, 10, KWR_ERROR_BAD_SIZE},  {10, -5, KWR_ERROR_BAD_SIZE},     {1, 32769, KWR_ERROR_TOO_TALL},
+                   {32769, 1, KWR_ERROR_TOO_WIDE}, {INT_MAX, 2, KWR_ERROR_TOO_WIDE}, {30000, 9000, KWR_ERROR_TOO_LARGE}};
+    for (auto wh : refused) {
         ASSERT_EQ(r->kwrInitBuffer(8, 8), 1);
-        EXPECT_EQ(r->kwrInitBuffer(wh.first, wh.second), 0) << wh.first << "x" << wh.second;
+        EXPECT_EQ(r->kwrGetLastError(), 0);
+        EXPECT_EQ(r->kwrInitBuffer(wh.w, wh.h), 0) << wh.w << "x" << wh.h;
+        EXPECT_EQ(r->kwrGetLastError(), wh.error) << wh.w << "x" << wh.h;
         // No surface: the clip bounds reject every pixel, nothing is handed out.
         EXPECT_EQ(r->kwrGetDib(&header, &pixels), 0);
         EXPECT_EQ(pixels, nullptr);
@@ -94,6 +100,15 @@ TEST(RenderContext, InitGeometryFailuresAndRelease) {
         r->kwrClear();
     }
     EXPECT_EQ(r->kwrInitBuffer(3, 32768), 1);  // as tall as a loaded bitmap may be
+    EXPECT_EQ(r->kwrSetRenderBpp(7), 0);
+    EXPECT_EQ(r->kwrGetLastError(), KWR_ERROR_BAD_DEPTH);
+    EXPECT_EQ(r->kwrSetRenderBpp(16), 1);
+    EXPECT_EQ(r->kwrGetLastError(), 0);
+    const char* texts[] = {"", "allocate memory", "too wide", "too tall", "too many pixel bytes", "bad depth",
+                           "width or height below 1", "(undefined)"};
+    const int codes[] = {0, KWR_ERROR_ALLOCATE_MEMORY, KWR_ERROR_TOO_WIDE, KWR_ERROR_TOO_TALL, KWR_ERROR_TOO_LARGE,
+                         KWR_ERROR_BAD_DEPTH, KWR_ERROR_BAD_SIZE, 15};
+    for (int i = 0; i < 8; ++i) EXPECT_STREQ(KWRRender::kwrGetErrorText(codes[i]), texts[i]);
     r->kwrDestroy();
     EXPECT_EQ(s.bits, nullptr);
     EXPECT_EQ(s.clipBottom, -1);
