@@ -6,6 +6,11 @@
 // presents the result to a device context.  Every drawing call is synchronous
 // and has an exactly defined result.
 //
+// Threads: a context is used by one host thread at a time (it may draw on
+// several threads of its own, see kwrSetThreads); separate contexts share
+// nothing; the instruction-set level (KWRENDER_SIMD) is chosen once for the
+// whole process.
+//
 // This header is self-contained: it includes only standard headers.
 #ifndef KWRRENDER_H
 #define KWRRENDER_H

@@ -5,6 +5,8 @@
 #ifndef KWR_RENDER_DIB_STREAM_H
 #define KWR_RENDER_DIB_STREAM_H
 
+#include <atomic>
+
 #include "render/platform.h"
 
 namespace kwr {
@@ -77,7 +79,7 @@ public:
     int AddRef();
     int Release();
 
-    int refCount;
+    std::atomic<int> refCount;  // copies of an image on several threads share it
     BITMAPINFO* header;
     unsigned char* bits;
     int headerAlloc;
