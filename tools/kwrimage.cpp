@@ -3,9 +3,10 @@
 //   kwrimage info FILE
 //   kwrimage convert IN OUT [--bpp 1|4|8|16|24|32] [--size WxH]
 //
-// Exits 0 on success; on failure prints the error text on standard error
-// and exits non-zero (1 for a failed load, conversion or save, 2 for a bad
-// command line).
+// Exits 0 on success (and for --help); on failure prints the error text on
+// standard error and exits non-zero (1 for a failed load, conversion or
+// save, 2 for a bad command line, whose message names what was wrong).
+// Files are written as bitmaps: an output name must end in .bmp.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -14,11 +15,23 @@
 
 namespace {
 
-int usage() {
-    std::fputs("usage: kwrimage info FILE\n"
-               "       kwrimage convert IN OUT [--bpp 1|4|8|16|24|32] [--size WxH]\n",
-               stderr);
+const char* const kUsage =
+    "usage: kwrimage info FILE\n"
+    "       kwrimage convert IN OUT.bmp [--bpp 1|4|8|16|24|32] [--size WxH]\n"
+    "       kwrimage --help\n";
+
+// A bad command line: what was wrong, then the usage.
+int usage(const char* why, const char* what = "") {
+    std::fprintf(stderr, "kwrimage: %s%s\n%s", why, what, kUsage);
     return 2;
+}
+
+// Whether `path` ends in ".bmp", in any case.
+bool bitmapName(const char* path) {
+    const std::size_t n = std::strlen(path);
+    if (n < 4) return false;
+    const char* e = path + n - 4;
+    return e[0] == '.' && (e[1] | 0x20) == 'b' && (e[2] | 0x20) == 'm' && (e[3] | 0x20) == 'p';
 }
 
 int fail(const char* what, const KWRImage& image) {
@@ -64,19 +77,21 @@ int convert(int argc, char** argv) {
     const char* in = argv[2];
     const char* out = argv[3];
     long bpp = 0, width = 0, height = 0;
+    if (!bitmapName(out)) return usage("only bitmap files are written; the output name must end in .bmp: ", out);
     for (int i = 4; i < argc; i += 2) {
-        if (i + 1 >= argc) return usage();
+        if (std::strcmp(argv[i], "--bpp") != 0 && std::strcmp(argv[i], "--size") != 0)
+            return usage("unknown option ", argv[i]);
+        if (i + 1 >= argc) return usage("a value is missing after ", argv[i]);
         if (std::strcmp(argv[i], "--bpp") == 0) {
-            if (!parseNumber(argv[i + 1], 32, 0, bpp)) return usage();
-            if (bpp != 1 && bpp != 4 && bpp != 8 && bpp != 16 && bpp != 24 && bpp != 32) return usage();
-        } else if (std::strcmp(argv[i], "--size") == 0) {
+            if (!parseNumber(argv[i + 1], 32, 0, bpp) ||
+                (bpp != 1 && bpp != 4 && bpp != 8 && bpp != 16 && bpp != 24 && bpp != 32))
+                return usage("--bpp takes 1, 4, 8, 16, 24 or 32, not ", argv[i + 1]);
+        } else {
             const char* s = argv[i + 1];
             const char* x = std::strpbrk(s, "xX");
             if (x == nullptr || !parseNumber(s, KWR_IMAGE_MAX_WIDTH, 'x', width) ||
                 !parseNumber(x + 1, KWR_IMAGE_MAX_HEIGHT, 0, height))
-                return usage();
-        } else {
-            return usage();
+                return usage("--size takes WxH, each from 1 to 32768, not ", s);
         }
     }
     KWRImage image;
@@ -90,7 +105,14 @@ int convert(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 3 && std::strcmp(argv[1], "info") == 0) return info(argv[2]);
-    if (argc >= 4 && std::strcmp(argv[1], "convert") == 0) return convert(argc, argv);
-    return usage();
+    if (argc < 2) return usage("no command given");
+    const char* command = argv[1];
+    if (std::strcmp(command, "--help") == 0 || std::strcmp(command, "-h") == 0) {
+        std::fputs(kUsage, stdout);
+        return 0;
+    }
+    if (std::strcmp(command, "info") == 0) return argc == 3 ? info(argv[2]) : usage("info takes one file");
+    if (std::strcmp(command, "convert") == 0)
+        return argc >= 4 ? convert(argc, argv) : usage("convert takes an input and an output file");
+    return usage("unknown command ", command);
 }

@@ -36,3 +36,11 @@ execute_process(COMMAND ${EMULATOR} ${host} RESULT_VARIABLE rc)
 if(rc)
   message(FATAL_ERROR "the host program failed: ${rc}")
 endif()
+# The installed tool starts from the scratch prefix, finding the library
+# beside it with no search path set.
+if(NOT TOOLCHAIN)
+  execute_process(COMMAND ${WORK_DIR}/prefix/bin/kwrimage --help RESULT_VARIABLE rc OUTPUT_QUIET)
+  if(rc)
+    message(FATAL_ERROR "the installed kwrimage did not start: ${rc}")
+  endif()
+endif()

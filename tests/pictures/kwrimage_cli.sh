@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The kwrimage tool: converts a hand-made 2 x 1 bitmap to 8 bits at 4 x 2,
-# describes the result, and fails on a missing file with the error text.
+# describes the result, fails on a missing file with the error text and on
+# command-line mistakes with a message naming them.
 #   kwrimage_cli.sh WORK_DIR KWRIMAGE [...]  (KWRIMAGE may follow an emulator)
 set -u
 work=$1
@@ -14,4 +15,17 @@ printf 'BM>\0\0\0\0\0\0\0006\0\0\0(\0\0\0\2\0\0\0\1\0\0\0\1\0\30\0%24s\377\0\0\0
 grep -q 'size: 4 x 2' info.txt && grep -q 'bits per pixel: 8' info.txt || { cat info.txt; exit 1; }
 "$@" info missing.bmp > /dev/null 2> err.txt
 [ $? -eq 1 ] && grep -q 'missing.bmp: open file' err.txt || { echo "missing file: wrong exit or text"; cat err.txt; exit 1; }
-echo "kwrimage: convert, info and a failure behave"
+# Command-line mistakes: exit 2 and a message naming what was wrong.
+expect_usage() {
+  local want=$1; shift
+  "$@" > /dev/null 2> err.txt
+  [ $? -eq 2 ] && grep -q -- "$want" err.txt || { echo "usage error '$want': wrong exit or text"; cat err.txt; exit 1; }
+}
+expect_usage 'must end in .bmp' "$@" convert in.bmp out.png
+expect_usage '--bpp takes' "$@" convert in.bmp o.bmp --bpp 7
+expect_usage '--size takes' "$@" convert in.bmp o.bmp --size 0x0
+expect_usage '--size takes' "$@" convert in.bmp o.bmp --size abc
+expect_usage 'unknown command' "$@" frobnicate in.bmp
+[ ! -e out.png ] && [ ! -e o.bmp ] || { echo "a refused command wrote a file"; exit 1; }
+"$@" --help > help.txt && grep -q 'usage: kwrimage' help.txt || { echo "--help failed"; exit 1; }
+echo "kwrimage: convert, info, --help and failures behave"
