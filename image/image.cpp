@@ -121,57 +121,77 @@ int saveFrame(KWRRender& render, Path path, int* error) {
     return err == kwr::kDibOk ? 1 : 0;
 }
 
+// Runs one operation of an image and keeps, in the image's own record, the
+// error code it left on the surface: copies share surfaces, not errors.
+template <class Op>
+int settle(int& error, DibStream* const& dib, Op&& op) {
+    const int ok = op();
+    error = dib->lastError;
+    return ok;
+}
+
 }  // namespace
 
-KWRImage::KWRImage() : dib(new DibStream), fileInfo() {}
+KWRImage::KWRImage() : dib(new DibStream), fileInfo(), error(0) {}
 
 KWRImage::~KWRImage() { dib->Release(); }
 
-KWRImage::KWRImage(const KWRImage& other) : dib(other.dib), fileInfo(other.fileInfo) { dib->AddRef(); }
+KWRImage::KWRImage(const KWRImage& other) : dib(other.dib), fileInfo(other.fileInfo), error(other.error) {
+    dib->AddRef();
+}
 
 KWRImage& KWRImage::operator=(const KWRImage& other) {
     other.dib->AddRef();
     dib->Release();
     dib = other.dib;
     fileInfo = other.fileInfo;
+    error = other.error;
     return *this;
 }
 
 int KWRImage::kwrLoad(const char* path, const KWRImageLoadOptions* options) {
-    return loadPath(dib, fileInfo, path, options);
+    return settle(error, dib, [&] { return loadPath(dib, fileInfo, path, options); });
 }
 
 int KWRImage::kwrLoad(const wchar_t* path, const KWRImageLoadOptions* options) {
-    return loadPath(dib, fileInfo, path, options);
+    return settle(error, dib, [&] { return loadPath(dib, fileInfo, path, options); });
 }
 
 int KWRImage::kwrLoadMemory(const void* data, std::size_t size, const KWRImageLoadOptions* options) {
     kwr::Input in(data, size);
-    return load(dib, fileInfo, in, options);
+    return settle(error, dib, [&] { return load(dib, fileInfo, in, options); });
 }
 
 const KWRImageFileInfo& KWRImage::kwrGetFileInfo() const { return fileInfo; }
 
 int KWRImage::kwrCreate(int width, int height, int bpp) {
-    if (!rebuild(dib, [&](DibStream& out) { return kwr::createSurface(out, width, height, bpp); })) return 0;
-    fileInfo = KWRImageFileInfo{};
-    return 1;
+    return settle(error, dib, [&] {
+        if (!rebuild(dib, [&](DibStream& out) { return kwr::createSurface(out, width, height, bpp); })) return 0;
+        fileInfo = KWRImageFileInfo{};
+        return 1;
+    });
 }
 
 int KWRImage::kwrFromFrame(KWRRender& render) {
-    SurfaceView view;
-    if (!frameView(render, view)) {
-        dib->lastError = kwr::kDibInvalidImage;
-        return 0;
-    }
-    if (!rebuild(dib, [&](DibStream& out) { return kwr::convertSurface(view, view.bpp, out); })) return 0;
-    fileInfo = KWRImageFileInfo{};
-    return 1;
+    return settle(error, dib, [&] {
+        SurfaceView view;
+        if (!frameView(render, view)) {
+            dib->lastError = kwr::kDibInvalidImage;
+            return 0;
+        }
+        if (!rebuild(dib, [&](DibStream& out) { return kwr::convertSurface(view, view.bpp, out); })) return 0;
+        fileInfo = KWRImageFileInfo{};
+        return 1;
+    });
 }
 
-int KWRImage::kwrSave(const char* path) { return saveSurface(*dib, path); }
+int KWRImage::kwrSave(const char* path) {
+    return settle(error, dib, [&] { return saveSurface(*dib, path); });
+}
 
-int KWRImage::kwrSave(const wchar_t* path) { return saveSurface(*dib, path); }
+int KWRImage::kwrSave(const wchar_t* path) {
+    return settle(error, dib, [&] { return saveSurface(*dib, path); });
+}
 
 std::size_t KWRImage::kwrGetFileSize() const {
     SurfaceView view;
@@ -181,14 +201,16 @@ std::size_t KWRImage::kwrGetFileSize() const {
 }
 
 int KWRImage::kwrSaveMemory(void* buffer, std::size_t capacity) {
-    SurfaceView view;
-    if (!kwr::viewOf(*dib, view)) {
-        dib->lastError = kwr::kDibInvalidImage;
-    } else {
-        kwr::Output out(buffer, capacity);
-        dib->lastError = kwr::writeBitmap(view, out);
-    }
-    return dib->lastError == kwr::kDibOk ? 1 : 0;
+    return settle(error, dib, [&] {
+        SurfaceView view;
+        if (!kwr::viewOf(*dib, view)) {
+            dib->lastError = kwr::kDibInvalidImage;
+        } else {
+            kwr::Output out(buffer, capacity);
+            dib->lastError = kwr::writeBitmap(view, out);
+        }
+        return dib->lastError == kwr::kDibOk ? 1 : 0;
+    });
 }
 
 int KWRImage::kwrSaveFrame(KWRRender& render, const char* path, int* error) { return saveFrame(render, path, error); }
@@ -198,36 +220,44 @@ int KWRImage::kwrSaveFrame(KWRRender& render, const wchar_t* path, int* error) {
 }
 
 int KWRImage::kwrConvert(int bpp) {
-    return transform(dib, [bpp](const SurfaceView& v, DibStream& out) { return kwr::convertSurface(v, bpp, out); });
+    return settle(error, dib, [&] {
+        return transform(dib, [bpp](const SurfaceView& v, DibStream& out) { return kwr::convertSurface(v, bpp, out); });
+    });
 }
 
 int KWRImage::kwrResize(int width, int height) {
-    return transform(dib, [width, height](const SurfaceView& v, DibStream& out) {
-        return kwr::resizeSurface(v, width, height, out);
+    return settle(error, dib, [&] {
+        return transform(dib, [width, height](const SurfaceView& v, DibStream& out) {
+            return kwr::resizeSurface(v, width, height, out);
+        });
     });
 }
 
 int KWRImage::kwrMakeTexture() {
-    return transform(dib, [](const SurfaceView& v, DibStream& out) {
-        const int err = kwr::convertSurface(v, 32, out);
-        if (err != kwr::kDibOk || v.bpp != 32) return err;
-        // A 32-bit bitmap whose fourth byte is 0 everywhere has no alpha.
-        const std::size_t bytes = out.header->bmiHeader.biSizeImage;
-        for (std::size_t i = 3; i < bytes; i += 4) {
-            if (out.bits[i] != 0) return err;
-        }
-        for (std::size_t i = 3; i < bytes; i += 4) out.bits[i] = 255;
-        return err;
+    return settle(error, dib, [&] {
+        return transform(dib, [](const SurfaceView& v, DibStream& out) {
+            const int err = kwr::convertSurface(v, 32, out);
+            if (err != kwr::kDibOk || v.bpp != 32) return err;
+            // A 32-bit bitmap whose fourth byte is 0 everywhere has no alpha.
+            const std::size_t bytes = out.header->bmiHeader.biSizeImage;
+            for (std::size_t i = 3; i < bytes; i += 4) {
+                if (out.bits[i] != 0) return err;
+            }
+            for (std::size_t i = 3; i < bytes; i += 4) out.bits[i] = 255;
+            return err;
+        });
     });
 }
 
 int KWRImage::kwrMakeAlphaMap(int source) {
-    if (source != KWR_ALPHA_FROM_ALPHA && source != KWR_ALPHA_FROM_GREY) {
-        dib->lastError = kwr::kDibSomeError;
-        return 0;
-    }
-    return transform(dib, [source](const SurfaceView& v, DibStream& out) {
-        return kwr::alphaMapSurface(v, source == KWR_ALPHA_FROM_GREY, out);
+    return settle(error, dib, [&] {
+        if (source != KWR_ALPHA_FROM_ALPHA && source != KWR_ALPHA_FROM_GREY) {
+            dib->lastError = kwr::kDibSomeError;
+            return 0;
+        }
+        return transform(dib, [source](const SurfaceView& v, DibStream& out) {
+            return kwr::alphaMapSurface(v, source == KWR_ALPHA_FROM_GREY, out);
+        });
     });
 }
 
@@ -281,8 +311,8 @@ std::uint32_t KWRImage::kwrGetPixel(int x, int y) const {
     return kwr::argbAt(view, x, y);
 }
 
-int KWRImage::kwrGetError() const { return dib->lastError; }
+int KWRImage::kwrGetError() const { return error; }
 
-const char* KWRImage::kwrGetErrorText() const { return kwr::dibErrorText(dib->lastError); }
+const char* KWRImage::kwrGetErrorText() const { return kwr::dibErrorText(error); }
 
 const char* KWRImage::kwrErrorText(int code) { return kwr::dibErrorText(code); }

@@ -232,6 +232,7 @@ public:
 private:
     kwr::DibStream* dib;          // never null; shared between copies
     KWRImageFileInfo fileInfo;
+    int error;                    // this copy's last error code
 };
 
 #endif  // KWRIMAGE_H

@@ -75,9 +75,12 @@ TEST(ImageConvert, HandWorkedResults) {
     c32.kwrGetRow(0)[3] = 0x40;
     ASSERT_EQ(c32.kwrConvert(24), 1);
     EXPECT_EQ(c32.kwrGetPixel(0, 0), 0xFFAC562Bu);
+    KWRImage shared = c32;  // the same surface, its own error code
     EXPECT_EQ(c32.kwrConvert(12), 0);
     EXPECT_EQ(c32.kwrGetError(), KWR_IMAGE_SOME_ERROR);
     EXPECT_EQ(c32.kwrGetBpp(), 24);
+    EXPECT_EQ(shared.kwrGetError(), KWR_IMAGE_OK);
+    EXPECT_STREQ(shared.kwrGetErrorText(), "");
 }
 
 TEST(ImageConvert, NearestNeighbourResampling) {
