@@ -191,9 +191,11 @@ int readFieldRows(Input& in, int bpp, const Field (&f)[4], unsigned char* bits, 
 // Decodes run-length data (8 or 4 bits per pixel) into zeroed bottom-up
 // rows.  Runs and absolute runs are clipped at the row's end, a delta or an
 // end of line past the last row ends the image, and data that ends before
-// the end-of-bitmap escape leaves the remaining pixels zero.
+// the end-of-bitmap escape leaves the remaining pixels zero and sets
+// *truncated.
 int readRunLength(Input& in, int bpp, unsigned char* bits, int pitch, int width, int height,
-                  const Progress& progress) {
+                  const Progress& progress, bool* truncated) {
+    *truncated = true;
     auto put = [&](int x, int y, unsigned v) {
         unsigned char* row = bits + static_cast<std::ptrdiff_t>(y) * pitch;
         if (bpp == 8) {
@@ -209,7 +211,7 @@ int readRunLength(Input& in, int bpp, unsigned char* bits, int pitch, int width,
         if ((++steps & 0x7FFFu) == 0 && progress.cancelled(y)) return kDibLoadInterrupt;
         const int count = in.get();
         const int value = in.get();
-        if (count < 0 || value < 0) break;
+        if (count < 0 || value < 0) return kDibOk;
         if (count > 0) {
             // `count` pixels of one value (two alternating nibbles at 4 bits).
             const int end = x + count < width ? x + count : width;
@@ -225,11 +227,12 @@ int readRunLength(Input& in, int bpp, unsigned char* bits, int pitch, int width,
             ++y;
             if (progress.cancelled(y)) return kDibLoadInterrupt;
         } else if (value == 1) {  // end of bitmap
-            break;
+            *truncated = false;
+            return kDibOk;
         } else if (value == 2) {  // delta
             const int dx = in.get();
             const int dy = in.get();
-            if (dx < 0 || dy < 0) break;
+            if (dx < 0 || dy < 0) return kDibOk;
             x = x + dx < width ? x + dx : width;
             y += dy;
         } else {  // absolute run of `value` pixels, padded to 16 bits
@@ -251,6 +254,7 @@ int readRunLength(Input& in, int bpp, unsigned char* bits, int pitch, int width,
             x = x + value < width ? x + value : width;
         }
     }
+    *truncated = false;  // every row was reached
     return kDibOk;
 }
 
@@ -350,8 +354,9 @@ int readBitmap(Input& in, const KWRImageLoadOptions* options, DibStream& out, KW
 
     const Progress progress(options, rows);
     const int outPitch = static_cast<int>(pitch);
+    bool truncated = false;
     if (runLength) {
-        err = readRunLength(in, h.bpp, out.bits, outPitch, width, rows, progress);
+        err = readRunLength(in, h.bpp, out.bits, outPitch, width, rows, progress, &truncated);
     } else if (widen) {
         err = readFieldRows(in, h.bpp, f, out.bits, outPitch, width, rows, progress);
     } else {
@@ -371,6 +376,7 @@ int readBitmap(Input& in, const KWRImageLoadOptions* options, DibStream& out, KW
     info.blueMask = h.bpp >= 16 ? h.masks[2] : 0;
     info.alphaMask = h.bpp >= 16 ? h.masks[3] : 0;
     info.pixelOffset = h.offset;
+    info.truncated = truncated ? 1 : 0;
     return kDibOk;
 }
 

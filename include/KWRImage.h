@@ -125,6 +125,7 @@ struct KWRImageFileInfo {
     int topDown;                  // 1: rows stored top-down, 0: bottom-up
     std::uint32_t redMask, greenMask, blueMask, alphaMask;  // masks in use (16 and 32 bits)
     std::uint32_t pixelOffset;    // offset of the pixel data in the file
+    int truncated;                // 1: run-length data ended before the image did (the rest is index 0)
 };
 
 // Sources of kwrMakeAlphaMap.

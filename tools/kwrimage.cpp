@@ -67,6 +67,7 @@ int info(const char* path) {
     std::printf("header size: %d\n", f.headerSize);
     std::printf("colour table: %d entries\n", f.colorTableSize);
     std::printf("row order: %s\n", f.topDown != 0 ? "top-down" : "bottom-up");
+    if (f.truncated != 0) std::printf("pixel data: ends early (missing pixels are colour 0)\n");
     if (f.bitCount == 16 || f.bitCount == 32)
         std::printf("masks: red %08X green %08X blue %08X alpha %08X\n", f.redMask, f.greenMask, f.blueMask,
                     f.alphaMask);
@@ -96,6 +97,8 @@ int convert(int argc, char** argv) {
     }
     KWRImage image;
     if (!image.kwrLoad(in)) return fail(in, image);
+    if (image.kwrGetFileInfo().truncated != 0)
+        std::fprintf(stderr, "kwrimage: warning: %s: the pixel data ends early; the missing pixels are colour 0\n", in);
     if (bpp != 0 && bpp != image.kwrGetBpp() && !image.kwrConvert(static_cast<int>(bpp))) return fail("convert", image);
     if (width != 0 && !image.kwrResize(static_cast<int>(width), static_cast<int>(height))) return fail("resize", image);
     if (!image.kwrSave(out)) return fail(out, image);
