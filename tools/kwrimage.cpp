@@ -6,18 +6,20 @@
 // Exits 0 on success (and for --help); on failure prints the error text on
 // standard error and exits non-zero (1 for a failed load, conversion or
 // save, 2 for a bad command line, whose message names what was wrong).
-// Files are written as bitmaps: an output name must end in .bmp.
+// The output's format follows its name: .bmp through the image library (at
+// the image's own depth), .png as 8-bit RGB where the build has libpng.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "KWRImage.h"
+#include "picture.h"
 
 namespace {
 
 const char* const kUsage =
     "usage: kwrimage info FILE\n"
-    "       kwrimage convert IN OUT.bmp [--bpp 1|4|8|16|24|32] [--size WxH]\n"
+    "       kwrimage convert IN OUT.bmp|OUT.png [--bpp 1|4|8|16|24|32] [--size WxH]\n"
     "       kwrimage --help\n";
 
 // A bad command line: what was wrong, then the usage.
@@ -26,12 +28,28 @@ int usage(const char* why, const char* what = "") {
     return 2;
 }
 
-// Whether `path` ends in ".bmp", in any case.
-bool bitmapName(const char* path) {
-    const std::size_t n = std::strlen(path);
-    if (n < 4) return false;
-    const char* e = path + n - 4;
-    return e[0] == '.' && (e[1] | 0x20) == 'b' && (e[2] | 0x20) == 'm' && (e[3] | 0x20) == 'p';
+// Whether `path` ends in `ext` (".bmp"), in any case.
+bool hasExtension(const char* path, const char* ext) {
+    const std::size_t n = std::strlen(path), k = std::strlen(ext);
+    if (n < k) return false;
+    for (std::size_t i = 0; i < k; ++i)
+        if ((path[n - k + i] | 0x20) != ext[i]) return false;
+    return true;
+}
+
+// Writes the image as a PNG of its colours.
+int savePng(const KWRImage& image, const char* path) {
+    kwr_demo::Picture p;
+    p.width = image.kwrGetWidth();
+    p.height = image.kwrGetHeight();
+    p.pixels.resize(static_cast<std::size_t>(p.width) * static_cast<std::size_t>(p.height));
+    for (int y = 0; y < p.height; ++y)
+        for (int x = 0; x < p.width; ++x)
+            p.pixels[static_cast<std::size_t>(y) * p.width + x] = image.kwrGetPixel(x, y) & 0xFFFFFFu;
+    const std::string error = kwr_demo::savePicture(p, path);
+    if (error.empty()) return 0;
+    std::fprintf(stderr, "kwrimage: %s: %s\n", path, error.c_str());
+    return 1;
 }
 
 int fail(const char* what, const KWRImage& image) {
@@ -78,7 +96,9 @@ int convert(int argc, char** argv) {
     const char* in = argv[2];
     const char* out = argv[3];
     long bpp = 0, width = 0, height = 0;
-    if (!bitmapName(out)) return usage("only bitmap files are written; the output name must end in .bmp: ", out);
+    const bool png = hasExtension(out, ".png");
+    if (png && !kwr_demo::havePng()) return usage("this build writes no PNG files (it has no libpng): ", out);
+    if (!png && !hasExtension(out, ".bmp")) return usage("the output name must end in .bmp or .png: ", out);
     for (int i = 4; i < argc; i += 2) {
         if (std::strcmp(argv[i], "--bpp") != 0 && std::strcmp(argv[i], "--size") != 0)
             return usage("unknown option ", argv[i]);
@@ -101,6 +121,7 @@ int convert(int argc, char** argv) {
         std::fprintf(stderr, "kwrimage: warning: %s: the pixel data ends early; the missing pixels are colour 0\n", in);
     if (bpp != 0 && bpp != image.kwrGetBpp() && !image.kwrConvert(static_cast<int>(bpp))) return fail("convert", image);
     if (width != 0 && !image.kwrResize(static_cast<int>(width), static_cast<int>(height))) return fail("resize", image);
+    if (png) return savePng(image, out);
     if (!image.kwrSave(out)) return fail(out, image);
     return 0;
 }
