@@ -5,10 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdio>
+#include <string>
 #include <cstring>
 #include <memory>
 #include <vector>
 
+#include "KWRImage.h"
 #include "KWRRender.h"
 
 namespace {
@@ -100,6 +103,8 @@ TEST(Sizes, CapsHoldToThePixel) {
     EXPECT_EQ(r->kwrInitBuffer(1, KWR_MAX_SURFACE_HEIGHT + 1), 0);
     // 8192 x 8192 at 4 bytes is exactly the cap on pixel bytes.
     EXPECT_EQ(r->kwrInitBuffer(8192, 8192), 1);
+    r->kwrSetColor(0);
+    r->kwrClear();
     r->kwrSetColor(0xFFFFFFFF);
     r->kwrTriangle(8191, 8191, 8180, 8191, 8191, 8100);
     void* pixels = nullptr;
@@ -107,6 +112,16 @@ TEST(Sizes, CapsHoldToThePixel) {
     std::uint32_t corner = 0;
     std::memcpy(&corner, static_cast<unsigned char*>(pixels) + (std::ptrdiff_t{8190} * 8192 + 8190) * 4, 4);
     EXPECT_EQ(corner, 0xFFFFFFFFu);
+    // Saved at the largest size, the frame loads again with its pixels.
+    const std::string path = ::testing::TempDir() + "kwr_largest_frame.bmp";
+    ASSERT_EQ(KWRImage::kwrSaveFrame(*r, path.c_str()), 1);
+    {
+        KWRImage back;
+        ASSERT_EQ(back.kwrLoad(path.c_str()), 1) << back.kwrGetErrorText();
+        EXPECT_EQ(back.kwrGetPixel(8190, 8190), 0xFFFFFFFFu);
+        EXPECT_EQ(back.kwrGetPixel(0, 0), 0u);
+    }
+    std::remove(path.c_str());
     EXPECT_EQ(r->kwrInitBuffer(8192, 8193), 0);
     ASSERT_EQ(r->kwrSetRenderBpp(8), 1);
     EXPECT_EQ(r->kwrInitBuffer(16384, 16384), 1);

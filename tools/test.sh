@@ -31,6 +31,8 @@ run native cmake --workflow --preset native
 run sanitize cmake --workflow --preset sanitize
 # The multi-core tests under ThreadSanitizer.
 run tsan cmake --workflow --preset tsan
+# The reference of the public headers: every public member documented.
+run docs tools/docs.sh
 # The bitmap loader's fuzz target, a minute from the generated seed corpus;
 # fails on any finding (the input is kept in build/fuzz/tests/fuzz/findings).
 run fuzz cmake --workflow --preset fuzz
