@@ -43,5 +43,14 @@ else
   summary="$summary\n  windows: SKIPPED"
   [ "${CI:-}" = true ] && status=1
 fi
+# The AArch64 build, its tests under qemu's user-mode emulator: the same
+# golden hashes as x86-64.
+if command -v aarch64-linux-gnu-g++ >/dev/null && command -v qemu-aarch64 >/dev/null; then
+  run aarch64 cmake --workflow --preset aarch64
+else
+  echo "== aarch64: skipped (needs g++-aarch64-linux-gnu and qemu-user)"
+  summary="$summary\n  aarch64: SKIPPED"
+  [ "${CI:-}" = true ] && status=1
+fi
 printf "== summary:$summary\n"
 exit $status
