@@ -45,12 +45,15 @@
 /// contexts share nothing; the instruction-set level (KWRENDER_SIMD) is chosen
 /// once for the whole process.
 ///
-/// This header is self-contained: it includes only standard headers.
+/// This header is self-contained: it includes only standard headers and
+/// kwrender_version.h (KWRENDER_VERSION_MAJOR, _MINOR, _PATCH, _STRING).
 #ifndef KWRRENDER_H
 #define KWRRENDER_H
 
 #include <cstddef>
 #include <cstdint>
+
+#include "kwrender_version.h"
 
 // ---------------------------------------------------------------------------
 // Export macro.  Define KWRENDER_STATIC when linking the library statically.

@@ -1,5 +1,6 @@
 # Checks the shared library's dynamic symbols: members of KWRRender, public
-# and internal ones alike, members of KWRImage, and no other strong symbol (internal code stays
+# and internal ones alike, members of KWRImage, the C interface's kwr_
+# functions, and no other strong symbol (internal code stays
 # hidden).  Weak instances of standard-library templates that an unoptimised
 # build leaves out of line are exported by the standard headers themselves
 # and are not checked.
@@ -16,7 +17,8 @@ foreach(symbol
     _ZN8KWRImage7kwrLoadEPKcPK19KWRImageLoadOptions _ZN8KWRImage7kwrLoadEPKwPK19KWRImageLoadOptions
     _ZN8KWRImage13kwrLoadMemoryEPKvmPK19KWRImageLoadOptions _ZN8KWRImage7kwrSaveEPKc
     _ZN8KWRImage12kwrSaveFrameER9KWRRenderPKcPi _ZNK8KWRImage7kwrDrawEP11KWRMemoryDCiiii
-    _ZN8KWRImage12kwrErrorTextEi)
+    _ZN8KWRImage12kwrErrorTextEi
+    kwr_create kwr_destroy kwr_triangle3ctf kwr_triangles3ctf kwr_image_load kwr_version)
   string(FIND "${table}" " ${symbol}\n" at)
   if(at EQUAL -1)
     message(FATAL_ERROR "${symbol} is not exported by ${LIB}")
@@ -25,8 +27,8 @@ endforeach()
 string(REGEX MATCHALL "[^\n]+" lines "${table}")
 list(LENGTH lines count)
 foreach(line IN LISTS lines)
-  if(line MATCHES " [TDBR] " AND NOT line MATCHES " _ZN(9KWRRender|K?8KWRImage)")
-    message(FATAL_ERROR "exported but not a KWRRender or KWRImage member: ${line}")
+  if(line MATCHES " [TDBR] " AND NOT line MATCHES " (_ZN(9KWRRender|K?8KWRImage)|kwr_[a-z0-9_]+$)")
+    message(FATAL_ERROR "exported but not a KWRRender or KWRImage member or a C function: ${line}")
   endif()
 endforeach()
-message(STATUS "${count} exports, all KWRRender or KWRImage members")
+message(STATUS "${count} exports, all KWRRender or KWRImage members or C functions")

@@ -17,7 +17,8 @@ foreach(symbol
     _ZN8KWRImage13kwrLoadMemoryEPKvyPK19KWRImageLoadOptions _ZN8KWRImage7kwrSaveEPKw
     _ZN8KWRImage12kwrSaveFrameER9KWRRenderPKwPi _ZNK8KWRImage7kwrDrawEP5HDC__iiii
     _ZNK8KWRImage16kwrCreatePaletteEv _ZN8KWRImage16kwrSelectPaletteEP5HDC__P10HPALETTE__
-    _ZN8KWRImage12kwrErrorTextEi)
+    _ZN8KWRImage12kwrErrorTextEi
+    kwr_create kwr_destroy kwr_triangle3ctf kwr_triangles3ctf kwr_image_load kwr_version)
   string(FIND "${table}" "${symbol}" at)
   if(at EQUAL -1)
     message(FATAL_ERROR "${symbol} is not exported by ${DLL}")
@@ -33,8 +34,8 @@ string(SUBSTRING "${table}" ${at} -1 names)
 string(REGEX MATCHALL "\n\t\\[ *[0-9]+\\] [^\n]+" exports "${names}")
 list(LENGTH exports count)
 foreach(line IN LISTS exports)
-  if(NOT line MATCHES "\\] _ZN(9KWRRender|K?8KWRImage)")
-    message(FATAL_ERROR "exported but not a KWRRender or KWRImage member:${line}")
+  if(NOT line MATCHES "\\] (_ZN(9KWRRender|K?8KWRImage)|kwr_[a-z0-9_]+$)")
+    message(FATAL_ERROR "exported but not a KWRRender or KWRImage member or a C function:${line}")
   endif()
 endforeach()
 
@@ -44,4 +45,4 @@ foreach(line IN LISTS imports)
     message(FATAL_ERROR "${DLL} needs a MinGW runtime DLL: ${line}")
   endif()
 endforeach()
-message(STATUS "${count} exports, all KWRRender or KWRImage members; imports: ${imports}")
+message(STATUS "${count} exports, KWRRender and KWRImage members and C functions; imports: ${imports}")

@@ -1,0 +1,219 @@
+/* kwrender's C interface: every operation of the render context and the
+ * bitmap library for C and for any language that calls C, exported with C
+ * linkage from the same shared library (kwrender.dll: link its import
+ * library or make one from kwrender.def with any toolchain).
+ *
+ * A kwr_context is a KWRRender; the calls forward to its members of the same
+ * name (kwr_triangle3ctf -> KWRRender::kwrTriangle3ctf), whose documentation
+ * in KWRRender.h holds for both.  Colours are uint32_t 0xAARRGGBB.
+ *
+ * Results: every call that can fail returns an int status, KWR_OK (0) on
+ * success, else an error code whose text kwr_error_text gives.  A null
+ * handle or a null array is an error code, never a crash; no C++ exception
+ * or allocation failure crosses this interface.
+ *
+ * Batched drawing: kwr_triangles* draw `count` triangles from arrays, the
+ * same bytes as `count` single calls.  Per vertex (three per triangle, in
+ * order): xy = 2 floats (x, y), xyz = 3 floats (x, y, z), colors = 1
+ * uint32_t, uv = 2 floats (u, v); arrays are packed, with no gaps.
+ *
+ * C99, also valid C++. */
+#ifndef KWRENDER_C_H
+#define KWRENDER_C_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "kwrender_version.h"
+
+#if defined(_WIN32) || defined(__CYGWIN__)
+#  if defined(KWRENDER_STATIC)
+#    define KWR_C_API
+#  elif defined(KWRENDER_BUILDING)
+#    define KWR_C_API __declspec(dllexport)
+#  else
+#    define KWR_C_API __declspec(dllimport)
+#  endif
+#elif defined(__GNUC__) || defined(__clang__)
+#  define KWR_C_API __attribute__((visibility("default")))
+#else
+#  define KWR_C_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Status codes: the render context's and the bitmap library's (1..14, see
+ * KWRRender.h and KWRImage.h), and this interface's own. */
+#define KWR_OK 0
+#define KWR_ERROR_NULL_HANDLE 20 /* "null handle" */
+#define KWR_ERROR_NULL_ARRAY 21  /* "null array" */
+#define KWR_ERROR_FAILED 22      /* "failed": the call did not succeed and gave no reason */
+
+typedef struct kwr_context kwr_context;
+typedef struct kwr_image kwr_image;
+
+/* Outside Windows, the presentation target (KWRMemoryDC): host memory of
+ * 32-bit pixels 0x00RRGGBB, rows `pitch` bytes apart, row 0 at the top. */
+typedef struct kwr_memory_target {
+    int width, height, pitch;
+    uint32_t* pixels;
+} kwr_memory_target;
+
+/* A frame buffer or an image as it lies in memory. */
+typedef struct kwr_frame {
+    int width, height;
+    int bits_per_pixel; /* 8, 16, 24 or 32 (images also 1 and 4) */
+    int pitch;          /* bytes from one row to the next (negative for images stored bottom-up) */
+    uint8_t* pixels;    /* row 0, the top row; row y at pixels + y * pitch */
+    const uint8_t* palette; /* 4 bytes an entry (blue, green, red, 0); null without */
+    int palette_entries;
+} kwr_frame;
+
+/* --- Version and errors --- */
+KWR_C_API uint32_t kwr_version(void);            /* (major << 16) | (minor << 8) | patch */
+KWR_C_API const char* kwr_version_string(void);  /* "major.minor.patch" */
+KWR_C_API const char* kwr_error_text(int code);  /* "" for 0, "(undefined)" for unknown codes */
+
+/* --- Lifecycle, state, bindings --- */
+KWR_C_API kwr_context* kwr_create(void); /* null when out of memory */
+KWR_C_API void kwr_destroy(kwr_context* ctx);
+KWR_C_API int kwr_init_buffer(kwr_context* ctx, int width, int height);
+KWR_C_API int kwr_destroy_buffer(kwr_context* ctx);
+KWR_C_API int kwr_set_render_bpp(kwr_context* ctx, int bpp);
+KWR_C_API int kwr_get_last_error(kwr_context* ctx);
+KWR_C_API int kwr_set_color(kwr_context* ctx, uint32_t argb);
+KWR_C_API int kwr_set_colorf(kwr_context* ctx, float r, float g, float b);
+KWR_C_API int kwr_set_color4f(kwr_context* ctx, float r, float g, float b, float a);
+KWR_C_API uint32_t kwr_get_color(kwr_context* ctx); /* 0 for a null handle */
+KWR_C_API int kwr_clear(kwr_context* ctx);
+KWR_C_API int kwr_zbuffer_enable(kwr_context* ctx, int enable);
+KWR_C_API int kwr_ztest_enable(kwr_context* ctx, int enable);
+KWR_C_API int kwr_alpha_enable(kwr_context* ctx, int enable);
+KWR_C_API int kwr_set_external_zbuffer(kwr_context* ctx, float* zbuffer);
+KWR_C_API int kwr_set_zback_depth(kwr_context* ctx, float z);
+KWR_C_API float* kwr_get_zbuffer(kwr_context* ctx); /* width * height floats, or null */
+KWR_C_API int kwr_set_texture(kwr_context* ctx, uint8_t* texels, int width, int height, int row_pitch);
+KWR_C_API int kwr_set_alpha_map(kwr_context* ctx, uint8_t* values, int width, int height, int row_pitch);
+KWR_C_API int kwr_get_frame(kwr_context* ctx, kwr_frame* frame);
+/* target: an HDC on Windows, a kwr_memory_target* elsewhere. */
+KWR_C_API int kwr_render(kwr_context* ctx, void* target, int x, int y);
+KWR_C_API const char* kwr_get_simd_level(void);
+KWR_C_API int kwr_set_threads(kwr_context* ctx, int n); /* the count in force, 0 for a null handle */
+KWR_C_API int kwr_get_threads(kwr_context* ctx);
+KWR_C_API int kwr_flush(kwr_context* ctx);
+
+/* --- Points, boxes, one-bit bitmaps, blits --- */
+KWR_C_API int kwr_put(kwr_context* ctx, int x, int y);
+KWR_C_API int kwr_box(kwr_context* ctx, int x1, int y1, int x2, int y2);
+KWR_C_API int kwr_boxf(kwr_context* ctx, float x1, float y1, float x2, float y2);
+KWR_C_API int kwr_boxfg(kwr_context* ctx, float x1, float y1, float x2, float y2);
+KWR_C_API int kwr_box3(kwr_context* ctx, int x1, int y1, int x2, int y2, float z);
+KWR_C_API int kwr_box3f(kwr_context* ctx, float x1, float y1, float x2, float y2, float z);
+KWR_C_API int kwr_box3fg(kwr_context* ctx, float x1, float y1, float x2, float y2, float z);
+KWR_C_API int kwr_bitmap1(kwr_context* ctx, int x, int y, int w, int h, uint8_t* bitmap);
+KWR_C_API int kwr_image2d(kwr_context* ctx, int x1, int y1, int x2, int y2, int src_w, int src_h, int src_bpp,
+                          uint8_t* src);
+KWR_C_API int kwr_image2d3(kwr_context* ctx, int x1, int y1, int x2, int y2, float z, int src_w, int src_h,
+                           int src_bpp, uint8_t* src);
+
+/* --- Lines --- */
+KWR_C_API int kwr_line(kwr_context* ctx, int x1, int y1, int x2, int y2);
+KWR_C_API int kwr_linef(kwr_context* ctx, float x1, float y1, float x2, float y2);
+KWR_C_API int kwr_linefg(kwr_context* ctx, float x1, float y1, float x2, float y2);
+KWR_C_API int kwr_line3(kwr_context* ctx, int x1, int y1, float z1, int x2, int y2, float z2);
+KWR_C_API int kwr_line3f(kwr_context* ctx, float x1, float y1, float z1, float x2, float y2, float z2);
+KWR_C_API int kwr_line3fg(kwr_context* ctx, float x1, float y1, float z1, float x2, float y2, float z2);
+
+/* --- Triangles: float forms (integer and centred forms below) --- */
+KWR_C_API int kwr_trianglef(kwr_context* ctx, float x1, float y1, float x2, float y2, float x3, float y3);
+KWR_C_API int kwr_triangle3f(kwr_context* ctx, float x1, float y1, float z1, float x2, float y2, float z2,
+                             float x3, float y3, float z3);
+KWR_C_API int kwr_trianglecf(kwr_context* ctx, float x1, float y1, uint32_t c1, float x2, float y2, uint32_t c2,
+                             float x3, float y3, uint32_t c3);
+KWR_C_API int kwr_triangle3cf(kwr_context* ctx, float x1, float y1, float z1, uint32_t c1, float x2, float y2,
+                              float z2, uint32_t c2, float x3, float y3, float z3, uint32_t c3);
+KWR_C_API int kwr_triangletf(kwr_context* ctx, float x1, float y1, float u1, float v1, float x2, float y2, float u2,
+                             float v2, float x3, float y3, float u3, float v3);
+KWR_C_API int kwr_triangle3tf(kwr_context* ctx, float x1, float y1, float z1, float u1, float v1, float x2, float y2,
+                              float z2, float u2, float v2, float x3, float y3, float z3, float u3, float v3);
+KWR_C_API int kwr_trianglectf(kwr_context* ctx, float x1, float y1, uint32_t c1, float u1, float v1, float x2,
+                              float y2, uint32_t c2, float u2, float v2, float x3, float y3, uint32_t c3, float u3,
+                              float v3);
+KWR_C_API int kwr_triangle3ctf(kwr_context* ctx, float x1, float y1, float z1, uint32_t c1, float u1, float v1,
+                               float x2, float y2, float z2, uint32_t c2, float u2, float v2, float x3, float y3,
+                               float z3, uint32_t c3, float u3, float v3);
+
+/* The same eight with integer x, y (no f) and with centred coordinates (fg). */
+KWR_C_API int kwr_triangle(kwr_context* ctx, int x1, int y1, int x2, int y2, int x3, int y3);
+KWR_C_API int kwr_triangle3(kwr_context* ctx, int x1, int y1, float z1, int x2, int y2, float z2, int x3, int y3,
+                            float z3);
+KWR_C_API int kwr_trianglec(kwr_context* ctx, int x1, int y1, uint32_t c1, int x2, int y2, uint32_t c2, int x3,
+                            int y3, uint32_t c3);
+KWR_C_API int kwr_triangle3c(kwr_context* ctx, int x1, int y1, float z1, uint32_t c1, int x2, int y2, float z2,
+                             uint32_t c2, int x3, int y3, float z3, uint32_t c3);
+KWR_C_API int kwr_trianglet(kwr_context* ctx, int x1, int y1, float u1, float v1, int x2, int y2, float u2, float v2,
+                            int x3, int y3, float u3, float v3);
+KWR_C_API int kwr_triangle3t(kwr_context* ctx, int x1, int y1, float z1, float u1, float v1, int x2, int y2, float z2,
+                             float u2, float v2, int x3, int y3, float z3, float u3, float v3);
+KWR_C_API int kwr_trianglect(kwr_context* ctx, int x1, int y1, uint32_t c1, float u1, float v1, int x2, int y2,
+                             uint32_t c2, float u2, float v2, int x3, int y3, uint32_t c3, float u3, float v3);
+KWR_C_API int kwr_triangle3ct(kwr_context* ctx, int x1, int y1, float z1, uint32_t c1, float u1, float v1, int x2,
+                              int y2, float z2, uint32_t c2, float u2, float v2, int x3, int y3, float z3,
+                              uint32_t c3, float u3, float v3);
+KWR_C_API int kwr_trianglefg(kwr_context* ctx, float x1, float y1, float x2, float y2, float x3, float y3);
+KWR_C_API int kwr_triangle3fg(kwr_context* ctx, float x1, float y1, float z1, float x2, float y2, float z2,
+                              float x3, float y3, float z3);
+KWR_C_API int kwr_trianglecfg(kwr_context* ctx, float x1, float y1, uint32_t c1, float x2, float y2, uint32_t c2,
+                              float x3, float y3, uint32_t c3);
+KWR_C_API int kwr_triangle3cfg(kwr_context* ctx, float x1, float y1, float z1, uint32_t c1, float x2, float y2,
+                               float z2, uint32_t c2, float x3, float y3, float z3, uint32_t c3);
+KWR_C_API int kwr_triangletfg(kwr_context* ctx, float x1, float y1, float u1, float v1, float x2, float y2,
+                              float u2, float v2, float x3, float y3, float u3, float v3);
+KWR_C_API int kwr_triangle3tfg(kwr_context* ctx, float x1, float y1, float z1, float u1, float v1, float x2,
+                               float y2, float z2, float u2, float v2, float x3, float y3, float z3, float u3,
+                               float v3);
+KWR_C_API int kwr_trianglectfg(kwr_context* ctx, float x1, float y1, uint32_t c1, float u1, float v1, float x2,
+                               float y2, uint32_t c2, float u2, float v2, float x3, float y3, uint32_t c3, float u3,
+                               float v3);
+KWR_C_API int kwr_triangle3ctfg(kwr_context* ctx, float x1, float y1, float z1, uint32_t c1, float u1, float v1,
+                                float x2, float y2, float z2, uint32_t c2, float u2, float v2, float x3, float y3,
+                                float z3, uint32_t c3, float u3, float v3);
+
+/* --- Batched drawing (float coordinates) --- */
+KWR_C_API int kwr_trianglesf(kwr_context* ctx, size_t count, const float* xy);
+KWR_C_API int kwr_triangles3f(kwr_context* ctx, size_t count, const float* xyz);
+KWR_C_API int kwr_trianglescf(kwr_context* ctx, size_t count, const float* xy, const uint32_t* colors);
+KWR_C_API int kwr_triangles3cf(kwr_context* ctx, size_t count, const float* xyz, const uint32_t* colors);
+KWR_C_API int kwr_trianglestf(kwr_context* ctx, size_t count, const float* xy, const float* uv);
+KWR_C_API int kwr_triangles3tf(kwr_context* ctx, size_t count, const float* xyz, const float* uv);
+KWR_C_API int kwr_trianglesctf(kwr_context* ctx, size_t count, const float* xy, const uint32_t* colors,
+                               const float* uv);
+KWR_C_API int kwr_triangles3ctf(kwr_context* ctx, size_t count, const float* xyz, const uint32_t* colors,
+                                const float* uv);
+/* `count` lines: 2 ends each, xy = 4 floats a line, xyz = 6. */
+KWR_C_API int kwr_linesf(kwr_context* ctx, size_t count, const float* xy);
+KWR_C_API int kwr_lines3f(kwr_context* ctx, size_t count, const float* xyz);
+/* `count` points: xy = 2 ints a point. */
+KWR_C_API int kwr_points(kwr_context* ctx, size_t count, const int* xy);
+
+/* --- Bitmap files (KWRImage) --- */
+KWR_C_API kwr_image* kwr_image_create(void); /* empty; null when out of memory */
+KWR_C_API void kwr_image_destroy(kwr_image* image);
+KWR_C_API int kwr_image_load(kwr_image* image, const char* path);
+KWR_C_API int kwr_image_load_memory(kwr_image* image, const void* data, size_t size);
+KWR_C_API int kwr_image_save(kwr_image* image, const char* path);
+KWR_C_API int kwr_image_convert(kwr_image* image, int bpp);
+KWR_C_API int kwr_image_resize(kwr_image* image, int width, int height);
+KWR_C_API int kwr_image_make_texture(kwr_image* image);
+KWR_C_API int kwr_image_make_alpha_map(kwr_image* image, int source);
+KWR_C_API int kwr_image_from_frame(kwr_image* image, kwr_context* ctx);
+KWR_C_API int kwr_image_get(kwr_image* image, kwr_frame* frame);
+KWR_C_API int kwr_save_frame(kwr_context* ctx, const char* path);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
