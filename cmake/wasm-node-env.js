@@ -2,5 +2,5 @@
 // KWRENDER_THREADS) as a native program would; in a browser it has none.
 Module['preRun'] = Module['preRun'] || [];
 Module['preRun'].push(function () {
-  if (typeof process === 'object' && process.env) Object.assign(ENV, process.env);
+  if (typeof ENV === 'object' && typeof process === 'object' && process.env) Object.assign(ENV, process.env);
 });
