@@ -24,6 +24,12 @@
 #define KWR_X86_64 0
 #endif
 
+// AArch64 always has Advanced SIMD (NEON).
+#if defined(__aarch64__) || defined(_M_ARM64)
+#include <arm_neon.h>
+#define KWR_LANES_NEON 1
+#endif
+
 // MSVC enables the intrinsics of every level without flags.
 #if KWR_X86_64 && (defined(__SSE4_1__) || defined(_MSC_VER))
 #define KWR_LANES_SSE41 1
@@ -304,6 +310,75 @@ struct Lanes {
     static D floorD(D x) { return _mm512_roundscale_pd(x, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC); }
 };
 }  // namespace lanes_avx512
+#endif
+
+#if KWR_LANES_NEON
+// Four lanes of AArch64's Advanced SIMD.  Its conversions saturate where the
+// x86 ones give INT_MIN, so floorInt sends NaN to INT_MIN itself.
+namespace lanes_neon {
+struct Lanes {
+    static constexpr int kLanes = 4;
+    static constexpr bool kHasGather = false;
+    using F = float32x4_t;
+    using I = int32x4_t;
+    using D = float64x2_t;
+    static F loadF(const float* p) { return vld1q_f32(p); }
+    static void storeF(float* p, F v) { vst1q_f32(p, v); }
+    static F splatF(float v) { return vdupq_n_f32(v); }
+    static I splatI(std::int32_t v) { return vdupq_n_s32(v); }
+    static F add(F a, F b) { return vaddq_f32(a, b); }
+    static F sub(F a, F b) { return vsubq_f32(a, b); }
+    static F mul(F a, F b) { return vmulq_f32(a, b); }
+    static F div(F a, F b) { return vdivq_f32(a, b); }
+    static F toF(I v) { return vcvtq_f32_s32(v); }
+    static F bitsF(I v) { return vreinterpretq_f32_s32(v); }
+    static I bitsI(F v) { return vreinterpretq_s32_f32(v); }
+    static I addI(I a, I b) { return vaddq_s32(a, b); }
+    static I subI(I a, I b) { return vsubq_s32(a, b); }
+    static I andI(I a, I b) { return vandq_s32(a, b); }
+    static I orI(I a, I b) { return vorrq_s32(a, b); }
+    static I shl(int n, I a) { return vshlq_s32(a, vdupq_n_s32(n)); }
+    static I shr(int n, I a) { return vreinterpretq_s32_u32(vshlq_u32(vreinterpretq_u32_s32(a), vdupq_n_s32(-n))); }
+    static I mulSmall(I a, I b) { return vmulq_s32(a, b); }
+    static D splatD(double v) { return vdupq_n_f64(v); }
+    static D addD(D a, D b) { return vaddq_f64(a, b); }
+    static D subD(D a, D b) { return vsubq_f64(a, b); }
+    static D mulD(D a, D b) { return vmulq_f64(a, b); }
+    static D divD(D a, D b) { return vdivq_f64(a, b); }
+
+    static I loadI(const void* p) { return vld1q_s32(static_cast<const std::int32_t*>(p)); }
+    static void storeI(void* p, I v) { vst1q_s32(static_cast<std::int32_t*>(p), v); }
+    static I loadU16(const void* p) {
+        return vreinterpretq_s32_u32(vmovl_u16(vld1_u16(static_cast<const std::uint16_t*>(p))));
+    }
+    static void storeU16(void* p, I v) { vst1_s16(static_cast<std::int16_t*>(p), vmovn_s32(v)); }
+    static I loadU24(const unsigned char* p) { return loadBytes3<Lanes>(p); }
+    static void storeU24(unsigned char* p, I v) { storeBytes3<Lanes>(p, v); }
+    KWR_PARTS_BY_COPY(Lanes)
+
+    static I gt(F a, F b) { return vreinterpretq_s32_u32(vcgtq_f32(a, b)); }
+    static I ge(F a, F b) { return vreinterpretq_s32_u32(vcgeq_f32(a, b)); }
+    static I floorInt(F x) {
+        // Rounds toward minus infinity and saturates; NaN would give 0.
+        const I t = vcvtmq_s32_f32(x);
+        return select(vreinterpretq_s32_u32(vceqq_f32(x, x)), t, vdupq_n_s32(INT32_MIN));
+    }
+    static I eqI(I a, I b) { return vreinterpretq_s32_u32(vceqq_s32(a, b)); }
+    static I select(I m, I a, I b) { return vbslq_s32(vreinterpretq_u32_s32(m), a, b); }
+    static F selectF(I m, F a, F b) { return vbslq_f32(vreinterpretq_u32_s32(m), a, b); }
+    static bool any(I m) { return vmaxvq_u32(vreinterpretq_u32_s32(m)) != 0; }
+    static bool all(I m) { return vminvq_u32(vreinterpretq_u32_s32(m)) != 0; }
+
+    // Doubles, two lanes of I at a time; fromD and floorD need |x| < 2^31.
+    static D loD(I v) { return vcvtq_f64_s64(vmovl_s32(vget_low_s32(v))); }
+    static D hiD(I v) { return vcvtq_f64_s64(vmovl_s32(vget_high_s32(v))); }
+    static I fromD(D lo, D hi) { return vcombine_s32(vmovn_s64(vcvtq_s64_f64(lo)), vmovn_s64(vcvtq_s64_f64(hi))); }
+    static D andLessD(D a, D b, D v) {
+        return vreinterpretq_f64_u64(vandq_u64(vcltq_f64(a, b), vreinterpretq_u64_f64(v)));
+    }
+    static D floorD(D x) { return vrndmq_f64(x); }
+};
+}  // namespace lanes_neon
 #endif
 
 }  // namespace kwr

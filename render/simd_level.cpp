@@ -18,7 +18,7 @@
 namespace kwr {
 namespace {
 
-const char* const kNames[kSimdLevelCount] = {"scalar", "sse2", "sse4.1", "avx2", "avx512"};
+const char* const kNames[kSimdLevelCount] = {"scalar", "sse2", "sse4.1", "avx2", "avx512", "neon"};
 
 SimdLevel detect() {
 #if defined(KWR_X86_GNU)
@@ -52,6 +52,8 @@ SimdLevel detect() {
     if (avx2) return SimdLevel::kAvx2;
     if (sse41) return SimdLevel::kSse41;
     return sse2 ? SimdLevel::kSse2 : SimdLevel::kScalar;
+#elif defined(__aarch64__) || defined(_M_ARM64)
+    return SimdLevel::kNeon;
 #else
     return SimdLevel::kScalar;
 #endif

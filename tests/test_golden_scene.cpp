@@ -33,11 +33,11 @@ TEST(GoldenScene, SameBytesInEveryBuild) {
 // The level in force is one of the five and no higher than KWRENDER_SIMD
 // asks (CTest runs the golden scene under each cap).
 TEST(SimdLevel, NamedAndCappedByTheEnvironment) {
-    const char* const names[] = {"scalar", "sse2", "sse4.1", "avx2", "avx512"};
+    const char* const names[] = {"scalar", "sse2", "sse4.1", "avx2", "avx512", "neon"};
     const std::string active = KWRRender::kwrGetSimdLevel();
     const char* env = std::getenv("KWRENDER_SIMD");
-    int activeIndex = -1, cap = 4;
-    for (int i = 0; i < 5; ++i) {
+    int activeIndex = -1, cap = 5;
+    for (int i = 0; i < 6; ++i) {
         if (active == names[i]) activeIndex = i;
         if (env != nullptr && std::strcmp(env, names[i]) == 0) cap = i;
     }

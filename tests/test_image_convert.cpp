@@ -179,6 +179,32 @@ TEST(ImageDraw, StretchedIntoAMemoryTarget) {
     EXPECT_EQ(pixels[3 * 5 + 2], 0xDEADBEEFu);
     EXPECT_EQ(img.kwrDraw(&dc, 0, 0, 0, 4), 0);
     EXPECT_EQ(img.kwrDraw(&dc, 5, 0, 4, 4), 0);
+
+    // The window test's cases (an 8 bpp image 1:1 through its colour table,
+    // a 24 bpp one stretched 2x and shrunk to half) against the resampling
+    // rule kwrResize documents.
+    KWRImage indexed, rgb;
+    ASSERT_EQ(indexed.kwrCreate(48, 32, 8), 1);
+    ASSERT_EQ(rgb.kwrCreate(40, 30, 24), 1);
+    for (int y = 0; y < 32; ++y)
+        for (int x = 0; x < 48; ++x) indexed.kwrGetRow(y)[x] = static_cast<unsigned char>((x * 7 + y * 13) % 216);
+    for (int y = 0; y < 30; ++y)
+        for (int x = 0; x < 120; ++x) rgb.kwrGetRow(y)[x] = static_cast<unsigned char>(x * 3 + y * 11);
+    const struct {
+        const KWRImage* img;
+        int w, h;
+    } cases[] = {{&indexed, 48, 32}, {&rgb, 80, 60}, {&rgb, 20, 15}};
+    for (const auto& c : cases) {
+        KWRImage want = *c.img;
+        ASSERT_EQ(want.kwrResize(c.w, c.h), 1);
+        std::vector<std::uint32_t> target(static_cast<std::size_t>(c.w * c.h), 0xDEADBEEFu);
+        KWRMemoryDC out{c.w, c.h, 4 * c.w, target.data()};
+        ASSERT_EQ(c.img->kwrDraw(&out, 0, 0, c.w, c.h), 1);
+        for (int y = 0; y < c.h; ++y)
+            for (int x = 0; x < c.w; ++x)
+                ASSERT_EQ(target[static_cast<std::size_t>(y * c.w + x)], want.kwrGetPixel(x, y) & 0xFFFFFFu)
+                    << c.w << "x" << c.h << " at " << x << "," << y;
+    }
 }
 #endif
 
