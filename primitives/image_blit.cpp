@@ -4,9 +4,9 @@
 #include <cstdint>
 
 #include "KWRRender.h"
-#include "render/access.h"
 #include "render/numeric.h"
 #include "render/pixel_format.h"
+#include "render/state.h"
 #include "render/threads.h"
 
 namespace kwr {

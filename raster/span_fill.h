@@ -21,9 +21,9 @@
 #endif
 
 #include "KWRRender.h"
-#include "render/access.h"
 #include "render/numeric.h"
 #include "render/pixel_format.h"
+#include "render/state.h"
 
 namespace kwr {
 
