@@ -4,9 +4,9 @@
 #include <cstdint>
 
 #include "KWRRender.h"
-#include "render/access.h"
 #include "render/numeric.h"
 #include "render/pixel_format.h"
+#include "render/state.h"
 #include "render/threads.h"
 
 namespace kwr {
@@ -69,7 +69,7 @@ void blitRows(const RenderState& s, std::int64_t xa, std::int64_t xEnd, std::int
         const std::int64_t sy = row.index < srcH ? row.index : srcH - 1;
         const unsigned char* srcRow = src + sy * srcPitch;
         unsigned char* px = s.bits + pixelOffset(static_cast<int>(xa), static_cast<int>(y), s.pitch, Fmt::kBytes);
-        float* d = Depth ? s.zBuffer + y * s.width + xa : nullptr;
+        float* d = Depth ? depthAt(s, static_cast<int>(xa), static_cast<int>(y)) : nullptr;
         AxisWalk col = col0;
         for (std::int64_t x = xa; x < xEnd; ++x, px += Fmt::kBytes, col.advance()) {
             if constexpr (Depth) {

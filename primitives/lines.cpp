@@ -42,7 +42,7 @@ void walkLine(const RenderState& s, LineEnd a, LineEnd b) {
     const std::ptrdiff_t zRowStep = up ? -static_cast<std::ptrdiff_t>(s.width) : s.width;
     const SolidColor c = solidColor(s);
     unsigned char* px = s.bits + pixelOffset(L.x, L.y, s.pitch, Fmt::kBytes);
-    float* zp = kTested ? s.zBuffer + static_cast<std::ptrdiff_t>(L.y) * s.width + L.x : nullptr;
+    float* zp = kTested ? depthAt(s, L.x, L.y) : nullptr;
     float z = L.z;
     const bool xMajor = dx >= dy;
     float dz = 0;

@@ -51,7 +51,7 @@ void fillBox(const RenderState& s, const Box& b, int firstRow, int lastRow, cons
         if (z == nullptr) {
             storeSolidRun<Fmt>(p, n, c);
         } else {
-            float* d = s.zBuffer + static_cast<std::ptrdiff_t>(y) * s.width + b.xa;
+            float* d = depthAt(s, b.xa, y);
             for (int i = 0; i < n; ++i, p += Fmt::kBytes, ++d) {
                 if (*d >= *z) {
                     *d = *z;

@@ -21,9 +21,9 @@
 #endif
 
 #include "KWRRender.h"
-#include "render/access.h"
 #include "render/numeric.h"
 #include "render/pixel_format.h"
+#include "render/state.h"
 
 namespace kwr {
 
@@ -315,7 +315,7 @@ bool clipRow(const RenderState& s, int row, RowRun& r) {
     r.z = zL;
     r.dz = dz;
     r.px = s.bits + pixelOffset(static_cast<int>(L), row, s.pitch, Fmt::kBytes);
-    r.zp = kDepth ? s.zBuffer + static_cast<std::ptrdiff_t>(row) * s.width + L : nullptr;
+    r.zp = kDepth ? depthAt(s, L, row) : nullptr;
     r.n = R - L + 1;
     prefetchLine(r.px);
     prefetchLine(r.px + (r.n - 1) * Fmt::kBytes);

@@ -112,6 +112,12 @@ inline float centredY(const RenderState& s, float y) { return s.centerY - y; }
 // Depth testing needs the test switched on and a buffer to test against.
 inline bool depthTestActive(const RenderState& s) { return s.zTestActive != 0 && s.zBuffer != nullptr; }
 
+// The depth value of pixel (x, y) of a surface inside the frame buffer (the
+// depth buffer's rows are the surface width long).
+inline float* depthAt(const RenderState& s, int x, int y) {
+    return s.zBuffer + static_cast<std::ptrdiff_t>(y) * s.width + x;
+}
+
 // A map counts as bound when it is not the built-in texel and has a size;
 // one stated with a width or height of zero or less cannot be sampled.
 inline bool textureBound(const RenderState& s) {

@@ -34,8 +34,13 @@
 
 namespace kwr {
 
-// The most threads a context runs; larger requests are held to it.
+// The most threads a context runs; larger requests are held to it.  A
+// WebAssembly build without threads cannot start workers: one.
+#if defined(__EMSCRIPTEN__) && !defined(__EMSCRIPTEN_PTHREADS__)
+constexpr int kMaxThreads = 1;
+#else
 constexpr int kMaxThreads = 64;
+#endif
 // Rows in one band.
 constexpr int kDefaultBandShift = 6;
 constexpr int kDefaultBandHeight = 1 << kDefaultBandShift;

@@ -9,6 +9,7 @@
 #include <new>
 
 #include "KWRRender.h"
+#include "render/threads.h"
 #include "scene.h"
 
 namespace {
@@ -53,7 +54,7 @@ TEST(NoAllocation, DrawingTheSceneAllocatesNothing) {
     const long start = news.load();
     kwr_demo::SceneAssets assets;
     ASSERT_GT(news.load(), start);  // the counter sees allocations
-    for (int threads : {1, 3}) {
+    for (int threads : {1, kwr::threadsForRequest(3)}) {
         for (int bpp : {8, 16, 24, 32}) {
             auto r = std::make_unique<KWRRender>();
             ASSERT_EQ(r->kwrSetRenderBpp(bpp), 1);

@@ -2,7 +2,8 @@
 # Runs every test: the native build (with the test of an outside host that
 # finds the installed package), the sanitizer builds (address and undefined
 # behaviour; threads for the multi-core tests), a minute of fuzzing the
-# bitmap loader and the Windows build under Wine.  Run as root on a fresh
+# bitmap loader, the Windows build under Wine, the AArch64 build under qemu
+# and the WebAssembly build under Node.js.  Run as root on a fresh
 # Debian machine it first installs what is missing.  Exits non-zero if any
 # of them fails.
 set -u
@@ -50,6 +51,15 @@ if command -v aarch64-linux-gnu-g++ >/dev/null && command -v qemu-aarch64 >/dev/
 else
   echo "== aarch64: skipped (needs g++-aarch64-linux-gnu and qemu-user)"
   summary="$summary\n  aarch64: SKIPPED"
+  [ "${CI:-}" = true ] && status=1
+fi
+# The WebAssembly build (emscripten), its tests under Node.js: the same
+# golden hashes as x86-64.  Debian's emscripten needs Debian's node-acorn.
+if command -v emcmake >/dev/null && command -v node >/dev/null; then
+  run wasm env NODE_PATH=/usr/share/nodejs cmake --workflow --preset wasm
+else
+  echo "== wasm: skipped (needs emscripten and nodejs)"
+  summary="$summary\n  wasm: SKIPPED"
   [ "${CI:-}" = true ] && status=1
 fi
 printf "== summary:$summary\n"
