@@ -59,12 +59,27 @@ SimdLevel detect() {
 #endif
 }
 
+// Whether this build has the level at all: the x86 levels on x86, NEON on
+// AArch64, scalar everywhere.
+bool builtLevel(SimdLevel level) {
+#if defined(__aarch64__) || defined(_M_ARM64)
+    return level == SimdLevel::kScalar || level == SimdLevel::kNeon;
+#else
+    return level != SimdLevel::kNeon;
+#endif
+}
+
 SimdLevel fromEnvironment(SimdLevel best) {
     const char* cap = std::getenv("KWRENDER_SIMD");
     if (cap == nullptr) return best;
-    for (int i = 0; i < kSimdLevelCount; ++i)
-        if (std::strcmp(cap, kNames[i]) == 0)
-            return static_cast<SimdLevel>(i) < best ? static_cast<SimdLevel>(i) : best;
+    for (int i = 0; i < kSimdLevelCount; ++i) {
+        if (std::strcmp(cap, kNames[i]) != 0) continue;
+        // The highest level this build has at or below both the cap and the
+        // processor's best (x86 names cap AArch64 to scalar).
+        int level = i < static_cast<int>(best) ? i : static_cast<int>(best);
+        while (level > 0 && !builtLevel(static_cast<SimdLevel>(level))) --level;
+        return static_cast<SimdLevel>(level);
+    }
     return best;  // an unknown name caps nothing
 }
 
