@@ -246,9 +246,10 @@ public:
     /// Flushes first.
     void kwrRender(HDC hdc, int x, int y);
     /// Instruction set the fills use: "scalar", "sse2", "sse4.1", "avx2" or
-    /// "avx512" on x86-64, "scalar" or "neon" on AArch64 (the best the
-    /// processor has, capped by the environment variable KWRENDER_SIMD).  The
-    /// same bytes at every level.
+    /// "avx512" on x86-64, "scalar" or "neon" on AArch64, "scalar" or
+    /// "simd128" in WebAssembly (the best the processor or build has, capped
+    /// by the environment variable KWRENDER_SIMD).  The same bytes at every
+    /// level.
     static const char* kwrGetSimdLevel();
 
     // --- Multi-core rendering ----------------------------------------------

@@ -30,6 +30,13 @@
 #define KWR_LANES_NEON 1
 #endif
 
+// WebAssembly's 128-bit SIMD, where the build enables it (the whole module
+// needs an engine that has it: there is no check at run time).
+#if defined(__wasm_simd128__)
+#include <wasm_simd128.h>
+#define KWR_LANES_SIMD128 1
+#endif
+
 // MSVC enables the intrinsics of every level without flags.
 #if KWR_X86_64 && (defined(__SSE4_1__) || defined(_MSC_VER))
 #define KWR_LANES_SSE41 1
@@ -379,6 +386,78 @@ struct Lanes {
     static D floorD(D x) { return vrndmq_f64(x); }
 };
 }  // namespace lanes_neon
+#endif
+
+#if KWR_LANES_SIMD128
+// Four lanes of WebAssembly SIMD128, one type for every lane kind.  Its
+// conversions saturate and give 0 for NaN, so floorInt sends NaN to INT_MIN
+// itself.
+namespace lanes_simd128 {
+struct Lanes {
+    static constexpr int kLanes = 4;
+    static constexpr bool kHasGather = false;
+    using F = v128_t;
+    using I = v128_t;
+    using D = v128_t;
+    static F loadF(const float* p) { return wasm_v128_load(p); }
+    static void storeF(float* p, F v) { wasm_v128_store(p, v); }
+    static F splatF(float v) { return wasm_f32x4_splat(v); }
+    static I splatI(std::int32_t v) { return wasm_i32x4_splat(v); }
+    static F add(F a, F b) { return wasm_f32x4_add(a, b); }
+    static F sub(F a, F b) { return wasm_f32x4_sub(a, b); }
+    static F mul(F a, F b) { return wasm_f32x4_mul(a, b); }
+    static F div(F a, F b) { return wasm_f32x4_div(a, b); }
+    static F toF(I v) { return wasm_f32x4_convert_i32x4(v); }
+    static F bitsF(I v) { return v; }
+    static I bitsI(F v) { return v; }
+    static I addI(I a, I b) { return wasm_i32x4_add(a, b); }
+    static I subI(I a, I b) { return wasm_i32x4_sub(a, b); }
+    static I andI(I a, I b) { return wasm_v128_and(a, b); }
+    static I orI(I a, I b) { return wasm_v128_or(a, b); }
+    static I shl(int n, I a) { return wasm_i32x4_shl(a, static_cast<std::uint32_t>(n)); }
+    static I shr(int n, I a) { return wasm_u32x4_shr(a, static_cast<std::uint32_t>(n)); }
+    static I mulSmall(I a, I b) { return wasm_i32x4_mul(a, b); }
+    static D splatD(double v) { return wasm_f64x2_splat(v); }
+    static D addD(D a, D b) { return wasm_f64x2_add(a, b); }
+    static D subD(D a, D b) { return wasm_f64x2_sub(a, b); }
+    static D mulD(D a, D b) { return wasm_f64x2_mul(a, b); }
+    static D divD(D a, D b) { return wasm_f64x2_div(a, b); }
+
+    static I loadI(const void* p) { return wasm_v128_load(p); }
+    static void storeI(void* p, I v) { wasm_v128_store(p, v); }
+    static I loadU16(const void* p) { return wasm_u32x4_load16x4(p); }
+    static void storeU16(void* p, I v) {
+        // The low halves of the four lanes, in order, as eight bytes.
+        const v128_t packed = wasm_i8x16_shuffle(v, v, 0, 1, 4, 5, 8, 9, 12, 13, 0, 1, 4, 5, 8, 9, 12, 13);
+        wasm_v128_store64_lane(p, packed, 0);
+    }
+    static I loadU24(const unsigned char* p) { return loadBytes3<Lanes>(p); }
+    static void storeU24(unsigned char* p, I v) { storeBytes3<Lanes>(p, v); }
+    KWR_PARTS_BY_COPY(Lanes)
+
+    static I gt(F a, F b) { return wasm_f32x4_gt(a, b); }
+    static I ge(F a, F b) { return wasm_f32x4_ge(a, b); }
+    static I floorInt(F x) {
+        // Rounds toward minus infinity and saturates; NaN would give 0.
+        const I t = wasm_i32x4_trunc_sat_f32x4(wasm_f32x4_floor(x));
+        return select(wasm_f32x4_eq(x, x), t, wasm_i32x4_splat(INT32_MIN));
+    }
+    static I eqI(I a, I b) { return wasm_i32x4_eq(a, b); }
+    static I select(I m, I a, I b) { return wasm_v128_bitselect(a, b, m); }
+    static F selectF(I m, F a, F b) { return wasm_v128_bitselect(a, b, m); }
+    static bool any(I m) { return wasm_v128_any_true(m); }
+    static bool all(I m) { return wasm_i32x4_all_true(m); }
+
+    // Doubles, two lanes of I at a time; fromD and floorD need |x| < 2^31.
+    static D loD(I v) { return wasm_f64x2_convert_low_i32x4(v); }
+    static D hiD(I v) { return wasm_f64x2_convert_low_i32x4(wasm_i32x4_shuffle(v, v, 2, 3, 2, 3)); }
+    static I fromD(D lo, D hi) {
+        return wasm_i32x4_shuffle(wasm_i32x4_trunc_sat_f64x2_zero(lo), wasm_i32x4_trunc_sat_f64x2_zero(hi), 0, 1, 4, 5);
+    }
+    static D andLessD(D a, D b, D v) { return wasm_v128_and(wasm_f64x2_lt(a, b), v); }
+    static D floorD(D x) { return wasm_f64x2_floor(x); }
+};
+}  // namespace lanes_simd128
 #endif
 
 }  // namespace kwr

@@ -402,13 +402,14 @@ const LaneBlocks* laneBlocksSse41();
 const LaneBlocks* laneBlocksAvx2();
 const LaneBlocks* laneBlocksAvx512();
 const LaneBlocks* laneBlocksNeon();
+const LaneBlocks* laneBlocksSimd128();
 
 // The block function of `Rule` on `Fmt` at `level`: the lane block of the
 // highest built level not above it, else the plain block.
 template <class Rule, class Fmt>
 BlockFn blockFor(SimdLevel level) {
     const LaneBlocks* (*const tables[])() = {laneBlocksSse2, laneBlocksSse41, laneBlocksAvx2, laneBlocksAvx512,
-                                             laneBlocksNeon};
+                                             laneBlocksNeon, laneBlocksSimd128};
     for (int i = static_cast<int>(level) - 1; i >= 0; --i) {
         const LaneBlocks* t = tables[i]();
         if (t != nullptr) return t->fill[Rule::kId][Fmt::kBytes - 2];

@@ -18,7 +18,7 @@
 namespace kwr {
 namespace {
 
-const char* const kNames[kSimdLevelCount] = {"scalar", "sse2", "sse4.1", "avx2", "avx512", "neon"};
+const char* const kNames[kSimdLevelCount] = {"scalar", "sse2", "sse4.1", "avx2", "avx512", "neon", "simd128"};
 
 SimdLevel detect() {
 #if defined(KWR_X86_GNU)
@@ -54,6 +54,8 @@ SimdLevel detect() {
     return sse2 ? SimdLevel::kSse2 : SimdLevel::kScalar;
 #elif defined(__aarch64__) || defined(_M_ARM64)
     return SimdLevel::kNeon;
+#elif defined(KWR_WASM_SIMD128)
+    return SimdLevel::kSimd128;
 #else
     return SimdLevel::kScalar;
 #endif

@@ -2,7 +2,7 @@
 //
 // The level is the best one the processor offers, capped by the environment
 // variable KWRENDER_SIMD (scalar, sse2, sse4.1, avx2 or avx512 on x86-64;
-// scalar or neon on AArch64).  A cap above what the processor has falls back
+// scalar or neon on AArch64; scalar or simd128 in WebAssembly).  A cap above what the processor has falls back
 // to the best level it has, and x86 names cap AArch64 to scalar.  Every level
 // draws the same bytes; only the speed differs.
 #ifndef KWR_RENDER_SIMD_LEVEL_H
@@ -10,8 +10,8 @@
 
 namespace kwr {
 
-enum class SimdLevel { kScalar = 0, kSse2, kSse41, kAvx2, kAvx512, kNeon };
-constexpr int kSimdLevelCount = 6;
+enum class SimdLevel { kScalar = 0, kSse2, kSse41, kAvx2, kAvx512, kNeon, kSimd128 };
+constexpr int kSimdLevelCount = 7;
 
 // The name used by KWRENDER_SIMD and by KWRRender::kwrGetSimdLevel.
 const char* simdLevelName(SimdLevel level);

@@ -20,8 +20,8 @@
 
 namespace {
 
-const char* const kLevelNames[] = {"scalar", "sse2", "sse4.1", "avx2", "avx512", "neon"};
-constexpr int kLevels = 6, kNeon = 5;
+const char* const kLevelNames[] = {"scalar", "sse2", "sse4.1", "avx2", "avx512", "neon", "simd128"};
+constexpr int kLevels = 7, kNeon = 5, kSimd128 = 6;
 
 // The best level the processor offers, asked of the processor here rather
 // than of the library: -1 where this test cannot ask.
@@ -45,6 +45,12 @@ int processorBestLevel() {
     return avx512 ? 4 : avx2 ? 3 : sse41 ? 2 : sse2 ? 1 : 0;
 #elif defined(__aarch64__) || defined(_M_ARM64)
     return kNeon;
+#elif defined(__EMSCRIPTEN__) && defined(KWR_WASM_SIMD128)
+    // The build, not the engine, decides: a module built with SIMD128 loads
+    // only where the engine has it.
+    return kSimd128;
+#elif defined(__EMSCRIPTEN__)
+    return 0;
 #else
     return -1;
 #endif
@@ -53,8 +59,8 @@ int processorBestLevel() {
 bool processorHas(int level) {
     const int best = processorBestLevel();
     if (level == 0) return true;
-    if (best == kNeon) return level == kNeon;
-    return level != kNeon && level <= best;
+    if (best == kNeon || best == kSimd128) return level == best;
+    return level != kNeon && level != kSimd128 && level <= best;
 }
 
 // The level KWRENDER_SIMD names, or -1 when it is unset or names none.
