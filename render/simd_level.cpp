@@ -62,12 +62,14 @@ SimdLevel detect() {
 }
 
 // Whether this build has the level at all: the x86 levels on x86, NEON on
-// AArch64, scalar everywhere.
+// AArch64, SIMD128 in WebAssembly, scalar everywhere.
 bool builtLevel(SimdLevel level) {
 #if defined(__aarch64__) || defined(_M_ARM64)
     return level == SimdLevel::kScalar || level == SimdLevel::kNeon;
+#elif defined(__wasm__)
+    return level == SimdLevel::kScalar || level == SimdLevel::kSimd128;
 #else
-    return level != SimdLevel::kNeon;
+    return level <= SimdLevel::kAvx512;
 #endif
 }
 
