@@ -69,31 +69,26 @@ void blitRows(const RenderState& s, std::int64_t xa, std::int64_t xEnd, std::int
         const std::int64_t sy = row.index < srcH ? row.index : srcH - 1;
         const unsigned char* srcRow = src + sy * srcPitch;
         unsigned char* px = s.bits + pixelOffset(static_cast<int>(xa), static_cast<int>(y), s.pitch, Fmt::kBytes);
-        float* d = Depth ? depthAt(s, static_cast<int>(xa), static_cast<int>(y)) : nullptr;
+        float* d = Depth ? depthView(s).at(xa, y) : nullptr;
         AxisWalk col = col0;
         for (std::int64_t x = xa; x < xEnd; ++x, px += Fmt::kBytes, col.advance()) {
             if constexpr (Depth) {
-                const bool pass = *d >= z;
+                const bool pass = DepthView::nearerOrLevel(*d, z);
                 if (pass) *d = z;
                 ++d;
                 if (!pass) continue;
             }
             const std::int64_t sx = col.index < srcW ? col.index : srcW - 1;
             const unsigned char* sp = srcRow + sx * kSrcBytes;
-            if constexpr (Fmt::kBpp == 16) {
-                Format16::storeOpaque(px, sp[0], sp[1], sp[2]);
-            } else {
-                px[0] = sp[0];
-                px[1] = sp[1];
-                px[2] = sp[2];
-                if constexpr (Fmt::kBpp == 32) {
-                    // The fourth byte: the source's alpha; a 24-bit source
-                    // leaves it alone, except in the depth blit, which makes
-                    // it opaque.
-                    if constexpr (SrcBpp == 32) px[3] = sp[3];
-                    else if constexpr (Depth) px[3] = 255;
-                }
-            }
+            // The fourth byte of a 32 bpp pixel: the source's alpha; a 24-bit
+            // source leaves it alone, except in the depth blit, which makes it
+            // opaque.
+            if constexpr (SrcBpp == 32)
+                Fmt::storeColourAlpha(px, sp[0], sp[1], sp[2], sp[3]);
+            else if constexpr (Depth)
+                Fmt::storeOpaque(px, sp[0], sp[1], sp[2]);
+            else
+                Fmt::storeColour(px, sp[0], sp[1], sp[2]);
         }
     }
 }

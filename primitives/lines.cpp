@@ -42,7 +42,7 @@ void walkLine(const RenderState& s, LineEnd a, LineEnd b) {
     const std::ptrdiff_t zRowStep = up ? -static_cast<std::ptrdiff_t>(s.width) : s.width;
     const SolidColor c = solidColor(s);
     unsigned char* px = s.bits + pixelOffset(L.x, L.y, s.pitch, Fmt::kBytes);
-    float* zp = kTested ? depthAt(s, L.x, L.y) : nullptr;
+    float* zp = kTested ? depthView(s).at(L.x, L.y) : nullptr;
     float z = L.z;
     const bool xMajor = dx >= dy;
     float dz = 0;
@@ -57,7 +57,7 @@ void walkLine(const RenderState& s, LineEnd a, LineEnd b) {
             if (!ownsRow(s, y)) return;
         }
         if constexpr (kTested) {
-            if (*zp >= z) {
+            if (DepthView::nearerOrLevel(*zp, z)) {
                 *zp = z;
                 Fmt::storeSolid(px, c);
             }

@@ -51,9 +51,9 @@ void fillBox(const RenderState& s, const Box& b, int firstRow, int lastRow, cons
         if (z == nullptr) {
             storeSolidRun<Fmt>(p, n, c);
         } else {
-            float* d = depthAt(s, b.xa, y);
+            float* d = depthView(s).at(b.xa, y);
             for (int i = 0; i < n; ++i, p += Fmt::kBytes, ++d) {
-                if (*d >= *z) {
+                if (DepthView::nearerOrLevel(*d, *z)) {
                     *d = *z;
                     Fmt::storeSolid(p, c);
                 }

@@ -1,6 +1,9 @@
 // The fourteen span fills: each member runs its rule over the given rows.
 #include "raster/span_rules.h"
 
+// The scalar level's lane blocks, built with the library's own flags.
+const kwr::LaneBlocks* kwr::laneBlocksScalar() { return laneBlocksOf<ScalarLanes<void>>(); }
+
 using kwr::fillTriangleRows;
 
 void KWRRender::rasterTriangle3(int firstRow, int lastRow) {

@@ -27,30 +27,27 @@
 
 namespace kwr {
 
-// What a member does on an 8 bpp surface.
-enum class Mode8 {
-    kNothing,        // draws nothing, touches no depth
-    kCubeWithDepth,  // depth test, then color8 and the depth
-    kCubeNoDepth,    // depth test, then color8 only
-};
-
-// Which stored depths let a pixel through.
+// Which stored depths let a pixel through (the comparisons of DepthView).
 enum class DepthTest {
     kNone,
-    kGreater,         // stored > z
-    kGreaterOrEqual,  // stored >= z
+    kNearer,         // stored > z
+    kNearerOrLevel,  // stored >= z
 };
 
-// What a span rule uses of the row walk, by name.
+// What a span rule is, by name: the letters of its fill, its depth test,
+// and how it uses the row walk.
 struct SpanTraits {
+    FillLetters letters = {false, false, false, false};
     DepthTest depth = DepthTest::kNone;
-    bool interpolates = false;  // steps the span parameter
-    bool blends = false;        // reads the pixel it writes
-    bool unrollBy4 = false;
-    // The blends without a depth test compute 16 bpp pixels whatever the weight; a
-    // zero weight reproduces the old pixel there.
+    bool storesDepth = true;  // a pixel that passes the depth test stores its depth
+    // The blends without a depth test compute 16 bpp pixels whatever the
+    // weight; a zero weight reproduces the old pixel there.
     bool blend16Always = false;
-    Mode8 mode8 = Mode8::kNothing;
+    // Writes whole spans at once (run()) instead of lanes of pixels.
+    bool wholeSpan = false;
+
+    constexpr bool interpolates() const { return letters.shaded || letters.textured; }
+    constexpr bool blends() const { return letters.blended; }
 
     // A copy with one field changed; the named forms below read at the rules.
     template <class T>
@@ -59,12 +56,29 @@ struct SpanTraits {
         t.*field = value;
         return t;
     }
-    constexpr SpanTraits withDepth(DepthTest d) const { return with(&SpanTraits::depth, d); }
-    constexpr SpanTraits interpolated() const { return with(&SpanTraits::interpolates, true); }
-    constexpr SpanTraits blended() const { return with(&SpanTraits::blends, true); }
-    constexpr SpanTraits unrolled() const { return with(&SpanTraits::unrollBy4, true); }
+    constexpr SpanTraits tested(DepthTest d) const {
+        SpanTraits t = with(&SpanTraits::depth, d);
+        t.letters.depth = d != DepthTest::kNone;
+        return t;
+    }
+    constexpr SpanTraits shaded() const {
+        SpanTraits t = *this;
+        t.letters.shaded = true;
+        return t;
+    }
+    constexpr SpanTraits textured() const {
+        SpanTraits t = *this;
+        t.letters.textured = true;
+        return t;
+    }
+    constexpr SpanTraits blended() const {
+        SpanTraits t = *this;
+        t.letters.blended = true;
+        return t;
+    }
+    constexpr SpanTraits keepingDepth() const { return with(&SpanTraits::storesDepth, false); }
     constexpr SpanTraits blendingEvery16() const { return with(&SpanTraits::blend16Always, true); }
-    constexpr SpanTraits on8(Mode8 m) const { return with(&SpanTraits::mode8, m); }
+    constexpr SpanTraits whole() const { return with(&SpanTraits::wholeSpan, true); }
 };
 
 // A texture or alpha map as sampled: sizes are at least 1.
@@ -84,7 +98,8 @@ struct SampledMap {
 struct SpanContext {
     SolidColor solid;
     unsigned cB, cG, cR, cA;
-    IntBlend blend;  // the flat integer blend of the colour
+    IntBlend blend;      // the flat integer blend of the colour
+    IntBlend flatBlend;  // the same keeping the 32 bpp alpha byte
     SampledMap texture;
     SampledMap alphaMap;
     enum { kAlphaFromTexel, kAlphaSameSize, kAlphaOwnSize } alphaSource;
@@ -105,6 +120,7 @@ inline SpanContext makeSpanContext(const RenderState& s) {
     k.cR = (s.color >> 16) & 0xFFu;
     k.cA = (s.color >> 24) & 0xFFu;
     k.blend = intBlendOf(s.color, false);
+    k.flatBlend = intBlendOf(s.color, true);
     // A map bound with a size of zero or less would divide by zero in the
     // wrap: such a texture samples the built-in texel, and such an alpha map
     // counts as unbound.
@@ -123,34 +139,6 @@ inline SpanContext makeSpanContext(const RenderState& s) {
     }
     return k;
 }
-
-// (1 - p) * left + p * right, in single precision.
-inline float lerpSpan(float p, float left, float right) { return (1.0f - p) * left + p * right; }
-
-// A value rounded half up, as its bits (the caller masks the field it needs).
-inline std::uint32_t roundedBits(float v) { return static_cast<std::uint32_t>(roundHalfUp(v)); }
-
-// Repeat addressing: i wrapped into 0..size-1 (size >= 1).  Computed in 64
-// bits so that INT_MIN has a negation.  For a power-of-two size the rule is
-// exactly the low bits of i, which needs no division.
-inline int wrapCoord(int i, int size) {
-    if ((size & (size - 1)) == 0) return static_cast<int>(static_cast<unsigned>(i) & static_cast<unsigned>(size - 1));
-    if (i >= size) return i % size;
-    if (i < 0) {
-        const int w = size - static_cast<int>((-static_cast<std::int64_t>(i)) % size);
-        return w == size ? 0 : w;
-    }
-    return i;
-}
-
-// Nearest texel coordinate of a normalised coordinate across `size` texels.
-inline int texelCoord(float n, int size) { return wrapCoord(roundHalfUp(n * static_cast<float>(size)), size); }
-
-struct Texel {
-    unsigned b, g, r, a;
-    int iu, iv;
-    float un, vn;
-};
 
 // A row's attribute ends, read from the table once per row.
 struct RowEnds {
@@ -171,87 +159,16 @@ inline void loadRowEnds(const ScanLineTable& t, int row, RowEnds& e) {
     e.rightV = t.scanRightV[row];
 }
 
-inline Texel sampleTexture(const SpanContext& k, const RowEnds& e, float p) {
-    Texel x;
-    x.un = lerpSpan(p, e.leftU, e.rightU);
-    x.vn = lerpSpan(p, e.leftV, e.rightV);
-    x.iu = texelCoord(x.un, k.texture.width);
-    x.iv = texelCoord(x.vn, k.texture.height);
-    const unsigned char* q =
-        k.texture.data + static_cast<std::ptrdiff_t>(x.iv) * k.texture.pitch + static_cast<std::ptrdiff_t>(x.iu) * 4;
-    x.b = q[0];
-    x.g = q[1];
-    x.r = q[2];
-    x.a = q[3];
-    return x;
-}
-
-// The alpha byte of a textured pixel: the texel's own, or the alpha map's.
-inline unsigned alphaByte(const SpanContext& k, const Texel& x) {
-    switch (k.alphaSource) {
-    case SpanContext::kAlphaSameSize:
-        return k.alphaMap.data[x.iu + static_cast<std::ptrdiff_t>(x.iv) * k.alphaMap.pitch];
-    case SpanContext::kAlphaOwnSize: {
-        const int au = texelCoord(x.un, k.alphaMap.width);
-        const int av = texelCoord(x.vn, k.alphaMap.height);
-        return k.alphaMap.data[au + static_cast<std::ptrdiff_t>(av) * k.alphaMap.pitch];
-    }
-    default: return x.a;
-    }
-}
-
-// Interpolated vertex colour channels (red, green, blue, alpha) at p.
-struct Shade {
-    float c[4];
-};
-inline Shade shadeAt(const RowEnds& e, float p) {
-    Shade sh;
-    for (int i = 0; i < 4; ++i) sh.c[i] = lerpSpan(p, e.leftColor[i], e.rightColor[i]);
-    return sh;
-}
-
-// The four channels rounded (floor of v + 0.5, saturated).
-struct RoundedShade {
-    std::int32_t c[4];
-};
-inline RoundedShade roundedShade(const RowEnds& e, float p) {
-    const Shade sh = shadeAt(e, p);
-    RoundedShade r;
-    for (int i = 0; i < 4; ++i) r.c[i] = roundHalfUp(sh.c[i]);
-    return r;
-}
-
 // A run of pixels of one row with their chain values computed ahead.
 struct SpanBlock {
-    // The chains run on past the block to a multiple of kChainPad entries,
-    // so that lane groups may read whole groups of them.
-    const float* p;     // span parameter of each pixel
+    const float* p;     // span parameter of each pixel (members that interpolate)
     const float* z;     // depth of each pixel (depth members)
     float* zrow;        // depth buffer at the first pixel (depth members)
     unsigned char* px;  // the first pixel
     int n;
 };
 constexpr int kBlockPixels = 64;
-constexpr int kChainPad = 16;  // the widest lane set
 using BlockFn = void (*)(const SpanContext&, const RowEnds&, const SpanBlock&);
-
-template <class Rule>
-constexpr bool passesDepth(float stored, float z) {
-    return Rule::kTraits.depth == DepthTest::kGreater ? stored > z : stored >= z;
-}
-
-// The plain block: one pixel after the other.
-template <class Rule, class Fmt>
-void plainBlock(const SpanContext& k, const RowEnds& e, const SpanBlock& b) {
-    unsigned char* px = b.px;
-    for (int i = 0; i < b.n; ++i, px += Fmt::kBytes) {
-        if constexpr (Rule::kTraits.depth != DepthTest::kNone) {
-            if (passesDepth<Rule>(b.zrow[i], b.z[i]) && Rule::template pixel<Fmt>(k, e, b.p[i], px)) b.zrow[i] = b.z[i];
-        } else {
-            Rule::template pixel<Fmt>(k, e, b.p[i], px);
-        }
-    }
-}
 
 // Asks for the cache line at p ahead of a write.  Rows of small triangles
 // lie anywhere in the frame and depth buffer; asking for several rows'
@@ -282,7 +199,7 @@ struct RowRun {
 template <class Rule, class Fmt>
 bool clipRow(const RenderState& s, int row, RowRun& r) {
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
-    constexpr bool kParam = Rule::kTraits.interpolates;
+    constexpr bool kParam = Rule::kTraits.interpolates();
     const ScanLineTable& t = s.scan;
     std::int64_t L = t.scanLeftX[row];
     std::int64_t R = t.scanRightX[row];
@@ -315,7 +232,7 @@ bool clipRow(const RenderState& s, int row, RowRun& r) {
     r.z = zL;
     r.dz = dz;
     r.px = s.bits + pixelOffset(static_cast<int>(L), row, s.pitch, Fmt::kBytes);
-    r.zp = kDepth ? depthAt(s, L, row) : nullptr;
+    r.zp = kDepth ? depthView(s).at(L, row) : nullptr;
     r.n = R - L + 1;
     prefetchLine(r.px);
     prefetchLine(r.px + (r.n - 1) * Fmt::kBytes);
@@ -326,15 +243,16 @@ bool clipRow(const RenderState& s, int row, RowRun& r) {
     return true;
 }
 
-// Rows of the interpolating members go through blocks several rows at a
-// time: each row's chains are still one addition after the other, but the
-// chains of different rows are independent and run side by side.
+// Rows go through blocks several rows at a time: each row's chains are
+// still one addition after the other, but the chains of different rows are
+// independent and run side by side.
 constexpr int kRowsAtOnce = 4;
 
 template <class Rule, class Fmt>
 void runRowBlocks(RowRun* runs, int count, const SpanContext& k, BlockFn block) {
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
-    float pBlock[kRowsAtOnce][kBlockPixels + kChainPad], zBlock[kRowsAtOnce][kBlockPixels + kChainPad];
+    constexpr bool kParam = Rule::kTraits.interpolates();
+    float pBlock[kRowsAtOnce][kBlockPixels + 1], zBlock[kRowsAtOnce][kBlockPixels + 1];
     float p[kRowsAtOnce] = {}, sp[kRowsAtOnce] = {}, z[kRowsAtOnce] = {}, dz[kRowsAtOnce] = {};
     for (int j = 0; j < count; ++j) {
         p[j] = runs[j].p;
@@ -351,11 +269,12 @@ void runRowBlocks(RowRun* runs, int count, const SpanContext& k, BlockFn block) 
         if (most == 0) return;
         // Entry i of a row is its chain value at pixel i of the block; entry
         // m is the value the next block starts from.
-        const int entries = (most + kChainPad) / kChainPad * kChainPad;
-        for (int i = 0; i < entries; ++i) {
+        for (int i = 0; i <= most; ++i) {
             for (int j = 0; j < kRowsAtOnce; ++j) {
-                pBlock[j][i] = p[j];
-                p[j] += sp[j];
+                if constexpr (kParam) {
+                    pBlock[j][i] = p[j];
+                    p[j] += sp[j];
+                }
                 if constexpr (kDepth) {
                     zBlock[j][i] = z[j];
                     z[j] += dz[j];
@@ -374,56 +293,33 @@ void runRowBlocks(RowRun* runs, int count, const SpanContext& k, BlockFn block) 
     }
 }
 
-// Walks rows firstRow..lastRow: skip test and clipping (clipRow), depth
-// stepped by addition, the span parameter p stepped by addition.  Members
-// without a span parameter call pixel(px) per pixel, which returns whether
-// the depth is to be stored; the others hand blocks of pixels to `block`.
-template <class Rule, class Fmt, class PixelFn>
-void walkSpans(const RenderState& s, int firstRow, int lastRow, PixelFn&& pixel, const SpanContext* k = nullptr,
-               BlockFn block = nullptr) {
+// Walks rows firstRow..lastRow: the skip test and clipping (clipRow), the
+// depth stepped by addition and the span parameter p stepped by addition,
+// both computed ahead into blocks handed to `block`.  Rules of whole spans
+// take each clipped span at once.
+template <class Rule, class Fmt>
+void walkSpans(const RenderState& s, int firstRow, int lastRow, const SpanContext& k, BlockFn block) {
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
     if (kDepth && s.zBuffer == nullptr) return;
     // Rows outside the surface or the table are never filled.
     clampRows(s, firstRow, lastRow);
-    if constexpr (Rule::kTraits.interpolates) {
+    if constexpr (Rule::kTraits.wholeSpan) {
+        const ScanLineTable& t = s.scan;
+        for (int row = firstRow; row <= lastRow; ++row) {
+            const std::int64_t L = t.scanLeftX[row] > 0 ? t.scanLeftX[row] : 0;
+            const std::int64_t R = t.scanRightX[row] < s.clipRight ? t.scanRightX[row] : s.clipRight;
+            if (L <= R) Rule::template run<Fmt>(k, s.bits + pixelOffset(static_cast<int>(L), row, s.pitch, Fmt::kBytes), R - L + 1);
+        }
+    } else {
         RowRun runs[kRowsAtOnce];
         int count = 0;
         for (int row = firstRow; row <= lastRow; ++row) {
             if (clipRow<Rule, Fmt>(s, row, runs[count]) && ++count == kRowsAtOnce) {
-                runRowBlocks<Rule, Fmt>(runs, count, *k, block);
+                runRowBlocks<Rule, Fmt>(runs, count, k, block);
                 count = 0;
             }
         }
-        if (count > 0) runRowBlocks<Rule, Fmt>(runs, count, *k, block);
-    } else {
-        RowRun r;
-        for (int row = firstRow; row <= lastRow; ++row) {
-            if (!clipRow<Rule, Fmt>(s, row, r)) continue;
-            unsigned char* px = r.px;
-            float* zp = r.zp;
-            float z = r.z;
-            // One pixel: depth test, the rule, the depth store, then the step.
-            auto step = [&]() {
-                bool pass = true;
-                if constexpr (kDepth) pass = passesDepth<Rule>(*zp, z);
-                if (pass && pixel(px) && kDepth) *zp = z;
-                px += Fmt::kBytes;
-                if constexpr (kDepth) {
-                    ++zp;
-                    z += r.dz;
-                }
-            };
-            std::int64_t n = r.n;
-            if constexpr (Rule::kTraits.unrollBy4) {
-                for (; n >= 4; n -= 4) {
-                    step();
-                    step();
-                    step();
-                    step();
-                }
-            }
-            for (; n > 0; --n) step();
-        }
+        if (count > 0) runRowBlocks<Rule, Fmt>(runs, count, k, block);
     }
 }
 

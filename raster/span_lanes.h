@@ -14,6 +14,7 @@
 #ifndef KWR_RASTER_SPAN_LANES_H
 #define KWR_RASTER_SPAN_LANES_H
 
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 
@@ -84,11 +85,14 @@ void storePartCopy(void* p, typename V::I v, int m) {
 // Partial forms of every pixel and depth access, by copying.
 #define KWR_PARTS_BY_COPY(Self)                                                                       \
     static I loadPart(const void* p, int bytes, int m) {                                              \
+        if (bytes == 1) return loadPartCopy<Self, 1>(p, m);                                           \
         return bytes == 2 ? loadPartCopy<Self, 2>(p, m)                                               \
                           : (bytes == 3 ? loadPartCopy<Self, 3>(p, m) : loadPartCopy<Self, 4>(p, m)); \
     }                                                                                                 \
     static void storePart(void* p, I v, int bytes, int m) {                                           \
-        if (bytes == 2)                                                                               \
+        if (bytes == 1)                                                                               \
+            storePartCopy<Self, 1>(p, v, m);                                                          \
+        else if (bytes == 2)                                                                          \
             storePartCopy<Self, 2>(p, v, m);                                                          \
         else if (bytes == 3)                                                                          \
             storePartCopy<Self, 3>(p, v, m);                                                          \
@@ -129,6 +133,99 @@ void storePartCopy(void* p, typename V::I v, int m) {
     static D subD(D a, D b) { return P##_sub_pd(a, b); }                    \
     static D mulD(D a, D b) { return P##_mul_pd(a, b); }                    \
     static D divD(D a, D b) { return P##_div_pd(a, b); }
+
+// One lane of plain scalars, in portable C++: the same operations as the
+// vector sets, so that every span rule has one body, run at width 1 by the
+// scalar level and for the pixels of a span too few to fill a vector.
+// `Beside` is the vector set it serves (void for the scalar level): each
+// level's translation unit has its own copy, built with its instructions.
+template <class Beside>
+struct ScalarLanes {
+    static constexpr int kLanes = 1;
+    static constexpr bool kHasGather = false;
+    using F = float;
+    using I = std::int32_t;
+    using D = double;
+    static F loadF(const float* p) { return *p; }
+    static void storeF(float* p, F v) { *p = v; }
+    static F splatF(float v) { return v; }
+    static I splatI(std::int32_t v) { return v; }
+    static F add(F a, F b) { return a + b; }
+    static F sub(F a, F b) { return a - b; }
+    static F mul(F a, F b) { return a * b; }
+    static F div(F a, F b) { return a / b; }
+    static F toF(I v) { return static_cast<float>(v); }
+    static F bitsF(I v) {
+        F f;
+        std::memcpy(&f, &v, 4);
+        return f;
+    }
+    static I bitsI(F v) {
+        I i;
+        std::memcpy(&i, &v, 4);
+        return i;
+    }
+    // Integer lanes wrap like the vector ones.
+    static I wrap(std::uint32_t v) { return static_cast<I>(v); }
+    static I addI(I a, I b) { return wrap(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b)); }
+    static I subI(I a, I b) { return wrap(static_cast<std::uint32_t>(a) - static_cast<std::uint32_t>(b)); }
+    static I andI(I a, I b) { return a & b; }
+    static I orI(I a, I b) { return a | b; }
+    static I shl(int n, I a) { return wrap(static_cast<std::uint32_t>(a) << n); }
+    static I shr(int n, I a) { return wrap(static_cast<std::uint32_t>(a) >> n); }
+    static I mulSmall(I a, I b) { return wrap(static_cast<std::uint32_t>(a) * static_cast<std::uint32_t>(b)); }
+    static D splatD(double v) { return v; }
+    static D addD(D a, D b) { return a + b; }
+    static D subD(D a, D b) { return a - b; }
+    static D mulD(D a, D b) { return a * b; }
+    static D divD(D a, D b) { return a / b; }
+
+    // Pixels and depths: `bytes` little-endian bytes in the low end of the lane.
+    static I loadPart(const void* p, int bytes, int) {
+        const unsigned char* b = static_cast<const unsigned char*>(p);
+        std::uint32_t v = 0;
+        for (int i = bytes - 1; i >= 0; --i) v = (v << 8) | b[i];
+        return wrap(v);
+    }
+    static void storePart(void* p, I v, int bytes, int) {
+        unsigned char* b = static_cast<unsigned char*>(p);
+        for (int i = 0; i < bytes; ++i) b[i] = static_cast<unsigned char>(static_cast<std::uint32_t>(v) >> (8 * i));
+    }
+    static I loadI(const void* p) { return loadPart(p, 4, 1); }
+    static void storeI(void* p, I v) { storePart(p, v, 4, 1); }
+    static I loadU16(const void* p) { return loadPart(p, 2, 1); }
+    static void storeU16(void* p, I v) { storePart(p, v, 2, 1); }
+    static I loadU24(const unsigned char* p) { return loadPart(p, 3, 1); }
+    static void storeU24(unsigned char* p, I v) { storePart(p, v, 3, 1); }
+
+    static I gt(F a, F b) { return a > b ? -1 : 0; }
+    static I ge(F a, F b) { return a >= b ? -1 : 0; }
+    // floor, saturated: NaN and values below the int range give INT_MIN.
+    static I floorInt(F x) {
+        const double v = x;
+        if (!(v > -2147483649.0)) return INT32_MIN;
+        if (v >= 2147483648.0) return INT32_MAX;
+        std::int64_t i = static_cast<std::int64_t>(v);
+        if (static_cast<double>(i) > v) --i;
+        return i < INT32_MIN ? INT32_MIN : static_cast<I>(i);
+    }
+    static I eqI(I a, I b) { return a == b ? -1 : 0; }
+    static I select(I m, I a, I b) { return m != 0 ? a : b; }
+    static F selectF(I m, F a, F b) { return m != 0 ? a : b; }
+    static bool any(I m) { return m != 0; }
+    static bool all(I m) { return m != 0; }
+
+    // Doubles: the lane's value in both halves; fromD truncates the first,
+    // which must lie inside the int range.
+    static D loD(I v) { return static_cast<double>(v); }
+    static D hiD(I v) { return static_cast<double>(v); }
+    static I fromD(D lo, D) {
+        if (!(lo > -2147483649.0)) return INT32_MIN;
+        return lo >= 2147483647.0 ? INT32_MAX : static_cast<I>(lo);
+    }
+    static D andLessD(D a, D b, D v) { return a < b ? v : 0.0; }
+    static D floorD(D x) { return std::floor(x); }
+};
 
 #if KWR_X86_64
 // Four lanes with SSE2 only; floors by truncation and correction.  A
@@ -276,6 +373,7 @@ struct Lanes {
     static I loadPart(const void* p, int bytes, int m) {
         const __mmask16 lanes = static_cast<__mmask16>((1u << m) - 1);
         if (bytes == 4) return _mm512_maskz_loadu_epi32(lanes, p);
+        if (bytes == 1) return _mm512_cvtepu8_epi32(_mm_maskz_loadu_epi8(lanes, p));
         if (bytes == 2) return _mm512_cvtepu16_epi32(_mm256_maskz_loadu_epi16(lanes, p));
         return expand24(_mm512_maskz_loadu_epi8(byteMask(3 * m), p));
     }
@@ -283,6 +381,8 @@ struct Lanes {
         const __mmask16 lanes = static_cast<__mmask16>((1u << m) - 1);
         if (bytes == 4)
             _mm512_mask_storeu_epi32(p, lanes, v);
+        else if (bytes == 1)
+            _mm512_mask_cvtepi32_storeu_epi8(p, lanes, v);
         else if (bytes == 2)
             _mm256_mask_storeu_epi16(p, lanes, _mm512_cvtepi32_epi16(v));
         else

@@ -12,6 +12,8 @@
 #ifndef KWR_RASTER_SPAN_RULES_H
 #define KWR_RASTER_SPAN_RULES_H
 
+#include <cstring>
+
 #include "raster/span_fill.h"
 #include "raster/span_vector.h"
 #include "render/simd_level.h"
@@ -22,7 +24,6 @@ namespace kwr {
 // order of the scan-line table (0 red, 1 green, 2 blue).  Static: the lane
 // blocks of every level call them, and each level keeps its own copy.
 static inline int shadeIndex(int i) { return 2 - i; }
-static inline unsigned texelByte(const Texel& x, int i) { return i == 0 ? x.b : (i == 1 ? x.g : x.r); }
 static inline unsigned colorByte(const SpanContext& k, int i) { return i == 0 ? k.cB : (i == 1 ? k.cG : k.cR); }
 
 // The interpolated channels of a lane group, in the table's order.
@@ -38,59 +39,45 @@ typename V::I texelByteLanes(const TexelLanes<V>& x, int i) {
     return i == 0 ? x.b() : (i == 1 ? x.g() : x.r());
 }
 
-// The interpolating members, numbered for the tables of lane blocks.
-enum LaneFill {
-    kFill3c,
-    kFillc,
-    kFill3t,
-    kFillt,
-    kFill3ct,
-    kFillct,
-    kFill3ca,
-    kFillca,
-    kFill3at,
-    kFillat,
-    kFill3cat,
-    kFillcat,
-    kLaneFillCount
-};
-
-constexpr SpanTraits kDepthTested = SpanTraits{}.withDepth(DepthTest::kGreater);
-constexpr SpanTraits kDepthTestedOrEqual = SpanTraits{}.withDepth(DepthTest::kGreaterOrEqual);
-constexpr SpanTraits kNoDepthTest = SpanTraits{};
+constexpr SpanTraits kNearerTested = SpanTraits{}.tested(DepthTest::kNearer);
+constexpr SpanTraits kNearerOrLevelTested = SpanTraits{}.tested(DepthTest::kNearerOrLevel);
+constexpr SpanTraits kUntested = SpanTraits{};
 // The blended interpolating members: `tested` with a depth test; without
 // one, 16 bpp surfaces blend every pixel, even at weight zero.
 constexpr SpanTraits blendedTraits(bool depth, SpanTraits tested) {
-    return depth ? tested.interpolated().blended() : kNoDepthTest.interpolated().blended().blendingEvery16();
+    return depth ? tested.blended() : kUntested.blended().blendingEvery16();
 }
+
+// Each rule computes, for a group of pixels (one per lane), the new pixels
+// in the surface's format from the span parameter p and, when it blends,
+// the old pixels `old`; it narrows `write`, the lanes to be written, where
+// it leaves a pixel alone.  The format (render/pixel_format.h) packs,
+// stores and blends.  The arithmetic of each member keeps its own operation
+// order; those orders differ in the last bit on purpose.
+#define KWR_RULE_LANES                                                                                    \
+    template <class V, class Fmt>                                                                         \
+    KWR_LANE_INLINE static typename V::I lanes(const SpanContext& k, const RowEnds& e, typename V::F p, \
+                                               typename V::I old, typename V::I& write)
 
 // ----------------------------------------------------------- opaque -------
 
 // Flat colour; 32 bpp stores alpha 255.
 struct Rule3 {
-    static constexpr SpanTraits kTraits = kDepthTested.unrolled().on8(Mode8::kCubeWithDepth);
-    template <class Fmt>
-    static bool pixel(const SpanContext& k, unsigned char* px) {
-        Fmt::storeOpaque(px, k.cB, k.cG, k.cR);
-        return true;
+    static constexpr SpanTraits kTraits = kNearerTested;
+    KWR_RULE_LANES {
+        (void)e, (void)p, (void)old, (void)write;
+        return Fmt::template opaque<V>(V::splatI(static_cast<std::int32_t>(k.cB)),
+                                       V::splatI(static_cast<std::int32_t>(k.cG)),
+                                       V::splatI(static_cast<std::int32_t>(k.cR)));
     }
 };
 
 // Interpolated vertex colour, rounded.
 template <bool Depth>
 struct RuleShaded {
-    static constexpr SpanTraits kTraits = (Depth ? kDepthTested : kNoDepthTest).interpolated();
-    static constexpr int kId = Depth ? kFill3c : kFillc;
-    template <class Fmt>
-    static bool pixel(const SpanContext&, const RowEnds& e, float p, unsigned char* px) {
-        const RoundedShade q = roundedShade(e, p);
-        Fmt::storeOpaque(px, static_cast<std::uint32_t>(q.c[2]), static_cast<std::uint32_t>(q.c[1]),
-                         static_cast<std::uint32_t>(q.c[0]));
-        return true;
-    }
-    template <class V, class Fmt>
-    KWR_LANE_INLINE static typename V::I lanes(const SpanContext&, const RowEnds& e, typename V::F p, typename V::I,
-                                               typename V::I&) {
+    static constexpr SpanTraits kTraits = (Depth ? kNearerTested : kUntested).shaded();
+    KWR_RULE_LANES {
+        (void)k, (void)old, (void)write;
         const ShadeLanes<V> sh(e, p, 3);
         return Fmt::template opaque<V>(roundLanes<V>(sh.c[2]), roundLanes<V>(sh.c[1]), roundLanes<V>(sh.c[0]));
     }
@@ -99,34 +86,14 @@ struct RuleShaded {
 // Texel times the constant colour, integer and truncating.
 template <bool Depth>
 struct RuleTextured {
-    static constexpr SpanTraits kTraits =
-        (Depth ? kDepthTested : kNoDepthTest).interpolated().on8(Depth ? Mode8::kCubeWithDepth : Mode8::kNothing);
-    static constexpr int kId = Depth ? kFill3t : kFillt;
-    template <class Fmt>
-    static bool pixel(const SpanContext& k, const RowEnds& e, float p, unsigned char* px) {
-        const Texel x = sampleTexture(k, e, p);
-        if constexpr (Fmt::kBpp == 16) {
-            const std::uint32_t w = ((x.g * k.cG * 992u) / 65025u & 0x3E0u) |
-                                    ((x.r * k.cR * 31744u) / 65025u & 0x7C00u) | ((x.b * k.cB * 31u) / 65025u & 0x1Fu);
-            store16(px, static_cast<std::uint16_t>(w));
-        } else {
-            Fmt::storeOpaque(px, (x.b * k.cB) / 255u, (x.g * k.cG) / 255u, (x.r * k.cR) / 255u);
-        }
-        return true;
-    }
-    // Each 16 bpp field (v * mask) / 65025 & mask is v * 31 / 65025 in place.
-    template <class V, class Fmt>
-    KWR_LANE_INLINE static typename V::I lanes(const SpanContext& k, const RowEnds& e, typename V::F p, typename V::I,
-                                               typename V::I& write) {
+    static constexpr SpanTraits kTraits = (Depth ? kNearerTested : kUntested).textured();
+    KWR_RULE_LANES {
+        (void)old;
         const TexelLanes<V> x = sampleLanes<V>(k, e, p, write);
-        const typename V::I b = V::mulSmall(x.b(), V::splatI(static_cast<std::int32_t>(k.cB)));
-        const typename V::I g = V::mulSmall(x.g(), V::splatI(static_cast<std::int32_t>(k.cG)));
-        const typename V::I r = V::mulSmall(x.r(), V::splatI(static_cast<std::int32_t>(k.cR)));
-        if constexpr (Fmt::kBpp == 16)
-            return V::orI(V::orI(V::shl(5, fifths65025Lanes<V>(g)), V::shl(10, fifths65025Lanes<V>(r))),
-                          fifths65025Lanes<V>(b));
-        else
-            return Fmt::template opaque<V>(div255Lanes<V>(b), div255Lanes<V>(g), div255Lanes<V>(r));
+        auto product = [&](int i) {
+            return V::mulSmall(texelByteLanes<V>(x, i), V::splatI(static_cast<std::int32_t>(colorByte(k, i))));
+        };
+        return Fmt::template opaqueProducts<V>(product(0), product(1), product(2));
     }
 };
 
@@ -135,49 +102,19 @@ struct RuleTextured {
 // first, then multiplies by the texel in integers and truncates.
 template <bool Depth>
 struct RuleShadedTextured {
-    static constexpr SpanTraits kTraits = (Depth ? kDepthTested : kNoDepthTest).interpolated();
-    static constexpr int kId = Depth ? kFill3ct : kFillct;
-    template <class Fmt>
-    static bool pixel(const SpanContext& k, const RowEnds& e, float p, unsigned char* px) {
-        if constexpr (!Depth) {
-            const RoundedShade q = roundedShade(e, p);
-            const Texel x = sampleTexture(k, e, p);
-            auto scaled = [](std::int32_t c, unsigned t) {
-                return static_cast<std::uint32_t>(static_cast<std::int64_t>(c) * t / 255);
-            };
-            Fmt::storeOpaque(px, scaled(q.c[2], x.b), scaled(q.c[1], x.g), scaled(q.c[0], x.r));
-        } else {
-            const Shade sh = shadeAt(e, p);
-            const Texel x = sampleTexture(k, e, p);
-            if constexpr (Fmt::kBpp == 16) {
-                const std::uint32_t g =
-                    roundedBits(sh.c[1] * static_cast<float>(x.g) * 992.0f / 255.0f / 255.0f) & 0x3E0u;
-                const std::uint32_t r =
-                    roundedBits(sh.c[0] * static_cast<float>(x.r) * 31744.0f / 255.0f / 255.0f) & 0x7C00u;
-                const std::uint32_t b =
-                    roundedBits(sh.c[2] * static_cast<float>(x.b) * 31.0f / 255.0f / 255.0f) & 0x1Fu;
-                store16(px, static_cast<std::uint16_t>(g | r | b));
-            } else {
-                Fmt::storeOpaque(px, roundedBits(sh.c[2] * static_cast<float>(x.b) / 255.0f),
-                                 roundedBits(sh.c[1] * static_cast<float>(x.g) / 255.0f),
-                                 roundedBits(sh.c[0] * static_cast<float>(x.r) / 255.0f));
-            }
-        }
-        return true;
-    }
+    static constexpr SpanTraits kTraits = (Depth ? kNearerTested : kUntested).shaded().textured();
     // Without a depth test, rounded colours of 0..255 take the integer form;
     // any others (only from out-of-range edge data) the quotient of the exact
     // product in double precision, truncated toward zero like the integer
     // division.
-    template <class V, class Fmt>
-    KWR_LANE_INLINE static typename V::I lanes(const SpanContext& k, const RowEnds& e, typename V::F p, typename V::I,
-                                               typename V::I& write) {
+    KWR_RULE_LANES {
+        (void)old;
         using F = typename V::F;
         using I = typename V::I;
         const ShadeLanes<V> sh(e, p, 3);
+        const TexelLanes<V> x = sampleLanes<V>(k, e, p, write);
         if constexpr (!Depth) {
             const I q[3] = {roundLanes<V>(sh.c[2]), roundLanes<V>(sh.c[1]), roundLanes<V>(sh.c[0])};
-            const TexelLanes<V> x = sampleLanes<V>(k, e, p, write);
             const I outside = V::andI(V::orI(V::orI(q[0], q[1]), q[2]), V::splatI(~0xFF));
             const bool bytes = V::all(V::eqI(outside, V::splatI(0)));
             I out[3];
@@ -193,22 +130,11 @@ struct RuleShadedTextured {
             }
             return Fmt::template opaque<V>(out[0], out[1], out[2]);
         } else {
-            const TexelLanes<V> x = sampleLanes<V>(k, e, p, write);
             const F d = V::splatF(255.0f);
-            if constexpr (Fmt::kBpp == 16) {
-                auto field = [&](int c, int t, float scale, std::int32_t mask) {
-                    const F v = V::div(
-                        V::div(V::mul(V::mul(sh.c[c], V::toF(texelByteLanes<V>(x, t))), V::splatF(scale)), d), d);
-                    return V::andI(roundLanes<V>(v), V::splatI(mask));
-                };
-                return V::orI(V::orI(field(1, 1, 992.0f, 0x3E0), field(0, 2, 31744.0f, 0x7C00)),
-                              field(2, 0, 31.0f, 0x1F));
-            } else {
-                auto channel = [&](int i) {
-                    return roundLanes<V>(V::div(V::mul(sh.c[shadeIndex(i)], V::toF(texelByteLanes<V>(x, i))), d));
-                };
-                return Fmt::template opaque<V>(channel(0), channel(1), channel(2));
-            }
+            auto product = [&](int i) { return V::mul(sh.c[shadeIndex(i)], V::toF(texelByteLanes<V>(x, i))); };
+            return Fmt::template opaqueRounded<V>(
+                [&](int i) { return V::div(product(i), d); },
+                [&](int i, float scale) { return V::div(V::div(V::mul(product(i), V::splatF(scale)), d), d); });
         }
     }
 };
@@ -217,43 +143,27 @@ struct RuleShadedTextured {
 
 // Flat colour, integer blend weighted by alpha + 1.
 struct Rule3a {
-    static constexpr SpanTraits kTraits = kDepthTested.unrolled().on8(Mode8::kCubeWithDepth);
-    template <class Fmt>
-    static bool pixel(const SpanContext& k, unsigned char* px) {
-        Fmt::blendInt(px, k.blend);
-        return true;
+    static constexpr SpanTraits kTraits = kNearerTested.blended();
+    KWR_RULE_LANES {
+        (void)e, (void)p, (void)write;
+        return Fmt::template blendInt<V>(old, k.blend);
     }
 };
 
 // The float blend's weight test: a pixel of weight 0 or less (or NaN) is
 // left alone, except in the 16 bpp members without a depth test.
-template <class Rule, class Fmt>
-constexpr bool blendsEveryPixel() {
-    return Fmt::kBpp == 16 && Rule::kTraits.blend16Always;
-}
 template <class Rule, class Fmt, class V>
-void narrowToWeighted(typename V::I& write, typename V::F a) {
-    if constexpr (!blendsEveryPixel<Rule, Fmt>()) write = V::andI(write, V::gt(a, V::splatF(0.0f)));
+KWR_LANE_INLINE void narrowToWeighted(typename V::I& write, typename V::F a) {
+    if constexpr (!(Fmt::kBpp == 16 && Rule::kTraits.blend16Always))
+        write = V::andI(write, V::gt(a, V::splatF(0.0f)));
 }
 
 // Interpolated colour blended by its interpolated alpha.
 template <bool Depth>
 struct RuleShadedBlend {
-    static constexpr SpanTraits kTraits = blendedTraits(Depth, kDepthTestedOrEqual);
-    static constexpr int kId = Depth ? kFill3ca : kFillca;
-    template <class Fmt>
-    static bool pixel(const SpanContext&, const RowEnds& e, float p, unsigned char* px) {
-        const Shade sh = shadeAt(e, p);
-        const float a = sh.c[3] / 255.0f;
-        if (!(a > 0.0f) && !blendsEveryPixel<RuleShadedBlend, Fmt>()) return false;
-        Fmt::blendFloat(
-            px, a, [&](int i) { return sh.c[shadeIndex(i)] * a; },
-            [&](int i, float scale) { return sh.c[shadeIndex(i)] * a / 255.0f * scale; });
-        return true;
-    }
-    template <class V, class Fmt>
-    KWR_LANE_INLINE static typename V::I lanes(const SpanContext&, const RowEnds& e, typename V::F p, typename V::I old,
-                                               typename V::I& write) {
+    static constexpr SpanTraits kTraits = blendedTraits(Depth, kNearerOrLevelTested).shaded();
+    KWR_RULE_LANES {
+        (void)k;
         const ShadeLanes<V> sh(e, p);
         const typename V::F a = V::div(sh.c[3], V::splatF(255.0f));
         narrowToWeighted<RuleShadedBlend, Fmt, V>(write, a);
@@ -266,28 +176,11 @@ struct RuleShadedBlend {
 };
 
 // Texel times the constant colour, weighted by the alpha byte times the
-// colour's alpha.  Depth-tested: strict test; on 8 bpp the cube colour
-// without a depth write.
+// colour's alpha.
 template <bool Depth>
 struct RuleTexturedBlend {
-    static constexpr SpanTraits kTraits = blendedTraits(Depth, kDepthTested.on8(Mode8::kCubeNoDepth));
-    static constexpr int kId = Depth ? kFill3at : kFillat;
-    template <class Fmt>
-    static bool pixel(const SpanContext& k, const RowEnds& e, float p, unsigned char* px) {
-        const Texel x = sampleTexture(k, e, p);
-        const unsigned m = alphaByte(k, x);
-        const float a = static_cast<float>(m * k.cA) / 255.0f / 255.0f;
-        if (!(a > 0.0f) && !blendsEveryPixel<RuleTexturedBlend, Fmt>()) return false;
-        Fmt::blendFloat(
-            px, a, [&](int i) { return static_cast<float>(texelByte(x, i) * colorByte(k, i)) * a / 255.0f; },
-            [&](int i, float scale) {
-                return static_cast<float>(texelByte(x, i) * colorByte(k, i)) * a / 255.0f / 255.0f * scale;
-            });
-        return true;
-    }
-    template <class V, class Fmt>
-    KWR_LANE_INLINE static typename V::I lanes(const SpanContext& k, const RowEnds& e, typename V::F p,
-                                               typename V::I old, typename V::I& write) {
+    static constexpr SpanTraits kTraits = blendedTraits(Depth, kNearerTested).textured();
+    KWR_RULE_LANES {
         using F = typename V::F;
         const TexelLanes<V> x = sampleLanes<V>(k, e, p, write);
         const F d = V::splatF(255.0f);
@@ -309,33 +202,8 @@ struct RuleTexturedBlend {
 // depth test weights first.
 template <bool Depth>
 struct RuleShadedTexturedBlend {
-    static constexpr SpanTraits kTraits = blendedTraits(Depth, kDepthTestedOrEqual);
-    static constexpr int kId = Depth ? kFill3cat : kFillcat;
-    template <class Fmt>
-    static bool pixel(const SpanContext& k, const RowEnds& e, float p, unsigned char* px) {
-        const Shade sh = shadeAt(e, p);
-        const Texel x = sampleTexture(k, e, p);
-        const unsigned m = alphaByte(k, x);
-        const float a = sh.c[3] * static_cast<float>(m) / 255.0f / 255.0f;
-        if (!(a > 0.0f) && !blendsEveryPixel<RuleShadedTexturedBlend, Fmt>()) return false;
-        if constexpr (Depth) {
-            Fmt::blendFloat(
-                px, a, [&](int i) { return sh.c[shadeIndex(i)] * static_cast<float>(texelByte(x, i)) * a / 255.0f; },
-                [&](int i, float scale) {
-                    return sh.c[shadeIndex(i)] * static_cast<float>(texelByte(x, i)) * a * scale / 255.0f / 255.0f;
-                });
-        } else {
-            Fmt::blendFloat(
-                px, a, [&](int i) { return sh.c[shadeIndex(i)] * a * static_cast<float>(texelByte(x, i)) / 255.0f; },
-                [&](int i, float scale) {
-                    return sh.c[shadeIndex(i)] * a * static_cast<float>(texelByte(x, i)) / 255.0f / 255.0f * scale;
-                });
-        }
-        return true;
-    }
-    template <class V, class Fmt>
-    KWR_LANE_INLINE static typename V::I lanes(const SpanContext& k, const RowEnds& e, typename V::F p,
-                                               typename V::I old, typename V::I& write) {
+    static constexpr SpanTraits kTraits = blendedTraits(Depth, kNearerOrLevelTested).shaded().textured();
+    KWR_RULE_LANES {
         using F = typename V::F;
         const ShadeLanes<V> sh(e, p);
         const TexelLanes<V> x = sampleLanes<V>(k, e, p, write);
@@ -360,6 +228,43 @@ struct RuleShadedTexturedBlend {
     }
 };
 
+// ------------------------------------------------------- whole spans ------
+
+// The flat triangles without depth: the current colour over whole spans,
+// opaque or blended by the integer blend that keeps the 32 bpp alpha byte.
+template <bool Blended>
+struct RuleFlat {
+    static constexpr SpanTraits kTraits = Blended ? kUntested.blended().whole() : kUntested.whole();
+    template <class Fmt>
+    static void run(const SpanContext& k, unsigned char* px, std::int64_t n) {
+        if constexpr (Blended)
+            blendIntRun<Fmt>(px, n, k.flatBlend);
+        else
+            storeSolidRun<Fmt>(px, n, k.solid);
+    }
+};
+
+// The 8 bpp forms (Format8::fillOn8): the cube colour where a rule's depth
+// test passes, storing the depth or not, or over whole spans; the colour
+// word's low byte over whole spans.
+template <class Rule, bool StoresDepth>
+struct RuleCube {
+    static constexpr SpanTraits kTraits =
+        StoresDepth ? SpanTraits{}.tested(Rule::kTraits.depth) : SpanTraits{}.tested(Rule::kTraits.depth).keepingDepth();
+    KWR_RULE_LANES {
+        (void)e, (void)p, (void)old, (void)write;
+        return V::splatI(static_cast<std::int32_t>(k.solid.c8));
+    }
+};
+template <bool LowByte>
+struct RuleCubeRun {
+    static constexpr SpanTraits kTraits = kUntested.whole();
+    template <class Fmt>
+    static void run(const SpanContext& k, unsigned char* px, std::int64_t n) {
+        std::memset(px, LowByte ? static_cast<int>(k.solid.c32 & 0xFFu) : k.solid.c8, static_cast<std::size_t>(n));
+    }
+};
+
 // ------------------------------------------------------ the member table --
 // Each rule serves two members: with a depth test and without.
 using Rule3c = RuleShaded<true>;                using Rulec = RuleShaded<false>;
@@ -368,26 +273,56 @@ using Rule3ct = RuleShadedTextured<true>;       using Rulect = RuleShadedTexture
 using Rule3ca = RuleShadedBlend<true>;          using Ruleca = RuleShadedBlend<false>;
 using Rule3at = RuleTexturedBlend<true>;        using Ruleat = RuleTexturedBlend<false>;
 using Rule3cat = RuleShadedTexturedBlend<true>; using Rulecat = RuleShadedTexturedBlend<false>;
+using RuleFlatOpaque = RuleFlat<false>;         using RuleFlatBlend = RuleFlat<true>;
 
-// Every interpolating member, for the tables of lane blocks.
-#define KWR_LANE_FILLS(X) \
-    X(Rule3c)             \
-    X(Rulec) X(Rule3t) X(Rulet) X(Rule3ct) X(Rulect) X(Rule3ca) X(Ruleca) X(Rule3at) X(Ruleat) X(Rule3cat) X(Rulecat)
+// Every rule drawn in lanes, with the formats it is drawn on: the
+// fills × formats × levels of the library.  Each level's translation unit
+// instantiates the whole list (laneBlocksOf), the scalar level included.
+#define KWR_LANE_FILLS(X)                                                                               \
+    X(Rule3, 1) X(Rule3a, 2) X(Rule3c, 3) X(Rulec, 4) X(Rule3t, 5) X(Rulet, 6) X(Rule3ct, 7) X(Rulect, 8) \
+    X(Rule3ca, 9) X(Ruleca, 10) X(Rule3at, 11) X(Ruleat, 12) X(Rule3cat, 13) X(Rulecat, 14)
+enum LaneFill {
+#define KWR_LANE_ID(R, n) kFill##R = n - 1,
+    KWR_LANE_FILLS(KWR_LANE_ID)
+#undef KWR_LANE_ID
+    kFillCubeWithDepth,  // the cube colour, tested strictly, storing the depth
+    kFillCubeNoDepth,    // the same, keeping the depth
+    kLaneFillCount
+};
+template <class Rule>
+struct LaneFillOf;
+#define KWR_LANE_OF(R, n) \
+    template <>           \
+    struct LaneFillOf<R> { static constexpr int kId = kFill##R; };
+KWR_LANE_FILLS(KWR_LANE_OF)
+#undef KWR_LANE_OF
+using RuleCubeWithDepth = RuleCube<Rule3, true>;
+using RuleCubeNoDepth = RuleCube<Rule3, false>;
+template <>
+struct LaneFillOf<RuleCubeWithDepth> {
+    static constexpr int kId = kFillCubeWithDepth;
+};
+template <>
+struct LaneFillOf<RuleCubeNoDepth> {
+    static constexpr int kId = kFillCubeNoDepth;
+};
 
-// Lane blocks of one level: [member][format 16, 24, 32]; null where a
+// Lane blocks of one level: [member][format 8, 16, 24, 32]; null where a
 // level is not built for this processor family.
 struct LaneBlocks {
-    BlockFn fill[kLaneFillCount][3];
+    BlockFn fill[kLaneFillCount][4];
 };
 template <class V>
 constexpr LaneBlocks makeLaneBlocks() {
     LaneBlocks t{};
-#define KWR_LANE_ROW(R)                             \
-    t.fill[R::kId][0] = &laneBlock<V, R, Format16>; \
-    t.fill[R::kId][1] = &laneBlock<V, R, Format24>; \
-    t.fill[R::kId][2] = &laneBlock<V, R, Format32>;
+#define KWR_LANE_ROW(R, n)                                     \
+    t.fill[kFill##R][1] = &laneBlock<V, R, Format16>;          \
+    t.fill[kFill##R][2] = &laneBlock<V, R, Format24>;          \
+    t.fill[kFill##R][3] = &laneBlock<V, R, Format32>;
     KWR_LANE_FILLS(KWR_LANE_ROW)
 #undef KWR_LANE_ROW
+    t.fill[kFillCubeWithDepth][0] = &laneBlock<V, RuleCubeWithDepth, Format8>;
+    t.fill[kFillCubeNoDepth][0] = &laneBlock<V, RuleCubeNoDepth, Format8>;
     return t;
 }
 // The lane blocks of lane set V, made once; instantiated only in the
@@ -397,6 +332,7 @@ const LaneBlocks* laneBlocksOf() {
     static constexpr LaneBlocks kBlocks = makeLaneBlocks<V>();
     return &kBlocks;
 }
+const LaneBlocks* laneBlocksScalar();
 const LaneBlocks* laneBlocksSse2();
 const LaneBlocks* laneBlocksSse41();
 const LaneBlocks* laneBlocksAvx2();
@@ -405,26 +341,20 @@ const LaneBlocks* laneBlocksNeon();
 const LaneBlocks* laneBlocksSimd128();
 
 // The block function of `Rule` on `Fmt` at `level`: the lane block of the
-// highest built level not above it, else the plain block.
+// highest built level not above it, the scalar level's at the bottom.
 template <class Rule, class Fmt>
 BlockFn blockFor(SimdLevel level) {
-    const LaneBlocks* (*const tables[])() = {laneBlocksSse2, laneBlocksSse41, laneBlocksAvx2, laneBlocksAvx512,
-                                             laneBlocksNeon, laneBlocksSimd128};
-    for (int i = static_cast<int>(level) - 1; i >= 0; --i) {
+    const LaneBlocks* (*const tables[])() = {laneBlocksScalar, laneBlocksSse2, laneBlocksSse41, laneBlocksAvx2,
+                                             laneBlocksAvx512, laneBlocksNeon, laneBlocksSimd128};
+    for (int i = static_cast<int>(level); i > 0; --i) {
         const LaneBlocks* t = tables[i]();
-        if (t != nullptr) return t->fill[Rule::kId][Fmt::kBytes - 2];
+        if (t != nullptr) return t->fill[LaneFillOf<Rule>::kId][Fmt::kBytes - 1];
     }
-    return &plainBlock<Rule, Fmt>;
+    return laneBlocksScalar()->fill[LaneFillOf<Rule>::kId][Fmt::kBytes - 1];
 }
 
-// The 8 bpp form of a depth-tested member that draws the cube colour.
-template <class Rule>
-struct CubeRule {
-    static constexpr SpanTraits kTraits{Rule::kTraits.depth,     false, false,
-                                        Rule::kTraits.unrollBy4, false, Rule::kTraits.mode8};
-};
-
-// Runs `Rule` over rows firstRow..lastRow on the surface's format.
+// Runs `Rule` over rows firstRow..lastRow on the surface's format; on 8 bpp
+// surfaces what Format8 draws for the rule's fill.
 template <class Rule>
 void fillTriangleRows(const RenderState& s, int firstRow, int lastRow) {
     if (firstRow > lastRow) return;
@@ -432,17 +362,24 @@ void fillTriangleRows(const RenderState& s, int firstRow, int lastRow) {
     withFormat(s.renderBpp, [&](auto format) {
         using Fmt = decltype(format);
         if constexpr (Fmt::kBpp == 8) {
-            if constexpr (Rule::kTraits.mode8 != Mode8::kNothing) {
-                walkSpans<CubeRule<Rule>, Fmt>(s, firstRow, lastRow, [&](unsigned char* px) {
-                    *px = k.solid.c8;
-                    return Rule::kTraits.mode8 == Mode8::kCubeWithDepth;
-                });
+            constexpr Cube8 kOn8 = Format8::fillOn8(Rule::kTraits.letters);
+            if constexpr (kOn8 == Cube8::kLowByte) {
+                walkSpans<RuleCubeRun<true>, Fmt>(s, firstRow, lastRow, k, nullptr);
+            } else if constexpr (kOn8 != Cube8::kNothing && Rule::kTraits.depth == DepthTest::kNone) {
+                walkSpans<RuleCubeRun<false>, Fmt>(s, firstRow, lastRow, k, nullptr);
+            } else if constexpr (kOn8 == Cube8::kCubeColour) {
+                static_assert(Rule::kTraits.depth == DepthTest::kNearer, "the cube fills test strictly");
+                walkSpans<RuleCubeWithDepth, Fmt>(s, firstRow, lastRow, k,
+                                                  blockFor<RuleCubeWithDepth, Fmt>(activeSimdLevel()));
+            } else if constexpr (kOn8 == Cube8::kCubeColourNoDepth) {
+                static_assert(Rule::kTraits.depth == DepthTest::kNearer, "the cube fills test strictly");
+                walkSpans<RuleCubeNoDepth, Fmt>(s, firstRow, lastRow, k,
+                                                blockFor<RuleCubeNoDepth, Fmt>(activeSimdLevel()));
             }
-        } else if constexpr (Rule::kTraits.interpolates) {
-            walkSpans<Rule, Fmt>(s, firstRow, lastRow, nullptr, &k, blockFor<Rule, Fmt>(activeSimdLevel()));
+        } else if constexpr (Rule::kTraits.wholeSpan) {
+            walkSpans<Rule, Fmt>(s, firstRow, lastRow, k, nullptr);
         } else {
-            walkSpans<Rule, Fmt>(s, firstRow, lastRow,
-                                 [&](unsigned char* px) { return Rule::template pixel<Fmt>(k, px); });
+            walkSpans<Rule, Fmt>(s, firstRow, lastRow, k, blockFor<Rule, Fmt>(activeSimdLevel()));
         }
     });
 }

@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "raster/span_fill.h"
+#include "raster/span_lanes.h"
 
 // The lane helpers are inlined into each lane block: as calls they would pass
 // their wide vectors through memory.
@@ -31,29 +32,8 @@ KWR_LANE_INLINE typename V::F lerpLanes(typename V::F p, float left, float right
     return V::add(V::mul(V::sub(V::splatF(1.0f), p), V::splatF(left)), V::mul(p, V::splatF(right)));
 }
 
-// floor(v + 0.5), saturated like roundHalfUp.
-template <class V>
-KWR_LANE_INLINE typename V::I roundLanes(typename V::F v) {
-    return V::floorInt(V::add(v, V::splatF(0.5f)));
-}
-
-// v / 255 for 0 <= v <= 65025, without a division (proven over the whole
-// domain by the tests).
-template <class V>
-KWR_LANE_INLINE typename V::I div255Lanes(typename V::I v) {
-    return V::shr(8, V::addI(V::addI(v, V::splatI(1)), V::shr(8, v)));
-}
-
-// v * 31 / 65025 for 0 <= v <= 65025: the float quotient of these integers
-// is close enough to floor exactly (proven over the whole domain by the
-// tests).
-template <class V>
-KWR_LANE_INLINE typename V::I fifths65025Lanes(typename V::I v) {
-    return V::floorInt(V::div(V::toF(V::subI(V::shl(5, v), v)), V::splatF(65025.0f)));
-}
-
-// The repeat rule of wrapCoord per lane: the low bits for power-of-two
-// sizes, else i - floor(i / size) * size in double precision, where the
+// The repeat rule per lane (i wrapped into 0..size-1, negative i counted
+// back from size): the low bits for power-of-two sizes, else i - floor(i / size) * size in double precision, where the
 // quotient from the reciprocal is off by at most one and corrected.
 template <class V>
 KWR_LANE_INLINE typename V::I wrapLanes(typename V::I i, int size, double inverse) {
@@ -135,57 +115,58 @@ KWR_LANE_INLINE typename V::I alphaLanes(const SpanContext& k, const TexelLanes<
     }
 }
 
-// One group of up to V::kLanes pixels (m of them): depth test, the rule,
-// the depth and pixel stores of the lanes the rule writes.  The chains are
-// read as whole groups (they run on past the block); pixels and depths past
-// m are neither read nor written.
+// The depth comparison of a rule per lane.
+template <class Rule, class V>
+KWR_LANE_INLINE typename V::I passesDepthLanes(typename V::F stored, typename V::F z) {
+    if constexpr (Rule::kTraits.depth == DepthTest::kNearer)
+        return V::gt(stored, z);  // DepthView::nearer
+    else
+        return V::ge(stored, z);  // DepthView::nearerOrLevel
+}
+
+// One group of V::kLanes pixels: the depth test, the rule, the depth and
+// pixel stores of the lanes the rule writes.
 template <class V, class Rule, class Fmt>
 KWR_LANE_INLINE void laneGroup(const SpanContext& k, const RowEnds& e, const float* p, const float* z, float* zrow,
-                               unsigned char* px, int m) {
+                               unsigned char* px) {
     using I = typename V::I;
     using F = typename V::F;
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
-    constexpr bool kMerge = kDepth || Rule::kTraits.blends;
-    const bool whole = m == V::kLanes;
-    auto loadPixels = [&] { return whole ? Fmt::template load<V>(px) : V::loadPart(px, Fmt::kBytes, m); };
-    auto storePixels = [&](I v) {
-        if (whole)
-            Fmt::template store<V>(px, v);
-        else
-            V::storePart(px, v, Fmt::kBytes, m);
-    };
+    constexpr bool kMerge = kDepth || Rule::kTraits.blends();
+    const F pv = Rule::kTraits.interpolates() ? V::loadF(p) : V::splatF(0.0f);
     I write = V::splatI(-1);
     F zv{}, stored{};
     if constexpr (kDepth) {
         zv = V::loadF(z);
-        stored = whole ? V::loadF(zrow) : V::bitsF(V::loadPart(zrow, 4, m));
-        write = Rule::kTraits.depth == DepthTest::kGreater ? V::gt(stored, zv) : V::ge(stored, zv);
+        stored = V::loadF(zrow);
+        write = passesDepthLanes<Rule, V>(stored, zv);
         if (!V::any(write)) return;
     }
     if constexpr (kMerge) {
-        const I old = loadPixels();
-        const I out = Rule::template lanes<V, Fmt>(k, e, V::loadF(p), old, write);
+        const I old = Fmt::template load<V>(px);
+        const I out = Rule::template lanes<V, Fmt>(k, e, pv, old, write);
         if (!V::any(write)) return;
-        storePixels(V::select(write, out, old));
-        if constexpr (kDepth) {
-            const F zNew = V::selectF(write, zv, stored);
-            if (whole)
-                V::storeF(zrow, zNew);
-            else
-                V::storePart(zrow, V::bitsI(zNew), 4, m);
-        }
+        Fmt::template store<V>(px, V::select(write, out, old));
+        if constexpr (kDepth && Rule::kTraits.storesDepth) V::storeF(zrow, V::selectF(write, zv, stored));
     } else {
-        storePixels(Rule::template lanes<V, Fmt>(k, e, V::loadF(p), I{}, write));
+        Fmt::template store<V>(px, Rule::template lanes<V, Fmt>(k, e, pv, I{}, write));
     }
 }
 
+// A block: whole groups of the lane set, then the pixels left over one at
+// a time through the same rule at width 1.
 template <class V, class Rule, class Fmt>
 void laneBlock(const SpanContext& k, const RowEnds& e, const SpanBlock& b) {
     constexpr int W = V::kLanes;
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
-    for (int i = 0; i < b.n; i += W)
-        laneGroup<V, Rule, Fmt>(k, e, b.p + i, b.z + i, kDepth ? b.zrow + i : nullptr, b.px + i * Fmt::kBytes,
-                                b.n - i < W ? b.n - i : W);
+    int i = 0;
+    for (; i + W <= b.n; i += W)
+        laneGroup<V, Rule, Fmt>(k, e, b.p + i, b.z + i, kDepth ? b.zrow + i : nullptr, b.px + i * Fmt::kBytes);
+    if constexpr (W > 1) {
+        using One = ScalarLanes<V>;
+        for (; i < b.n; ++i)
+            laneGroup<One, Rule, Fmt>(k, e, b.p + i, b.z + i, kDepth ? b.zrow + i : nullptr, b.px + i * Fmt::kBytes);
+    }
 }
 
 }  // namespace kwr

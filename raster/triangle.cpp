@@ -47,8 +47,7 @@ Vertex<T> vtx(T x, T y, float z = 0.0f, unsigned long c = 0, float u = 0.0f, flo
     return Vertex<T>{x, y, z, static_cast<std::uint32_t>(c), u, v};
 }
 
-// The opaque and the blended span fill of every kind but the flat one,
-// which writes its spans itself.
+// The opaque and the blended span fill of every kind.
 template <class OpaqueRule, class BlendedRule>
 struct FillPair {
     using Opaque = OpaqueRule;
@@ -57,6 +56,7 @@ struct FillPair {
 template <unsigned Carried>
 struct SpanFills;
 // clang-format off
+template <> struct SpanFills<kCarryNothing> : FillPair<RuleFlatOpaque, RuleFlatBlend> {};
 template <> struct SpanFills<kCarryDepth> : FillPair<Rule3, Rule3a> {};
 template <> struct SpanFills<kCarryDepth | kCarryColour> : FillPair<Rule3c, Rule3ca> {};
 template <> struct SpanFills<kCarryDepth | kCarryTexCoords> : FillPair<Rule3t, Rule3at> {};
@@ -82,9 +82,7 @@ bool blends(const RenderState& s, const Vertex<T>* v) {
 
 template <unsigned Carried>
 void fill(const RenderState& s, RowRange rows, bool blend) {
-    if constexpr (Carried == kCarryNothing) {
-        fillFlatSpans(s, rows, blend);
-    } else if (blend) {
+    if (blend) {
         fillTriangleRows<typename SpanFills<Carried>::Blended>(s, rows.first, rows.last);
     } else {
         fillTriangleRows<typename SpanFills<Carried>::Opaque>(s, rows.first, rows.last);

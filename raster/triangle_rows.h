@@ -1,5 +1,4 @@
-// Row ranges of triangles, the reset of their scan-line table rows, and the
-// flat triangles' own span writer.
+// Row ranges of triangles and the reset of their scan-line table rows.
 #ifndef KWR_RASTER_TRIANGLE_ROWS_H
 #define KWR_RASTER_TRIANGLE_ROWS_H
 
@@ -68,10 +67,6 @@ inline void resetRows(RenderState& s, RowRange r) {
         s.scan.scanRightX[y] = -32767;
     }
 }
-
-// Writes the spans of the flat triangles in the current colour, opaque or
-// blended, over the rows of the range (raster/triangle_flat.cpp).
-void fillFlatSpans(const RenderState& s, RowRange rows, bool blend);
 
 }  // namespace kwr
 

@@ -91,49 +91,114 @@ inline IntBlend intBlendOf(std::uint32_t argb, bool keepAlpha) {
                     keepAlpha ? 256u : 256u - a, keepAlpha ? 0u : 255u * a};
 }
 
-// Pixel maths per format.  The scalar forms work on one pixel at its
-// address; the lane forms (templates over a lane set of raster/span_lanes.h)
-// on one pixel per 32-bit lane: 0xAARRGGBB, 0x00RRGGBB or the X1R5G5B5 word.
+// Lane arithmetic shared by the formats and the span rules (templates over a
+// lane set of raster/span_lanes.h, one pixel per 32-bit lane).
+
+// floor(v + 0.5) with the addition in single precision, saturated like
+// roundHalfUp.
+template <class V>
+typename V::I roundLanes(typename V::F v) {
+    return V::floorInt(V::add(v, V::splatF(0.5f)));
+}
+
+// v / 255 for 0 <= v <= 65025, without a division (proven over the whole
+// domain by the tests).
+template <class V>
+typename V::I div255Lanes(typename V::I v) {
+    return V::shr(8, V::addI(V::addI(v, V::splatI(1)), V::shr(8, v)));
+}
+
+// v * 31 / 65025 for 0 <= v <= 65025: the float quotient of these integers
+// is close enough to floor exactly (proven over the whole domain by the
+// tests).
+template <class V>
+typename V::I fifths65025Lanes(typename V::I v) {
+    return V::floorInt(V::div(V::toF(V::subI(V::shl(5, v), v)), V::splatF(65025.0f)));
+}
+
+// The fills by the letters of what they do: 3 depth test, c interpolated
+// vertex colour, t texture, a blended.
+struct FillLetters {
+    bool depth, shaded, textured, blended;
+};
+
+// What a fill draws on an 8 bpp surface, whose pixels are colour-cube
+// indices: nothing is shaded, textured or blended there.
+enum class Cube8 {
+    kNothing,
+    kCubeColour,         // color8 where the depth test passes, which stores the depth
+    kCubeColourNoDepth,  // color8 where the depth test passes, depth left as it was
+    kLowByte,            // the low (blue) byte of the colour word, not color8
+};
+
+// Pixel formats.  Each knows its size, how the current colour is stored,
+// and per lane (one pixel per 32-bit lane: 0xAARRGGBB, 0x00RRGGBB, the
+// X1R5G5B5 word or the cube index) how pixels are loaded, stored, made
+// from channels and blended:
 //
-// storeOpaque(b, g, r): the low byte of each channel; 32 bpp stores alpha
-// 255 and 16 bpp the top five bits of each.
+// opaque(b, g, r): the low byte of each channel; 32 bpp stores alpha 255
+// and 16 bpp the top five bits of each.
+// opaqueProducts(b, g, r): channel products t * c of two bytes scaled back
+// to a byte by / 255, or in 16 bpp each field to t * c * 31 / 65025.
+// opaqueRounded(src8, src16): each channel rounded(src8(i)) (0 blue, 1
+// green, 2 red), or in 16 bpp each field rounded(src16(i, scale)), scale
+// being the field's mask (its units).
 // blendFloat(a, src8, src16): each channel becomes rounded(source + old *
-// (1 - a)); src8(i) is the source term of byte i (0 blue, 1 green, 2 red),
-// src16(i, scale) that of 16 bpp field i in the field's units; 32 bpp also
-// moves the stored alpha toward 255.  rounded(v) is floor(v + 0.5) with the
-// addition in single precision.
+// (1 - a)), with the source terms of opaqueRounded; 32 bpp also moves the
+// stored alpha toward 255.
+// blendInt(w): each channel becomes (old * keep + term) >> 8 (IntBlend).
 
 struct Format8 {
     static constexpr int kBpp = 8;
     static constexpr int kBytes = 1;
     static void storeSolid(unsigned char* p, const SolidColor& c) { *p = c.c8; }
+
+    // The 8 bpp behaviour of every fill.  Fills without a depth test draw
+    // in the cube colour when flat, and nothing when shaded or textured; a
+    // flat blend takes the colour word's low byte.  Depth-tested fills draw
+    // nothing when shaded; otherwise they draw the cube colour where the
+    // test passes, opaque even when blended and ignoring the texture, and
+    // store the depth, except the textured blend, which leaves the depth as
+    // it was.
+    static constexpr Cube8 fillOn8(FillLetters f) {
+        if (!f.depth) {
+            if (f.shaded || f.textured) return Cube8::kNothing;
+            return f.blended ? Cube8::kLowByte : Cube8::kCubeColour;
+        }
+        if (f.shaded) return Cube8::kNothing;
+        return f.textured && f.blended ? Cube8::kCubeColourNoDepth : Cube8::kCubeColour;
+    }
+
+    template <class V>
+    static typename V::I load(const unsigned char* p) {
+        return V::loadPart(p, 1, V::kLanes);
+    }
+    template <class V>
+    static void store(unsigned char* p, typename V::I v) {
+        V::storePart(p, v, 1, V::kLanes);
+    }
 };
 
 struct Format16 {
     static constexpr int kBpp = 16;
     static constexpr int kBytes = 2;
     static void storeSolid(unsigned char* p, const SolidColor& c) { store16(p, c.c16); }
-    static void storeOpaque(unsigned char* p, std::uint32_t b, std::uint32_t g, std::uint32_t r) {
+    // A pixel from the bytes of a colour: the top five bits of each; 16 bpp
+    // has no alpha to keep or store.
+    static void storeColour(unsigned char* p, std::uint32_t b, std::uint32_t g, std::uint32_t r) {
         store16(p, static_cast<std::uint16_t>(pack555(r, g, b)));
+    }
+    static void storeColourAlpha(unsigned char* p, std::uint32_t b, std::uint32_t g, std::uint32_t r, std::uint32_t) {
+        storeColour(p, b, g, r);
+    }
+    static void storeOpaque(unsigned char* p, std::uint32_t b, std::uint32_t g, std::uint32_t r) {
+        storeColour(p, b, g, r);
     }
     static void blendInt(unsigned char* p, const IntBlend& w) {
         const std::uint32_t v = load16(p);
         store16(p, static_cast<std::uint16_t>((((v & 0x7C00u) * w.keep + (w.r << 7)) >> 8 & 0x7C00u) |
                                               (((v & 0x03E0u) * w.keep + (w.g << 2)) >> 8 & 0x03E0u) |
                                               (((v & 0x001Fu) * w.keep + (w.b >> 3)) >> 8 & 0x001Fu)));
-    }
-    template <class Src8, class Src16>
-    static void blendFloat(unsigned char* p, float a, Src8&&, Src16&& src16) {
-        const float ia = 1.0f - a;
-        const std::uint32_t w = load16(p);
-        const std::uint32_t g =
-            static_cast<std::uint32_t>(roundHalfUp(src16(1, 992.0f) + static_cast<float>(w & 0x3E0u) * ia)) & 0x3E0u;
-        const std::uint32_t r =
-            static_cast<std::uint32_t>(roundHalfUp(src16(2, 31744.0f) + static_cast<float>(w & 0x7C00u) * ia)) &
-            0x7C00u;
-        const std::uint32_t b =
-            static_cast<std::uint32_t>(roundHalfUp(src16(0, 31.0f) + static_cast<float>(w & 0x1Fu) * ia)) & 0x1Fu;
-        store16(p, static_cast<std::uint16_t>(g | r | b));
     }
 
     template <class V>
@@ -149,15 +214,42 @@ struct Format16 {
         return V::orI(V::orI(V::shl(7, V::andI(r, V::splatI(0xF8))), V::shl(2, V::andI(g, V::splatI(0xF8)))),
                       V::andI(V::shr(3, b), V::splatI(0x1F)));
     }
+    // Each field (t * c * mask) / 65025 & mask is t * c * 31 / 65025 in place.
+    template <class V>
+    static typename V::I opaqueProducts(typename V::I b, typename V::I g, typename V::I r) {
+        return V::orI(V::orI(V::shl(5, fifths65025Lanes<V>(g)), V::shl(10, fifths65025Lanes<V>(r))),
+                      fifths65025Lanes<V>(b));
+    }
+    template <class V, class Src8, class Src16>
+    static typename V::I opaqueRounded(Src8&&, Src16&& src16) {
+        auto field = [&](int i, float scale, std::int32_t mask) {
+            return V::andI(roundLanes<V>(src16(i, scale)), V::splatI(mask));
+        };
+        return V::orI(V::orI(field(1, 992.0f, 0x3E0), field(2, 31744.0f, 0x7C00)), field(0, 31.0f, 0x1F));
+    }
     template <class V, class Src8, class Src16>
     static typename V::I blendFloat(typename V::I w, typename V::F a, Src8&&, Src16&& src16) {
         const typename V::F ia = V::sub(V::splatF(1.0f), a);
         auto field = [&](int i, float scale, std::int32_t mask) {
             const typename V::F old = V::toF(V::andI(w, V::splatI(mask)));
-            return V::andI(V::floorInt(V::add(V::add(src16(i, scale), V::mul(old, ia)), V::splatF(0.5f))),
-                           V::splatI(mask));
+            return V::andI(roundLanes<V>(V::add(src16(i, scale), V::mul(old, ia))), V::splatI(mask));
         };
         return V::orI(V::orI(field(1, 992.0f, 0x3E0), field(2, 31744.0f, 0x7C00)), field(0, 31.0f, 0x1F));
+    }
+    // The fields of blendInt with products below 2^16: a field f at shift s
+    // gives ((f << s) * keep + term) >> 8 == (((f * keep) << 3) + T) >> (8 - s
+    // + 3) for red (T the red term, s = 10) and green (s = 5), exactly.
+    template <class V>
+    static typename V::I blendInt(typename V::I w, const IntBlend& b) {
+        using I = typename V::I;
+        const I keep = V::splatI(static_cast<std::int32_t>(b.keep));
+        const I r = V::andI(V::shr(10, w), V::splatI(0x1F)), g = V::andI(V::shr(5, w), V::splatI(0x1F));
+        const I bl = V::andI(w, V::splatI(0x1F));
+        const I red = V::shr(1, V::addI(V::shl(3, V::mulSmall(r, keep)), V::splatI(static_cast<std::int32_t>(b.r))));
+        const I green = V::shr(6, V::addI(V::shl(3, V::mulSmall(g, keep)), V::splatI(static_cast<std::int32_t>(b.g))));
+        const I blue = V::shr(8, V::addI(V::mulSmall(bl, keep), V::splatI(static_cast<std::int32_t>(b.b >> 3))));
+        return V::orI(V::orI(V::andI(red, V::splatI(0x7C00)), V::andI(green, V::splatI(0x3E0))),
+                      V::andI(blue, V::splatI(0x1F)));
     }
 };
 
@@ -174,25 +266,26 @@ struct FormatBytes {
             p[2] = static_cast<unsigned char>((c.c32 >> 16) & 0xFFu);
         }
     }
-    static void storeOpaque(unsigned char* p, std::uint32_t b, std::uint32_t g, std::uint32_t r) {
+    // The colour bytes; a 32 bpp alpha byte stays as it is.
+    static void storeColour(unsigned char* p, std::uint32_t b, std::uint32_t g, std::uint32_t r) {
         p[0] = static_cast<unsigned char>(b);
         p[1] = static_cast<unsigned char>(g);
         p[2] = static_cast<unsigned char>(r);
-        if constexpr (Bpp == 32) p[3] = 255;
+    }
+    // The colour bytes and, in 32 bpp, the alpha byte a.
+    static void storeColourAlpha(unsigned char* p, std::uint32_t b, std::uint32_t g, std::uint32_t r,
+                                 std::uint32_t a) {
+        storeColour(p, b, g, r);
+        if constexpr (Bpp == 32) p[3] = static_cast<unsigned char>(a);
+    }
+    static void storeOpaque(unsigned char* p, std::uint32_t b, std::uint32_t g, std::uint32_t r) {
+        storeColourAlpha(p, b, g, r, 255);
     }
     static void blendInt(unsigned char* p, const IntBlend& w) {
         p[0] = static_cast<unsigned char>((p[0] * w.keep + w.b) >> 8);
         p[1] = static_cast<unsigned char>((p[1] * w.keep + w.g) >> 8);
         p[2] = static_cast<unsigned char>((p[2] * w.keep + w.r) >> 8);
         if constexpr (Bpp == 32) p[3] = static_cast<unsigned char>((p[3] * w.alphaKeep + w.alpha) >> 8);
-    }
-    template <class Src8, class Src16>
-    static void blendFloat(unsigned char* p, float a, Src8&& src8, Src16&&) {
-        const float ia = 1.0f - a;
-        for (int i = 0; i < 3; ++i)
-            p[i] = static_cast<unsigned char>(roundHalfUp(src8(i) + static_cast<float>(p[i]) * ia));
-        if constexpr (Bpp == 32)
-            p[3] = static_cast<unsigned char>(roundHalfUp(static_cast<float>(p[3]) * ia + a * 255.0f));
     }
 
     template <class V>
@@ -216,12 +309,20 @@ struct FormatBytes {
         if constexpr (Bpp == 32) v = V::orI(v, V::splatI(static_cast<std::int32_t>(0xFF000000u)));
         return v;
     }
+    template <class V>
+    static typename V::I opaqueProducts(typename V::I b, typename V::I g, typename V::I r) {
+        return opaque<V>(div255Lanes<V>(b), div255Lanes<V>(g), div255Lanes<V>(r));
+    }
+    template <class V, class Src8, class Src16>
+    static typename V::I opaqueRounded(Src8&& src8, Src16&&) {
+        return opaque<V>(roundLanes<V>(src8(0)), roundLanes<V>(src8(1)), roundLanes<V>(src8(2)));
+    }
     template <class V, class Src8, class Src16>
     static typename V::I blendFloat(typename V::I w, typename V::F a, Src8&& src8, Src16&&) {
         using F = typename V::F;
         const F ia = V::sub(V::splatF(1.0f), a);
         const typename V::I ff = V::splatI(0xFF);
-        auto rounded = [&](F v) { return V::andI(V::floorInt(V::add(v, V::splatF(0.5f))), ff); };
+        auto rounded = [&](F v) { return V::andI(roundLanes<V>(v), ff); };
         auto channel = [&](int i) { return V::toF(V::andI(V::shr(8 * i, w), ff)); };
         typename V::I out = V::orI(V::orI(rounded(V::add(src8(0), V::mul(channel(0), ia))),
                                           V::shl(8, rounded(V::add(src8(1), V::mul(channel(1), ia))))),
@@ -229,6 +330,20 @@ struct FormatBytes {
         if constexpr (Bpp == 32)
             out = V::orI(out,
                          V::shl(24, rounded(V::add(V::mul(V::toF(V::shr(24, w)), ia), V::mul(a, V::splatF(255.0f))))));
+        return out;
+    }
+    // Every product is at most 255 * 256, inside mulSmall's domain.
+    template <class V>
+    static typename V::I blendInt(typename V::I w, const IntBlend& b) {
+        using I = typename V::I;
+        const I ff = V::splatI(0xFF), keep = V::splatI(static_cast<std::int32_t>(b.keep));
+        auto channel = [&](int i, std::uint32_t term, const I& k) {
+            const I old = V::andI(V::shr(8 * i, w), ff);
+            return V::shl(8 * i, V::shr(8, V::addI(V::mulSmall(old, k), V::splatI(static_cast<std::int32_t>(term)))));
+        };
+        I out = V::orI(V::orI(channel(0, b.b, keep), channel(1, b.g, keep)), channel(2, b.r, keep));
+        if constexpr (Bpp == 32)
+            out = V::orI(out, channel(3, b.alpha, V::splatI(static_cast<std::int32_t>(b.alphaKeep))));
         return out;
     }
 };

@@ -112,11 +112,25 @@ inline float centredY(const RenderState& s, float y) { return s.centerY - y; }
 // Depth testing needs the test switched on and a buffer to test against.
 inline bool depthTestActive(const RenderState& s) { return s.zTestActive != 0 && s.zBuffer != nullptr; }
 
-// The depth value of pixel (x, y) of a surface inside the frame buffer (the
-// depth buffer's rows are the surface width long).
-inline float* depthAt(const RenderState& s, int x, int y) {
-    return s.zBuffer + static_cast<std::ptrdiff_t>(y) * s.width + x;
-}
+// The depth buffer as every drawing family sees it: one float per pixel,
+// entry (x, y) at y * width + x (its rows are the surface width long,
+// whatever the surface's pitch), smaller nearer.  The families differ in
+// which depths let a pixel through, and each comparison is named here.
+struct DepthView {
+    float* values;
+    int width;
+
+    float* at(std::int64_t x, std::int64_t y) const {
+        return values + static_cast<std::ptrdiff_t>(y) * width + static_cast<std::ptrdiff_t>(x);
+    }
+    // The triangle fills in flat colour or texture, opaque or blended, and
+    // the opaque shaded ones: only what lies strictly in front.
+    static bool nearer(float stored, float z) { return stored > z; }
+    // Points, boxes, lines, image blits and the blended shaded fills: in
+    // front or level with what is stored.
+    static bool nearerOrLevel(float stored, float z) { return stored >= z; }
+};
+inline DepthView depthView(const RenderState& s) { return DepthView{s.zBuffer, s.width}; }
 
 // A map counts as bound when it is not the built-in texel and has a size;
 // one stated with a width or height of zero or less cannot be sampled.

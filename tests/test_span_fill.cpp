@@ -152,10 +152,6 @@ TEST(SpanFill, HandWorkedPixelsDepthsAndSkippedRows) {
         EXPECT_EQ(s.px(c.x, 0), c.px) << what;
         EXPECT_NEAR(s.z(c.x, 0), c.z, 1e-6f) << what;
     }
-    EXPECT_EQ(kwr::wrapCoord(-2, 2), 0);
-    EXPECT_EQ(kwr::wrapCoord(-3, 2), 1);
-    EXPECT_EQ(kwr::wrapCoord(std::numeric_limits<int>::min(), 3), 1);
-    EXPECT_EQ(kwr::wrapCoord(5, 3), 2);
     // Empty and off-surface rows are skipped by every member.
     auto s = inked(24, 8, 4);
     const Row rows[] = {{32767, -32767, {}, {}}, {5, 4, {}, {}}, {8, 12, {}, {}}, {-5, -1, {}, {}}};
@@ -170,6 +166,17 @@ TEST(SpanFill, HandWorkedPixelsDepthsAndSkippedRows) {
 }
 
 namespace {
+
+// The repeat rule as stated: i >= size wraps to i mod size; i < 0 to size -
+// (-i mod size), and to 0 where that is size.
+int repeatRule(int i, int size) {
+    if (i >= size) return i % size;
+    if (i < 0) {
+        const int w = size - static_cast<int>((-static_cast<std::int64_t>(i)) % size);
+        return w == size ? 0 : w;
+    }
+    return i;
+}
 
 constexpr int kW = 70, kH = 6;
 
@@ -278,30 +285,58 @@ TEST(SpanLevels, BlendRunEqualsPixelBlend) {
     }
 }
 
-#if KWR_X86_64
-// The division-free forms of the lane blocks over their whole domain.
-TEST(SpanLevels, LaneFormsEqualDivisionsAndRepeatRule) {
-    using V = kwr::lanes_sse2::Lanes;
-    for (std::int32_t v = 0; v <= 65025; v += 4) {
-        std::int32_t in[4] = {v, v + 1, v + 2, v + 3}, q255[4], q31[4];
-        V::storeI(q255, kwr::div255Lanes<V>(V::loadI(in)));
-        V::storeI(q31, kwr::fifths65025Lanes<V>(V::loadI(in)));
-        for (int i = 0; i < 4 && in[i] <= 65025; ++i) {
-            ASSERT_EQ(q255[i], in[i] / 255) << in[i];
-            ASSERT_EQ(q31[i], in[i] * 31 / 65025) << in[i];
+// The lane forms that replace a division or a wider product, over their
+// whole domain, for a lane set of four lanes or of one.
+template <class V>
+void checkLaneForms() {
+    constexpr int W = V::kLanes;
+    auto lanes = [](std::int32_t v) {
+        std::int32_t in[W];
+        for (int i = 0; i < W; ++i) in[i] = v;
+        return V::loadI(in);
+    };
+    auto first = [](typename V::I v) {
+        std::int32_t out[W];
+        V::storeI(out, v);
+        return out[0];
+    };
+    for (std::int32_t v = 0; v <= 65025; ++v) {
+        ASSERT_EQ(first(kwr::div255Lanes<V>(lanes(v))), v / 255) << v;
+        ASSERT_EQ(first(kwr::fifths65025Lanes<V>(lanes(v))), v * 31 / 65025) << v;
+    }
+    // The integer blend of a flat colour per lane against the per-pixel
+    // blend, for every weight and every 16 bpp word; 32 bpp on sampled words.
+    for (std::uint32_t a1 = 1; a1 <= 256; ++a1) {
+        const kwr::IntBlend w = kwr::intBlendOf(0x00C08040u | ((a1 - 1) << 24) | (a1 * 0x010101u & 0xFFu), false);
+        for (std::uint32_t p = 0; p < 0x8000u; ++p) {
+            unsigned char px[2] = {static_cast<unsigned char>(p), static_cast<unsigned char>(p >> 8)};
+            kwr::Format16::blendInt(px, w);
+            ASSERT_EQ(static_cast<std::uint32_t>(first(kwr::Format16::blendInt<V>(lanes(static_cast<std::int32_t>(p)), w))),
+                      static_cast<std::uint32_t>(px[0] | px[1] << 8))
+                << "word " << p << " weight " << a1;
+        }
+        for (std::uint32_t p = 0; p < 0x1000000u; p += 0x10101u) {
+            const std::uint32_t word = p | (p << 8 & 0xFF000000u);
+            unsigned char px[4] = {static_cast<unsigned char>(word), static_cast<unsigned char>(word >> 8),
+                                   static_cast<unsigned char>(word >> 16), static_cast<unsigned char>(word >> 24)};
+            kwr::Format32::blendInt(px, w);
+            ASSERT_EQ(static_cast<std::uint32_t>(first(kwr::Format32::blendInt<V>(lanes(static_cast<std::int32_t>(word)), w))),
+                      static_cast<std::uint32_t>(px[0] | px[1] << 8 | px[2] << 16) | static_cast<std::uint32_t>(px[3]) << 24)
+                << "word " << word << " weight " << a1;
         }
     }
     // The lane wrap against the repeat rule at the ends of the int range and
     // around multiples of the size.
     constexpr int kMin = std::numeric_limits<int>::min(), kMax = std::numeric_limits<int>::max();
-    const int sizes[] = {1, 3, 7, 64, 100, 1000003, kMax};
-    const int ints[] = {kMin, kMin + 1, -300, -7, -1, 0, 1, 6, 7, 299, 1000002, 1000003, kMax - 1, kMax};
-    for (int w : sizes) {
-        for (int i : ints) {
-            std::int32_t in[4] = {i, i, i, i}, out[4];
-            V::storeI(out, kwr::wrapLanes<V>(V::loadI(in), w, 1.0 / w));
-            ASSERT_EQ(out[0], kwr::wrapCoord(i, w)) << i << " mod " << w;
-        }
-    }
+    const int sizes[] = {1, 2, 3, 7, 64, 100, 1000003, kMax};
+    const int ints[] = {kMin, kMin + 1, -300, -7, -3, -2, -1, 0, 1, 5, 6, 7, 299, 1000002, 1000003, kMax - 1, kMax};
+    for (int w : sizes)
+        for (int i : ints) ASSERT_EQ(first(kwr::wrapLanes<V>(lanes(i), w, 1.0 / w)), repeatRule(i, w)) << i << " mod " << w;
 }
+
+TEST(SpanLevels, LaneFormsEqualDivisionsBlendsAndRepeatRule) {
+    checkLaneForms<kwr::ScalarLanes<void>>();
+#if KWR_X86_64
+    checkLaneForms<kwr::lanes_sse2::Lanes>();
 #endif
+}
