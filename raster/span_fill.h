@@ -1,16 +1,15 @@
-// The span fills' shared machinery: the row walk with its clipping, texture
-// and alpha-map sampling, and the per-call context.
+// The span fills' shared machinery: the row walk with its clipping, the
+// per-call context and the traits that say what a rule uses.
 //
 // A span rule (raster/span_rules.h) says what one member does per pixel;
 // walkSpans<Rule, Format> walks the rows and calls it.  Every rule and
 // format combination is one instantiation of the same walk.
 //
-// The members that interpolate run their two serial chains (the depth
-// z += dz and the span parameter p += s) ahead into a block of a row, then
-// hand the block to a block function: the plain one below, pixel by pixel,
-// or a vector one of the processor's level (raster/span_vector.h) that
-// takes several pixels of the block per instruction.  Both see the same
-// chain values, so both give the same bytes.
+// The walk runs the two serial chains (the depth z += dz and the span
+// parameter p += s) ahead into a block of a row, then hands the block to a
+// block function of the processor's level (raster/span_vector.h), which
+// takes several pixels per instruction, or one at the scalar level.  Every
+// level sees the same chain values, so every level gives the same bytes.
 #ifndef KWR_RASTER_SPAN_FILL_H
 #define KWR_RASTER_SPAN_FILL_H
 
@@ -97,6 +96,7 @@ struct SampledMap {
 // Everything a fill needs from the render context, prepared once per call.
 struct SpanContext {
     SolidColor solid;
+    std::uint32_t opaque[4];  // the colour stored opaque, per format (index bytes per pixel - 1)
     unsigned cB, cG, cR, cA;
     IntBlend blend;      // the flat integer blend of the colour
     IntBlend flatBlend;  // the same keeping the 32 bpp alpha byte
@@ -112,15 +112,22 @@ inline SampledMap sampledMap(const unsigned char* data, int width, int height, s
     return SampledMap{data, width, height, pitch, 1.0 / width, 1.0 / height, reach <= INT32_MAX};
 }
 
-inline SpanContext makeSpanContext(const RenderState& s) {
-    SpanContext k;
+// The maps are prepared only for the fills that sample them.
+template <bool Textured>
+SpanContext makeSpanContext(const RenderState& s) {
+    SpanContext k{};
     k.solid = solidColor(s);
+    k.opaque[0] = s.color8;
+    k.opaque[1] = s.color16;
+    k.opaque[2] = s.color & 0xFFFFFFu;
+    k.opaque[3] = s.color | 0xFF000000u;
     k.cB = s.color & 0xFFu;
     k.cG = (s.color >> 8) & 0xFFu;
     k.cR = (s.color >> 16) & 0xFFu;
     k.cA = (s.color >> 24) & 0xFFu;
     k.blend = intBlendOf(s.color, false);
     k.flatBlend = intBlendOf(s.color, true);
+    if constexpr (!Textured) return k;
     // A map bound with a size of zero or less would divide by zero in the
     // wrap: such a texture samples the built-in texel, and such an alpha map
     // counts as unbound.
@@ -161,6 +168,8 @@ inline void loadRowEnds(const ScanLineTable& t, int row, RowEnds& e) {
 
 // A run of pixels of one row with their chain values computed ahead.
 struct SpanBlock {
+    // The chains run on past the block to a whole number of lane groups, so
+    // that a partial group may read a whole group of them.
     const float* p;     // span parameter of each pixel (members that interpolate)
     const float* z;     // depth of each pixel (depth members)
     float* zrow;        // depth buffer at the first pixel (depth members)
@@ -168,7 +177,13 @@ struct SpanBlock {
     int n;
 };
 constexpr int kBlockPixels = 64;
+constexpr int kWidestLanes = 16;
 using BlockFn = void (*)(const SpanContext&, const RowEnds&, const SpanBlock&);
+// A block function and the lanes it takes at once.
+struct BlockRunner {
+    BlockFn run;
+    int lanes;
+};
 
 // Asks for the cache line at p ahead of a write.  Rows of small triangles
 // lie anywhere in the frame and depth buffer; asking for several rows'
@@ -243,16 +258,19 @@ bool clipRow(const RenderState& s, int row, RowRun& r) {
     return true;
 }
 
+template <class Rule>
+int shortSpanPixels(int lanes) { return (void)lanes,  Rule::kTraits.interpolates() ? 4 : lanes+1; }
+
 // Rows go through blocks several rows at a time: each row's chains are
 // still one addition after the other, but the chains of different rows are
 // independent and run side by side.
 constexpr int kRowsAtOnce = 4;
 
 template <class Rule, class Fmt>
-void runRowBlocks(RowRun* runs, int count, const SpanContext& k, BlockFn block) {
+void runRowBlocks(RowRun* runs, int count, const SpanContext& k, BlockRunner block) {
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
     constexpr bool kParam = Rule::kTraits.interpolates();
-    float pBlock[kRowsAtOnce][kBlockPixels + 1], zBlock[kRowsAtOnce][kBlockPixels + 1];
+    float pBlock[kRowsAtOnce][kBlockPixels + kWidestLanes], zBlock[kRowsAtOnce][kBlockPixels + kWidestLanes];
     float p[kRowsAtOnce] = {}, sp[kRowsAtOnce] = {}, z[kRowsAtOnce] = {}, dz[kRowsAtOnce] = {};
     for (int j = 0; j < count; ++j) {
         p[j] = runs[j].p;
@@ -269,7 +287,8 @@ void runRowBlocks(RowRun* runs, int count, const SpanContext& k, BlockFn block) 
         if (most == 0) return;
         // Entry i of a row is its chain value at pixel i of the block; entry
         // m is the value the next block starts from.
-        for (int i = 0; i <= most; ++i) {
+        const int entries = (most + block.lanes) / block.lanes * block.lanes;
+        for (int i = 0; i < entries; ++i) {
             for (int j = 0; j < kRowsAtOnce; ++j) {
                 if constexpr (kParam) {
                     pBlock[j][i] = p[j];
@@ -283,7 +302,7 @@ void runRowBlocks(RowRun* runs, int count, const SpanContext& k, BlockFn block) 
         }
         for (int j = 0; j < count; ++j) {
             if (m[j] == 0) continue;
-            block(k, runs[j].ends, SpanBlock{pBlock[j], zBlock[j], runs[j].zp, runs[j].px, m[j]});
+            block.run(k, runs[j].ends, SpanBlock{pBlock[j], zBlock[j], runs[j].zp, runs[j].px, m[j]});
             p[j] = pBlock[j][m[j]];
             z[j] = zBlock[j][m[j]];
             runs[j].px += static_cast<std::ptrdiff_t>(m[j]) * Fmt::kBytes;
@@ -297,8 +316,9 @@ void runRowBlocks(RowRun* runs, int count, const SpanContext& k, BlockFn block) 
 // depth stepped by addition and the span parameter p stepped by addition,
 // both computed ahead into blocks handed to `block`.  Rules of whole spans
 // take each clipped span at once.
-template <class Rule, class Fmt>
-void walkSpans(const RenderState& s, int firstRow, int lastRow, const SpanContext& k, BlockFn block) {
+template <class Rule, class Fmt, class ShortSpan>
+void walkSpans(const RenderState& s, int firstRow, int lastRow, const SpanContext& k, BlockRunner block,
+               ShortSpan&& shortSpan) {
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
     if (kDepth && s.zBuffer == nullptr) return;
     // Rows outside the surface or the table are never filled.
@@ -314,7 +334,12 @@ void walkSpans(const RenderState& s, int firstRow, int lastRow, const SpanContex
         RowRun runs[kRowsAtOnce];
         int count = 0;
         for (int row = firstRow; row <= lastRow; ++row) {
-            if (clipRow<Rule, Fmt>(s, row, runs[count]) && ++count == kRowsAtOnce) {
+            if (!clipRow<Rule, Fmt>(s, row, runs[count])) continue;
+            if (runs[count].n < shortSpanPixels<Rule>(block.lanes)) {
+                shortSpan(runs[count]);
+                continue;
+            }
+            if (++count == kRowsAtOnce) {
                 runRowBlocks<Rule, Fmt>(runs, count, k, block);
                 count = 0;
             }

@@ -18,6 +18,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "render/pixel_format.h"
+
 #if defined(__x86_64__) || defined(_M_X64)
 #include <immintrin.h>
 #define KWR_X86_64 1
@@ -73,17 +75,21 @@ void storeBytes3(unsigned char* p, typename V::I v) {
 template <class V, int Bytes>
 typename V::I loadPartCopy(const void* p, int m) {
     std::int32_t a[V::kLanes] = {};
-    for (int i = 0; i < m; ++i) std::memcpy(&a[i], static_cast<const unsigned char*>(p) + i * Bytes, Bytes);
+    for (int i = 0; i < m && i < V::kLanes; ++i)
+        std::memcpy(&a[i], static_cast<const unsigned char*>(p) + i * Bytes, Bytes);
     return V::loadI(a);
 }
 template <class V, int Bytes>
 void storePartCopy(void* p, typename V::I v, int m) {
     std::int32_t a[V::kLanes];
     V::storeI(a, v);
-    for (int i = 0; i < m; ++i) std::memcpy(static_cast<unsigned char*>(p) + i * Bytes, &a[i], Bytes);
+    for (int i = 0; i < m && i < V::kLanes; ++i) std::memcpy(static_cast<unsigned char*>(p) + i * Bytes, &a[i], Bytes);
 }
-// Partial forms of every pixel and depth access, by copying.
+// Partial forms of every pixel and depth access, by copying.  maskedParts
+// says whether the partial form of elements of `bytes` bytes is a masked
+// access, as cheap as a whole one.
 #define KWR_PARTS_BY_COPY(Self)                                                                       \
+    static constexpr bool maskedParts(int) { return false; }                                          \
     static I loadPart(const void* p, int bytes, int m) {                                              \
         if (bytes == 1) return loadPartCopy<Self, 1>(p, m);                                           \
         return bytes == 2 ? loadPartCopy<Self, 2>(p, m)                                               \
@@ -182,15 +188,24 @@ struct ScalarLanes {
 
     // Pixels and depths: `bytes` little-endian bytes in the low end of the lane.
     static I loadPart(const void* p, int bytes, int) {
-        const unsigned char* b = static_cast<const unsigned char*>(p);
         std::uint32_t v = 0;
-        for (int i = bytes - 1; i >= 0; --i) v = (v << 8) | b[i];
+        if constexpr (kLittleEndian) {
+            std::memcpy(&v, p, static_cast<std::size_t>(bytes));
+        } else {
+            const unsigned char* b = static_cast<const unsigned char*>(p);
+            for (int i = bytes - 1; i >= 0; --i) v = (v << 8) | b[i];
+        }
         return wrap(v);
     }
     static void storePart(void* p, I v, int bytes, int) {
-        unsigned char* b = static_cast<unsigned char*>(p);
-        for (int i = 0; i < bytes; ++i) b[i] = static_cast<unsigned char>(static_cast<std::uint32_t>(v) >> (8 * i));
+        if constexpr (kLittleEndian) {
+            std::memcpy(p, &v, static_cast<std::size_t>(bytes));
+        } else {
+            unsigned char* b = static_cast<unsigned char*>(p);
+            for (int i = 0; i < bytes; ++i) b[i] = static_cast<unsigned char>(static_cast<std::uint32_t>(v) >> (8 * i));
+        }
     }
+    static constexpr bool maskedParts(int) { return true; }
     static I loadI(const void* p) { return loadPart(p, 4, 1); }
     static void storeI(void* p, I v) { storePart(p, v, 4, 1); }
     static I loadU16(const void* p) { return loadPart(p, 2, 1); }
@@ -311,7 +326,24 @@ struct Lanes {
     }
     static I loadU24(const unsigned char* p) { return loadBytes3<Lanes>(p); }
     static void storeU24(unsigned char* p, I v) { storeBytes3<Lanes>(p, v); }
-    KWR_PARTS_BY_COPY(Lanes)
+    // Four-byte elements through masked moves, the others by copying.
+    static I firstLanes(int m) { return _mm256_cmpgt_epi32(_mm256_set1_epi32(m), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7)); }
+    static constexpr bool maskedParts(int bytes) { return bytes == 4; }
+    static I loadPart(const void* p, int bytes, int m) {
+        if (bytes == 4) return _mm256_maskload_epi32(static_cast<const int*>(p), firstLanes(m));
+        if (bytes == 1) return loadPartCopy<Lanes, 1>(p, m);
+        return bytes == 2 ? loadPartCopy<Lanes, 2>(p, m) : loadPartCopy<Lanes, 3>(p, m);
+    }
+    static void storePart(void* p, I v, int bytes, int m) {
+        if (bytes == 4)
+            _mm256_maskstore_epi32(static_cast<int*>(p), firstLanes(m), v);
+        else if (bytes == 1)
+            storePartCopy<Lanes, 1>(p, v, m);
+        else if (bytes == 2)
+            storePartCopy<Lanes, 2>(p, v, m);
+        else
+            storePartCopy<Lanes, 3>(p, v, m);
+    }
 
     static I gt(F a, F b) { return _mm256_castps_si256(_mm256_cmp_ps(a, b, _CMP_GT_OQ)); }
     static I ge(F a, F b) { return _mm256_castps_si256(_mm256_cmp_ps(a, b, _CMP_GE_OQ)); }
@@ -368,6 +400,7 @@ struct Lanes {
         return _mm512_permutexvar_epi32(_mm512_setr_epi32(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 0, 0, 0, 0), packed);
     }
     static __mmask64 byteMask(int bytes) { return bytes >= 64 ? ~__mmask64{0} : (__mmask64{1} << bytes) - 1; }
+    static constexpr bool maskedParts(int) { return true; }
     static I loadU24(const unsigned char* p) { return loadPart(p, 3, kLanes); }
     static void storeU24(unsigned char* p, I v) { storePart(p, v, 3, kLanes); }
     static I loadPart(const void* p, int bytes, int m) {

@@ -1,14 +1,12 @@
-// Per-pixel rules of the fourteen span fills.
+// The rules of the span fills, one body each.
 //
-// Each rule is a small type: its traits (which parts of the row walk it
-// uses, what it does on 8 bpp surfaces), pixel<Format>(), which computes
-// and writes one pixel and says whether the depth is to be stored, and for
-// the interpolating members lanes<LaneSet, Format>(), the same arithmetic
-// on one pixel per lane, which returns the new pixels and narrows the mask
-// of lanes to write.  A rule computes colour and weight; the format type
-// (render/pixel_format.h) stores and blends.  The arithmetic of each member
-// keeps its own operation order; those orders differ in the last bit on
-// purpose.
+// Each rule is a small type: its traits (the letters of its fill, its depth
+// test, how it uses the row walk) and lanes<LaneSet, Format>(), its
+// arithmetic on one pixel per lane.  The same body runs at every level: the
+// vector lane sets of raster/span_lanes.h and the one-lane set of plain
+// scalars.  The flat triangles without depth write whole spans (run()).
+// What each fill draws on 8 bpp surfaces is Format8's policy; the list of
+// fills x formats x levels is KWR_LANE_FILLS with makeLaneBlocks below.
 #ifndef KWR_RASTER_SPAN_RULES_H
 #define KWR_RASTER_SPAN_RULES_H
 
@@ -66,9 +64,7 @@ struct Rule3 {
     static constexpr SpanTraits kTraits = kNearerTested;
     KWR_RULE_LANES {
         (void)e, (void)p, (void)old, (void)write;
-        return Fmt::template opaque<V>(V::splatI(static_cast<std::int32_t>(k.cB)),
-                                       V::splatI(static_cast<std::int32_t>(k.cG)),
-                                       V::splatI(static_cast<std::int32_t>(k.cR)));
+        return V::splatI(static_cast<std::int32_t>(k.opaque[Fmt::kBytes - 1]));
     }
 };
 
@@ -253,7 +249,7 @@ struct RuleCube {
         StoresDepth ? SpanTraits{}.tested(Rule::kTraits.depth) : SpanTraits{}.tested(Rule::kTraits.depth).keepingDepth();
     KWR_RULE_LANES {
         (void)e, (void)p, (void)old, (void)write;
-        return V::splatI(static_cast<std::int32_t>(k.solid.c8));
+        return V::splatI(static_cast<std::int32_t>(k.opaque[0]));
     }
 };
 template <bool LowByte>
@@ -311,6 +307,7 @@ struct LaneFillOf<RuleCubeNoDepth> {
 // level is not built for this processor family.
 struct LaneBlocks {
     BlockFn fill[kLaneFillCount][4];
+    int lanes;
 };
 template <class V>
 constexpr LaneBlocks makeLaneBlocks() {
@@ -323,6 +320,7 @@ constexpr LaneBlocks makeLaneBlocks() {
 #undef KWR_LANE_ROW
     t.fill[kFillCubeWithDepth][0] = &laneBlock<V, RuleCubeWithDepth, Format8>;
     t.fill[kFillCubeNoDepth][0] = &laneBlock<V, RuleCubeNoDepth, Format8>;
+    t.lanes = V::kLanes;
     return t;
 }
 // The lane blocks of lane set V, made once; instantiated only in the
@@ -343,14 +341,31 @@ const LaneBlocks* laneBlocksSimd128();
 // The block function of `Rule` on `Fmt` at `level`: the lane block of the
 // highest built level not above it, the scalar level's at the bottom.
 template <class Rule, class Fmt>
-BlockFn blockFor(SimdLevel level) {
+BlockRunner blockFor(SimdLevel level) {
     const LaneBlocks* (*const tables[])() = {laneBlocksScalar, laneBlocksSse2, laneBlocksSse41, laneBlocksAvx2,
                                              laneBlocksAvx512, laneBlocksNeon, laneBlocksSimd128};
-    for (int i = static_cast<int>(level); i > 0; --i) {
-        const LaneBlocks* t = tables[i]();
-        if (t != nullptr) return t->fill[LaneFillOf<Rule>::kId][Fmt::kBytes - 1];
+    const LaneBlocks* t = nullptr;
+    for (int i = static_cast<int>(level); i >= 0 && t == nullptr; --i) t = tables[i]();
+    return BlockRunner{t->fill[LaneFillOf<Rule>::kId][Fmt::kBytes - 1], t->lanes};
+}
+
+// A span too short for a lane group, pixel by pixel through the rule at
+// width 1, its chains stepped as it goes.
+template <class Rule, class Fmt>
+void runShortSpan(const SpanContext& k, const RowRun& r) {
+    using One = ScalarLanes<void>;
+    constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
+    float p = r.p, z = r.z;
+    for (std::int64_t i = 0; i < r.n; ++i) {
+        laneGroup<One, Rule, Fmt>(k, r.ends, &p, &z, kDepth ? r.zp + i : nullptr, r.px + i * Fmt::kBytes, 1);
+        p += r.sp;
+        z += r.dz;
     }
-    return laneBlocksScalar()->fill[LaneFillOf<Rule>::kId][Fmt::kBytes - 1];
+}
+template <class Rule, class Fmt>
+void walkRule(const RenderState& s, int firstRow, int lastRow, const SpanContext& k) {
+    walkSpans<Rule, Fmt>(s, firstRow, lastRow, k, blockFor<Rule, Fmt>(activeSimdLevel()),
+                         [&](const RowRun& r) { runShortSpan<Rule, Fmt>(k, r); });
 }
 
 // Runs `Rule` over rows firstRow..lastRow on the surface's format; on 8 bpp
@@ -358,28 +373,26 @@ BlockFn blockFor(SimdLevel level) {
 template <class Rule>
 void fillTriangleRows(const RenderState& s, int firstRow, int lastRow) {
     if (firstRow > lastRow) return;
-    const SpanContext k = makeSpanContext(s);
+    const SpanContext k = makeSpanContext<Rule::kTraits.letters.textured>(s);
     withFormat(s.renderBpp, [&](auto format) {
         using Fmt = decltype(format);
         if constexpr (Fmt::kBpp == 8) {
             constexpr Cube8 kOn8 = Format8::fillOn8(Rule::kTraits.letters);
             if constexpr (kOn8 == Cube8::kLowByte) {
-                walkSpans<RuleCubeRun<true>, Fmt>(s, firstRow, lastRow, k, nullptr);
+                walkSpans<RuleCubeRun<true>, Fmt>(s, firstRow, lastRow, k, BlockRunner{nullptr, 1}, 0);
             } else if constexpr (kOn8 != Cube8::kNothing && Rule::kTraits.depth == DepthTest::kNone) {
-                walkSpans<RuleCubeRun<false>, Fmt>(s, firstRow, lastRow, k, nullptr);
+                walkSpans<RuleCubeRun<false>, Fmt>(s, firstRow, lastRow, k, BlockRunner{nullptr, 1}, 0);
             } else if constexpr (kOn8 == Cube8::kCubeColour) {
                 static_assert(Rule::kTraits.depth == DepthTest::kNearer, "the cube fills test strictly");
-                walkSpans<RuleCubeWithDepth, Fmt>(s, firstRow, lastRow, k,
-                                                  blockFor<RuleCubeWithDepth, Fmt>(activeSimdLevel()));
+                walkRule<RuleCubeWithDepth, Fmt>(s, firstRow, lastRow, k);
             } else if constexpr (kOn8 == Cube8::kCubeColourNoDepth) {
                 static_assert(Rule::kTraits.depth == DepthTest::kNearer, "the cube fills test strictly");
-                walkSpans<RuleCubeNoDepth, Fmt>(s, firstRow, lastRow, k,
-                                                blockFor<RuleCubeNoDepth, Fmt>(activeSimdLevel()));
+                walkRule<RuleCubeNoDepth, Fmt>(s, firstRow, lastRow, k);
             }
         } else if constexpr (Rule::kTraits.wholeSpan) {
-            walkSpans<Rule, Fmt>(s, firstRow, lastRow, k, nullptr);
+            walkSpans<Rule, Fmt>(s, firstRow, lastRow, k, BlockRunner{nullptr, 1}, 0);
         } else {
-            walkSpans<Rule, Fmt>(s, firstRow, lastRow, k, blockFor<Rule, Fmt>(activeSimdLevel()));
+            walkRule<Rule, Fmt>(s, firstRow, lastRow, k);
         }
     });
 }

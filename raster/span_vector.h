@@ -1,10 +1,10 @@
 // The span fills across lanes: one pixel of a block per 32-bit lane.
 //
-// Everything here is a template over a lane set V (raster/span_lanes.h) and
-// repeats, lane by lane, exactly the scalar operations of
-// raster/span_fill.h and raster/span_rules.h in the same order, so every
-// level draws the same bytes as the plain block.  Only the chains (depth and
-// span parameter) stay serial; the walk computes them ahead.
+// Everything here is a template over a lane set V (raster/span_lanes.h):
+// the texture and alpha-map sampling and the block of a rule, which runs
+// whole lane groups and then the pixels left over through the same rule at
+// width 1.  Only the chains (depth and span parameter) stay serial; the walk
+// computes them ahead.
 #ifndef KWR_RASTER_SPAN_VECTOR_H
 #define KWR_RASTER_SPAN_VECTOR_H
 
@@ -124,48 +124,79 @@ KWR_LANE_INLINE typename V::I passesDepthLanes(typename V::F stored, typename V:
         return V::ge(stored, z);  // DepthView::nearerOrLevel
 }
 
-// One group of V::kLanes pixels: the depth test, the rule, the depth and
-// pixel stores of the lanes the rule writes.
+// One group of up to V::kLanes pixels (m of them): the depth test, the
+// rule, the depth and pixel stores of the lanes the rule writes.  The
+// chains are read as whole groups (the walk runs them on past the block);
+// pixels and depths past m are neither read nor written.
 template <class V, class Rule, class Fmt>
 KWR_LANE_INLINE void laneGroup(const SpanContext& k, const RowEnds& e, const float* p, const float* z, float* zrow,
-                               unsigned char* px) {
+                               unsigned char* px, int m) {
     using I = typename V::I;
     using F = typename V::F;
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
-    constexpr bool kMerge = kDepth || Rule::kTraits.blends();
+    // A single lane that passed the depth test is written whole: only a
+    // blend needs the old pixel then.
+    constexpr bool kMerge = Rule::kTraits.blends() || (kDepth && V::kLanes > 1);
+    const bool whole = m == V::kLanes;
+    auto loadPixels = [&] { return whole ? Fmt::template load<V>(px) : V::loadPart(px, Fmt::kBytes, m); };
+    auto storePixels = [&](I v) {
+        if (whole)
+            Fmt::template store<V>(px, v);
+        else
+            V::storePart(px, v, Fmt::kBytes, m);
+    };
     const F pv = Rule::kTraits.interpolates() ? V::loadF(p) : V::splatF(0.0f);
     I write = V::splatI(-1);
     F zv{}, stored{};
     if constexpr (kDepth) {
         zv = V::loadF(z);
-        stored = V::loadF(zrow);
+        stored = whole ? V::loadF(zrow) : V::bitsF(V::loadPart(zrow, 4, m));
         write = passesDepthLanes<Rule, V>(stored, zv);
         if (!V::any(write)) return;
     }
     if constexpr (kMerge) {
-        const I old = Fmt::template load<V>(px);
+        const I old = loadPixels();
         const I out = Rule::template lanes<V, Fmt>(k, e, pv, old, write);
         if (!V::any(write)) return;
-        Fmt::template store<V>(px, V::select(write, out, old));
-        if constexpr (kDepth && Rule::kTraits.storesDepth) V::storeF(zrow, V::selectF(write, zv, stored));
+        storePixels(V::select(write, out, old));
+        if constexpr (kDepth && Rule::kTraits.storesDepth) {
+            const F zNew = V::selectF(write, zv, stored);
+            if (whole)
+                V::storeF(zrow, zNew);
+            else
+                V::storePart(zrow, V::bitsI(zNew), 4, m);
+        }
     } else {
-        Fmt::template store<V>(px, Rule::template lanes<V, Fmt>(k, e, pv, I{}, write));
+        const I out = Rule::template lanes<V, Fmt>(k, e, pv, I{}, write);
+        if constexpr (kDepth) {
+            if (!V::any(write)) return;
+            if constexpr (Rule::kTraits.storesDepth) V::storeF(zrow, zv);
+        }
+        storePixels(out);
     }
 }
 
-// A block: whole groups of the lane set, then the pixels left over one at
-// a time through the same rule at width 1.
+// A block: whole lane groups, then what is left as one partial group where
+// partial accesses are masked or the rule's arithmetic outweighs copying
+// them, else pixel by pixel through the same rule at width 1.
 template <class V, class Rule, class Fmt>
 void laneBlock(const SpanContext& k, const RowEnds& e, const SpanBlock& b) {
     constexpr int W = V::kLanes;
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
     int i = 0;
     for (; i + W <= b.n; i += W)
-        laneGroup<V, Rule, Fmt>(k, e, b.p + i, b.z + i, kDepth ? b.zrow + i : nullptr, b.px + i * Fmt::kBytes);
+        laneGroup<V, Rule, Fmt>(k, e, b.p + i, b.z + i, kDepth ? b.zrow + i : nullptr, b.px + i * Fmt::kBytes, W);
+    const int rest = b.n - i;
     if constexpr (W > 1) {
-        using One = ScalarLanes<V>;
+        constexpr bool kMasked = V::maskedParts(Fmt::kBytes) && (!kDepth || V::maskedParts(4));
+        if (rest >= (kMasked ? 1 : (Rule::kTraits.interpolates() ? 2 : W))) {
+            laneGroup<V, Rule, Fmt>(k, e, b.p + i, b.z + i, kDepth ? b.zrow + i : nullptr, b.px + i * Fmt::kBytes,
+                                    rest);
+            return;
+        }
         for (; i < b.n; ++i)
-            laneGroup<One, Rule, Fmt>(k, e, b.p + i, b.z + i, kDepth ? b.zrow + i : nullptr, b.px + i * Fmt::kBytes);
+            laneGroup<ScalarLanes<V>, Rule, Fmt>(k, e, b.p + i, b.z + i, kDepth ? b.zrow + i : nullptr,
+                                                 b.px + i * Fmt::kBytes, 1);
     }
 }
 

@@ -111,71 +111,91 @@ void walk(RenderState& s, const Vertex<float>& a, const Vertex<float>& b, RowRan
     walkFloatEdge<Carried>(s, a.x, a.y, a.z, b.x, b.y, b.z, store.first, store.last);
 }
 
-// Top to middle and middle to bottom only where they can reach the surface,
-// then top to bottom; the table takes rows store.first..store.last.
-template <unsigned Carried, class T>
-void walkEdges(RenderState& s, const Vertex<T>* v, bool topEdge, bool bottomEdge, RowRange store) {
-    if (topEdge) walk<Carried>(s, v[0], v[1], store);
-    if (bottomEdge) walk<Carried>(s, v[1], v[2], store);
-    walk<Carried>(s, v[0], v[2], store);
-}
+// The vertices from top to bottom.
+template <class T>
+struct Sorted {
+    const Vertex<T>* v[3];
+};
 
 // Three compare-and-swaps, each swapping only on a strictly greater y, so
-// equal rows keep the argument order.
+// equal rows keep the argument order.  The vertices stay where they are.
 template <class T>
-void sortByY(Vertex<T>* v) {
-    auto order = [](Vertex<T>& a, Vertex<T>& b) {
-        if (a.y > b.y) {
-            const Vertex<T> t = a;
+Sorted<T> sortByY(const Vertex<T>* v) {
+    Sorted<T> o{{&v[0], &v[1], &v[2]}};
+    auto order = [](const Vertex<T>*& a, const Vertex<T>*& b) {
+        if (a->y > b->y) {
+            const Vertex<T>* t = a;
             a = b;
             b = t;
         }
     };
-    order(v[0], v[1]);
-    order(v[1], v[2]);
-    order(v[0], v[1]);
+    order(o.v[0], o.v[1]);
+    order(o.v[1], o.v[2]);
+    order(o.v[0], o.v[1]);
+    return o;
+}
+
+// Top to middle and middle to bottom only where they can reach the surface,
+// then top to bottom; the table takes rows store.first..store.last.
+template <unsigned Carried, class T>
+void walkEdges(RenderState& s, const Vertex<T>& top, const Vertex<T>& mid, const Vertex<T>& bot, bool topEdge,
+               bool bottomEdge, RowRange store) {
+    if (topEdge) walk<Carried>(s, top, mid, store);
+    if (bottomEdge) walk<Carried>(s, mid, bot, store);
+    walk<Carried>(s, top, bot, store);
+}
+
+template <class T>
+Vertex<int> rounded(const Vertex<T>& p) {
+    return Vertex<int>{roundHalfUp(p.x), roundHalfUp(p.y), p.z, p.c, p.u, p.v};
 }
 
 // The body every triangle runs.  Float vertices are rejected, ranged and
 // tested for their edges unrounded.  A banded state (one of several threads)
 // draws only the rows it owns.
 template <unsigned Carried, bool Banded, class T>
-void rasterise(RenderState& s, Vertex<T>* v) {
+void rasterise(RenderState& s, const Vertex<T>* v) {
     constexpr bool kInt = std::is_same<T, int>::value;
-    sortByY(v);
+    const Sorted<T> o = sortByY(v);
+    const Vertex<T>& top = *o.v[0];
+    const Vertex<T>& mid = *o.v[1];
+    const Vertex<T>& bot = *o.v[2];
     RowRange rows;
+    bool bottomOnSurface;
     if constexpr (kInt) {
-        if (v[2].y < 0 || v[0].y >= s.height) return;
-        rows = intRows(s, v[0].y, v[2].y);
+        if (bot.y < 0 || top.y >= s.height) return;
+        rows = intRows(s, top.y, bot.y);
+        bottomOnSurface = bot.y <= s.clipBottom;
     } else {
-        if (v[2].y < 0 || v[0].y >= s.heightF) return;
-        rows = floatRows(s, v[0].y, v[2].y);
+        if (bot.y < 0 || top.y >= s.heightF) return;
+        rows = floatRows(s, top.y, bot.y);
+        bottomOnSurface = bot.y <= s.clipBottomF;
     }
+    // No edge writes its lower end's row: with the bottom vertex on the
+    // surface the last row stays empty, so it is neither reset nor filled.
+    if (bottomOnSurface) --rows.last;
     // A thread skips a triangle without rows of its own, and otherwise
     // resets, walks into and fills only the rows from its first to its last.
     if constexpr (Banded) rows = ownedRows(s, rows);
     if (rows.first > rows.last) return;
     resetRows(s, rows);
     const RowRange store = Banded ? rows : RowRange{0, INT_MAX};
-    const bool topEdge = v[1].y >= 0;
-    const bool bottomEdge = kInt ? v[1].y <= s.clipBottom : s.clipBottomF >= v[1].y;
-    if constexpr (kInt || kWalksFloat<Carried>) {
-        walkEdges<Carried>(s, v, topEdge, bottomEdge, store);
-    } else {
-        Vertex<int> w[3];
-        for (int i = 0; i < 3; ++i)
-            w[i] = Vertex<int>{roundHalfUp(v[i].x), roundHalfUp(v[i].y), v[i].z, v[i].c, v[i].u, v[i].v};
-        walkEdges<Carried>(s, w, topEdge, bottomEdge, store);
-    }
-    if constexpr (Banded) fillOwned<Carried>(s, rows, blends<Carried>(s, v));
-    else fill<Carried>(s, rows, blends<Carried>(s, v));
+    const bool topEdge = mid.y >= 0;
+    const bool bottomEdge = kInt ? mid.y <= s.clipBottom : s.clipBottomF >= mid.y;
+    if constexpr (kInt || kWalksFloat<Carried>)
+        walkEdges<Carried>(s, top, mid, bot, topEdge, bottomEdge, store);
+    else
+        walkEdges<Carried>(s, rounded(top), rounded(mid), rounded(bot), topEdge, bottomEdge, store);
+    const bool blend = blends<Carried>(s, v);
+    if constexpr (Banded) fillOwned<Carried>(s, rows, blend);
+    else fill<Carried>(s, rows, blend);
 }
 
 // The fallbacks: without a depth test in force a triangle drops its depths,
 // and then, with neither a texture nor an alpha map bound, its texture
 // coordinates; it is drawn as the kind that remains.
 template <unsigned Carried, class T>
-void drawWithFallbacks(RenderState& s, Vertex<T>* v) {
+void drawWithFallbacks(RenderState& s, const Vertex<T>* v) {
     if constexpr (Carries<Carried>::kDepth) {
         if (!depthTestActive(s)) return drawWithFallbacks<Carried & ~static_cast<unsigned>(kCarryDepth)>(s, v);
     }
@@ -213,23 +233,30 @@ KWR_NOINLINE void recordTriangle(RenderState& s, const Recorded<Carried, Form>& 
     recordInternal<Recorded<Carried, Form>, &drawRecorded<Carried, Form>>(s, r, threads);
 }
 
+// The three vertices as the caller passed them, worked on in place: the
+// members build them where this takes them, and copying them whole after
+// building them field by field would load them in wider pieces than they
+// were stored in, which stalls the processor.
+template <class T>
+struct Triangle {
+    Vertex<T> v[3];
+};
+
 template <unsigned Carried, class Form>
-void drawTriangle(RenderState& s, Vertex<typename Form::Value> a, Vertex<typename Form::Value> b,
-                  Vertex<typename Form::Value> c) {
-    if (recording(s)) return recordTriangle<Carried, Form>(s, Recorded<Carried, Form>{{a, b, c}});
-    Vertex<typename Form::Value> v[3] = {a, b, c};
+void drawTriangle(RenderState& s, Triangle<typename Form::Value> t) {
+    if (recording(s)) return recordTriangle<Carried, Form>(s, Recorded<Carried, Form>{{t.v[0], t.v[1], t.v[2]}});
     if constexpr (Form::kCentred) {
-        for (auto& p : v) {
+        for (auto& p : t.v) {
             p.x = centredX(s, p.x);
             p.y = centredY(s, p.y);
         }
     }
-    drawWithFallbacks<Carried>(s, v);
+    drawWithFallbacks<Carried>(s, t.v);
 }
 
 template <unsigned Carried, class Form>
 void drawRecorded(RenderState& s, const Recorded<Carried, Form>& r) {
-    drawTriangle<Carried, Form>(s, r.v[0], r.v[1], r.v[2]);
+    drawTriangle<Carried, Form>(s, Triangle<typename Form::Value>{{r.v[0], r.v[1], r.v[2]}});
 }
 
 constexpr unsigned kFlat = kCarryNothing, k3 = kCarryDepth, kC = kCarryColour, kT = kCarryTexCoords;
@@ -250,122 +277,122 @@ using kwr::vtx;
 // ------------------------------------------------------------------ flat --
 
 void KWRRender::kwrTriangle(int x1, int y1, int x2, int y2, int x3, int y3) {
-    drawTriangle<kFlat, IntCoords>(s, vtx(x1, y1), vtx(x2, y2), vtx(x3, y3));
+    drawTriangle<kFlat, IntCoords>(s, {{vtx(x1, y1), vtx(x2, y2), vtx(x3, y3)}});
 }
 void KWRRender::kwrTrianglef(float x1, float y1, float x2, float y2, float x3, float y3) {
-    drawTriangle<kFlat, FloatCoords>(s, vtx(x1, y1), vtx(x2, y2), vtx(x3, y3));
+    drawTriangle<kFlat, FloatCoords>(s, {{vtx(x1, y1), vtx(x2, y2), vtx(x3, y3)}});
 }
 void KWRRender::kwrTrianglefg(float x1, float y1, float x2, float y2, float x3, float y3) {
-    drawTriangle<kFlat, CentredCoords>(s, vtx(x1, y1), vtx(x2, y2), vtx(x3, y3));
+    drawTriangle<kFlat, CentredCoords>(s, {{vtx(x1, y1), vtx(x2, y2), vtx(x3, y3)}});
 }
 
 // ----------------------------------------------------------------- depth --
 
 void KWRRender::kwrTriangle3(int x1, int y1, float z1, int x2, int y2, float z2, int x3, int y3, float z3) {
-    drawTriangle<k3, IntCoords>(s, vtx(x1, y1, z1), vtx(x2, y2, z2), vtx(x3, y3, z3));
+    drawTriangle<k3, IntCoords>(s, {{vtx(x1, y1, z1), vtx(x2, y2, z2), vtx(x3, y3, z3)}});
 }
 void KWRRender::kwrTriangle3f(float x1, float y1, float z1, float x2, float y2, float z2, float x3, float y3,
                               float z3) {
-    drawTriangle<k3, FloatCoords>(s, vtx(x1, y1, z1), vtx(x2, y2, z2), vtx(x3, y3, z3));
+    drawTriangle<k3, FloatCoords>(s, {{vtx(x1, y1, z1), vtx(x2, y2, z2), vtx(x3, y3, z3)}});
 }
 void KWRRender::kwrTriangle3fg(float x1, float y1, float z1, float x2, float y2, float z2, float x3, float y3,
                                float z3) {
-    drawTriangle<k3, CentredCoords>(s, vtx(x1, y1, z1), vtx(x2, y2, z2), vtx(x3, y3, z3));
+    drawTriangle<k3, CentredCoords>(s, {{vtx(x1, y1, z1), vtx(x2, y2, z2), vtx(x3, y3, z3)}});
 }
 
 void KWRRender::kwrTriangle3c(int x1, int y1, float z1, unsigned long c1, int x2, int y2, float z2,
                               unsigned long c2, int x3, int y3, float z3, unsigned long c3) {
-    drawTriangle<k3 | kC, IntCoords>(s, vtx(x1, y1, z1, c1), vtx(x2, y2, z2, c2), vtx(x3, y3, z3, c3));
+    drawTriangle<k3 | kC, IntCoords>(s, {{vtx(x1, y1, z1, c1), vtx(x2, y2, z2, c2), vtx(x3, y3, z3, c3)}});
 }
 void KWRRender::kwrTriangle3cf(float x1, float y1, float z1, unsigned long c1, float x2, float y2, float z2,
                                unsigned long c2, float x3, float y3, float z3, unsigned long c3) {
-    drawTriangle<k3 | kC, FloatCoords>(s, vtx(x1, y1, z1, c1), vtx(x2, y2, z2, c2), vtx(x3, y3, z3, c3));
+    drawTriangle<k3 | kC, FloatCoords>(s, {{vtx(x1, y1, z1, c1), vtx(x2, y2, z2, c2), vtx(x3, y3, z3, c3)}});
 }
 void KWRRender::kwrTriangle3cfg(float x1, float y1, float z1, unsigned long c1, float x2, float y2, float z2,
                                 unsigned long c2, float x3, float y3, float z3, unsigned long c3) {
-    drawTriangle<k3 | kC, CentredCoords>(s, vtx(x1, y1, z1, c1), vtx(x2, y2, z2, c2), vtx(x3, y3, z3, c3));
+    drawTriangle<k3 | kC, CentredCoords>(s, {{vtx(x1, y1, z1, c1), vtx(x2, y2, z2, c2), vtx(x3, y3, z3, c3)}});
 }
 
 void KWRRender::kwrTriangle3ct(int x1, int y1, float z1, unsigned long c1, float u1, float v1, int x2, int y2,
                                float z2, unsigned long c2, float u2, float v2, int x3, int y3, float z3,
                                unsigned long c3, float u3, float v3) {
-    drawTriangle<k3 | kC | kT, IntCoords>(s, vtx(x1, y1, z1, c1, u1, v1), vtx(x2, y2, z2, c2, u2, v2),
-                                          vtx(x3, y3, z3, c3, u3, v3));
+    drawTriangle<k3 | kC | kT, IntCoords>(s, {{vtx(x1, y1, z1, c1, u1, v1), vtx(x2, y2, z2, c2, u2, v2),
+                                          vtx(x3, y3, z3, c3, u3, v3)}});
 }
 void KWRRender::kwrTriangle3ctf(float x1, float y1, float z1, unsigned long c1, float u1, float v1, float x2,
                                 float y2, float z2, unsigned long c2, float u2, float v2, float x3, float y3,
                                 float z3, unsigned long c3, float u3, float v3) {
-    drawTriangle<k3 | kC | kT, FloatCoords>(s, vtx(x1, y1, z1, c1, u1, v1), vtx(x2, y2, z2, c2, u2, v2),
-                                            vtx(x3, y3, z3, c3, u3, v3));
+    drawTriangle<k3 | kC | kT, FloatCoords>(s, {{vtx(x1, y1, z1, c1, u1, v1), vtx(x2, y2, z2, c2, u2, v2),
+                                            vtx(x3, y3, z3, c3, u3, v3)}});
 }
 void KWRRender::kwrTriangle3ctfg(float x1, float y1, float z1, unsigned long c1, float u1, float v1, float x2,
                                  float y2, float z2, unsigned long c2, float u2, float v2, float x3, float y3,
                                  float z3, unsigned long c3, float u3, float v3) {
-    drawTriangle<k3 | kC | kT, CentredCoords>(s, vtx(x1, y1, z1, c1, u1, v1), vtx(x2, y2, z2, c2, u2, v2),
-                                              vtx(x3, y3, z3, c3, u3, v3));
+    drawTriangle<k3 | kC | kT, CentredCoords>(s, {{vtx(x1, y1, z1, c1, u1, v1), vtx(x2, y2, z2, c2, u2, v2),
+                                              vtx(x3, y3, z3, c3, u3, v3)}});
 }
 
 void KWRRender::kwrTriangle3t(int x1, int y1, float z1, float u1, float v1, int x2, int y2, float z2, float u2,
                               float v2, int x3, int y3, float z3, float u3, float v3) {
-    drawTriangle<k3 | kT, IntCoords>(s, vtx(x1, y1, z1, 0, u1, v1), vtx(x2, y2, z2, 0, u2, v2),
-                                     vtx(x3, y3, z3, 0, u3, v3));
+    drawTriangle<k3 | kT, IntCoords>(s, {{vtx(x1, y1, z1, 0, u1, v1), vtx(x2, y2, z2, 0, u2, v2),
+                                     vtx(x3, y3, z3, 0, u3, v3)}});
 }
 void KWRRender::kwrTriangle3tf(float x1, float y1, float z1, float u1, float v1, float x2, float y2, float z2,
                                float u2, float v2, float x3, float y3, float z3, float u3, float v3) {
-    drawTriangle<k3 | kT, FloatCoords>(s, vtx(x1, y1, z1, 0, u1, v1), vtx(x2, y2, z2, 0, u2, v2),
-                                       vtx(x3, y3, z3, 0, u3, v3));
+    drawTriangle<k3 | kT, FloatCoords>(s, {{vtx(x1, y1, z1, 0, u1, v1), vtx(x2, y2, z2, 0, u2, v2),
+                                       vtx(x3, y3, z3, 0, u3, v3)}});
 }
 void KWRRender::kwrTriangle3tfg(float x1, float y1, float z1, float u1, float v1, float x2, float y2, float z2,
                                 float u2, float v2, float x3, float y3, float z3, float u3, float v3) {
-    drawTriangle<k3 | kT, CentredCoords>(s, vtx(x1, y1, z1, 0, u1, v1), vtx(x2, y2, z2, 0, u2, v2),
-                                         vtx(x3, y3, z3, 0, u3, v3));
+    drawTriangle<k3 | kT, CentredCoords>(s, {{vtx(x1, y1, z1, 0, u1, v1), vtx(x2, y2, z2, 0, u2, v2),
+                                         vtx(x3, y3, z3, 0, u3, v3)}});
 }
 
 // -------------------------------------------------------------- no depth --
 
 void KWRRender::kwrTrianglec(int x1, int y1, unsigned long c1, int x2, int y2, unsigned long c2, int x3, int y3,
                              unsigned long c3) {
-    drawTriangle<kC, IntCoords>(s, vtx(x1, y1, 0, c1), vtx(x2, y2, 0, c2), vtx(x3, y3, 0, c3));
+    drawTriangle<kC, IntCoords>(s, {{vtx(x1, y1, 0, c1), vtx(x2, y2, 0, c2), vtx(x3, y3, 0, c3)}});
 }
 void KWRRender::kwrTrianglecf(float x1, float y1, unsigned long c1, float x2, float y2, unsigned long c2,
                               float x3, float y3, unsigned long c3) {
-    drawTriangle<kC, FloatCoords>(s, vtx(x1, y1, 0, c1), vtx(x2, y2, 0, c2), vtx(x3, y3, 0, c3));
+    drawTriangle<kC, FloatCoords>(s, {{vtx(x1, y1, 0, c1), vtx(x2, y2, 0, c2), vtx(x3, y3, 0, c3)}});
 }
 void KWRRender::kwrTrianglecfg(float x1, float y1, unsigned long c1, float x2, float y2, unsigned long c2,
                                float x3, float y3, unsigned long c3) {
-    drawTriangle<kC, CentredCoords>(s, vtx(x1, y1, 0, c1), vtx(x2, y2, 0, c2), vtx(x3, y3, 0, c3));
+    drawTriangle<kC, CentredCoords>(s, {{vtx(x1, y1, 0, c1), vtx(x2, y2, 0, c2), vtx(x3, y3, 0, c3)}});
 }
 
 void KWRRender::kwrTrianglect(int x1, int y1, unsigned long c1, float u1, float v1, int x2, int y2,
                               unsigned long c2, float u2, float v2, int x3, int y3, unsigned long c3, float u3,
                               float v3) {
-    drawTriangle<kC | kT, IntCoords>(s, vtx(x1, y1, 0, c1, u1, v1), vtx(x2, y2, 0, c2, u2, v2),
-                                     vtx(x3, y3, 0, c3, u3, v3));
+    drawTriangle<kC | kT, IntCoords>(s, {{vtx(x1, y1, 0, c1, u1, v1), vtx(x2, y2, 0, c2, u2, v2),
+                                     vtx(x3, y3, 0, c3, u3, v3)}});
 }
 void KWRRender::kwrTrianglectf(float x1, float y1, unsigned long c1, float u1, float v1, float x2, float y2,
                                unsigned long c2, float u2, float v2, float x3, float y3, unsigned long c3,
                                float u3, float v3) {
-    drawTriangle<kC | kT, FloatCoords>(s, vtx(x1, y1, 0, c1, u1, v1), vtx(x2, y2, 0, c2, u2, v2),
-                                       vtx(x3, y3, 0, c3, u3, v3));
+    drawTriangle<kC | kT, FloatCoords>(s, {{vtx(x1, y1, 0, c1, u1, v1), vtx(x2, y2, 0, c2, u2, v2),
+                                       vtx(x3, y3, 0, c3, u3, v3)}});
 }
 void KWRRender::kwrTrianglectfg(float x1, float y1, unsigned long c1, float u1, float v1, float x2, float y2,
                                 unsigned long c2, float u2, float v2, float x3, float y3, unsigned long c3,
                                 float u3, float v3) {
-    drawTriangle<kC | kT, CentredCoords>(s, vtx(x1, y1, 0, c1, u1, v1), vtx(x2, y2, 0, c2, u2, v2),
-                                         vtx(x3, y3, 0, c3, u3, v3));
+    drawTriangle<kC | kT, CentredCoords>(s, {{vtx(x1, y1, 0, c1, u1, v1), vtx(x2, y2, 0, c2, u2, v2),
+                                         vtx(x3, y3, 0, c3, u3, v3)}});
 }
 
 void KWRRender::kwrTrianglet(int x1, int y1, float u1, float v1, int x2, int y2, float u2, float v2, int x3,
                              int y3, float u3, float v3) {
-    drawTriangle<kT, IntCoords>(s, vtx(x1, y1, 0, 0, u1, v1), vtx(x2, y2, 0, 0, u2, v2), vtx(x3, y3, 0, 0, u3, v3));
+    drawTriangle<kT, IntCoords>(s, {{vtx(x1, y1, 0, 0, u1, v1), vtx(x2, y2, 0, 0, u2, v2), vtx(x3, y3, 0, 0, u3, v3)}});
 }
 void KWRRender::kwrTriangletf(float x1, float y1, float u1, float v1, float x2, float y2, float u2, float v2,
                               float x3, float y3, float u3, float v3) {
-    drawTriangle<kT, FloatCoords>(s, vtx(x1, y1, 0, 0, u1, v1), vtx(x2, y2, 0, 0, u2, v2),
-                                  vtx(x3, y3, 0, 0, u3, v3));
+    drawTriangle<kT, FloatCoords>(s, {{vtx(x1, y1, 0, 0, u1, v1), vtx(x2, y2, 0, 0, u2, v2),
+                                  vtx(x3, y3, 0, 0, u3, v3)}});
 }
 void KWRRender::kwrTriangletfg(float x1, float y1, float u1, float v1, float x2, float y2, float u2, float v2,
                                float x3, float y3, float u3, float v3) {
-    drawTriangle<kT, CentredCoords>(s, vtx(x1, y1, 0, 0, u1, v1), vtx(x2, y2, 0, 0, u2, v2),
-                                    vtx(x3, y3, 0, 0, u3, v3));
+    drawTriangle<kT, CentredCoords>(s, {{vtx(x1, y1, 0, 0, u1, v1), vtx(x2, y2, 0, 0, u2, v2),
+                                    vtx(x3, y3, 0, 0, u3, v3)}});
 }
