@@ -31,6 +31,13 @@ void lerpAttributes(EdgeEnd& a, const EdgeEnd& b, float t) {
 constexpr std::int64_t kXLimit = std::int64_t{1} << 30;
 std::int64_t limitX(std::int64_t x) { return x < -kXLimit ? -kXLimit : (x > kXLimit ? kXLimit : x); }
 
+// n / d for 0 <= n and 0 < d, in 32 bits where both fit (a much faster
+// division on most processors).
+std::int64_t quotient(std::int64_t n, std::int64_t d) {
+    if (((n | d) >> 32) == 0) return static_cast<std::uint32_t>(n) / static_cast<std::uint32_t>(d);
+    return n / d;
+}
+
 // The fields of an end one by one: the caller has just stored them one by
 // one, and a copy of the whole record would load them in wider pieces than
 // they were stored in, which stalls the processor.
@@ -91,7 +98,7 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFir
     if (dy <= 0) return;
     const std::int64_t adx = top.x > bot.x ? top.x - bot.x : bot.x - top.x;
     const std::int64_t divisor = K::kDepth ? dy : dy + 1;
-    const std::int64_t q = adx / divisor;
+    const std::int64_t q = quotient(adx, divisor);
     const std::int64_t r = adx - q * divisor;
     std::int64_t err = dy / 2;
     const std::int64_t sx = top.x > bot.x ? -1 : 1;
@@ -126,7 +133,7 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFir
     // through the same way but not stored, and the walk ends after storeLast.
     ScanLineTable& t = s.scan;
     std::int64_t x = top.x;
-    EdgeEnd a = top;
+    EdgeEnd& a = top;  // the current row's attributes
     const int lastRow = static_cast<int>(bot.y) - 1 < storeLast ? static_cast<int>(bot.y) - 1 : storeLast;
     auto step = [&]() {
         x += sx * q;

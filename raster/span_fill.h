@@ -115,7 +115,7 @@ inline SampledMap sampledMap(const unsigned char* data, int width, int height, s
 // The maps are prepared only for the fills that sample them.
 template <bool Textured>
 SpanContext makeSpanContext(const RenderState& s) {
-    SpanContext k{};
+    SpanContext k;  // the maps stay unset for fills that do not sample them
     k.solid = solidColor(s);
     k.opaque[0] = s.color8;
     k.opaque[1] = s.color16;
@@ -258,8 +258,11 @@ bool clipRow(const RenderState& s, int row, RowRun& r) {
     return true;
 }
 
+// Spans shorter than this run pixel by pixel (raster/span_rules.h): with
+// no span parameter a pixel costs little at width 1, and the chains and the
+// lane groups of a block cost more than they save on a few pixels.
 template <class Rule>
-int shortSpanPixels(int lanes) { return (void)lanes,  Rule::kTraits.interpolates() ? 4 : lanes+1; }
+constexpr int kShortSpan = Rule::kTraits.interpolates() ? 4 : 17;
 
 // Rows go through blocks several rows at a time: each row's chains are
 // still one addition after the other, but the chains of different rows are
@@ -335,7 +338,7 @@ void walkSpans(const RenderState& s, int firstRow, int lastRow, const SpanContex
         int count = 0;
         for (int row = firstRow; row <= lastRow; ++row) {
             if (!clipRow<Rule, Fmt>(s, row, runs[count])) continue;
-            if (runs[count].n < shortSpanPixels<Rule>(block.lanes)) {
+            if (runs[count].n < kShortSpan<Rule>) {
                 shortSpan(runs[count]);
                 continue;
             }

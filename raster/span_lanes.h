@@ -327,7 +327,9 @@ struct Lanes {
     static I loadU24(const unsigned char* p) { return loadBytes3<Lanes>(p); }
     static void storeU24(unsigned char* p, I v) { storeBytes3<Lanes>(p, v); }
     // Four-byte elements through masked moves, the others by copying.
-    static I firstLanes(int m) { return _mm256_cmpgt_epi32(_mm256_set1_epi32(m), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7)); }
+    static I firstLanes(int m) {
+        return _mm256_cmpgt_epi32(_mm256_set1_epi32(m), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
+    }
     static constexpr bool maskedParts(int bytes) { return bytes == 4; }
     static I loadPart(const void* p, int bytes, int m) {
         if (bytes == 4) return _mm256_maskload_epi32(static_cast<const int*>(p), firstLanes(m));

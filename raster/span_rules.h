@@ -111,7 +111,7 @@ struct RuleShadedTextured {
         const TexelLanes<V> x = sampleLanes<V>(k, e, p, write);
         if constexpr (!Depth) {
             const I q[3] = {roundLanes<V>(sh.c[2]), roundLanes<V>(sh.c[1]), roundLanes<V>(sh.c[0])};
-            const I outside = V::andI(V::orI(V::orI(q[0], q[1]), q[2]), V::splatI(~0xFF));
+            const I outside = V::andI(V::andI(V::orI(V::orI(q[0], q[1]), q[2]), V::splatI(~0xFF)), write);
             const bool bytes = V::all(V::eqI(outside, V::splatI(0)));
             I out[3];
             for (int i = 0; i < 3; ++i) {
@@ -355,11 +355,16 @@ template <class Rule, class Fmt>
 void runShortSpan(const SpanContext& k, const RowRun& r) {
     using One = ScalarLanes<void>;
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
+    // Locals: the pixel stores could alias the run's fields.
+    unsigned char* px = r.px;
+    float* zp = r.zp;
     float p = r.p, z = r.z;
-    for (std::int64_t i = 0; i < r.n; ++i) {
-        laneGroup<One, Rule, Fmt>(k, r.ends, &p, &z, kDepth ? r.zp + i : nullptr, r.px + i * Fmt::kBytes, 1);
-        p += r.sp;
-        z += r.dz;
+    const float sp = r.sp, dz = r.dz;
+    for (std::int64_t n = r.n; n > 0; --n, px += Fmt::kBytes) {
+        laneGroup<One, Rule, Fmt>(k, r.ends, &p, &z, zp, px, 1);
+        if constexpr (kDepth) ++zp;
+        p += sp;
+        z += dz;
     }
 }
 template <class Rule, class Fmt>

@@ -115,6 +115,13 @@ KWR_LANE_INLINE typename V::I alphaLanes(const SpanContext& k, const TexelLanes<
     }
 }
 
+// The mask of the first m lanes.
+template <class V>
+KWR_LANE_INLINE typename V::I firstLanes(int m) {
+    static const float kIndex[kWidestLanes] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
+    return V::gt(V::splatF(static_cast<float>(m)), V::loadF(kIndex));
+}
+
 // The depth comparison of a rule per lane.
 template <class Rule, class V>
 KWR_LANE_INLINE typename V::I passesDepthLanes(typename V::F stored, typename V::F z) {
@@ -146,12 +153,12 @@ KWR_LANE_INLINE void laneGroup(const SpanContext& k, const RowEnds& e, const flo
             V::storePart(px, v, Fmt::kBytes, m);
     };
     const F pv = Rule::kTraits.interpolates() ? V::loadF(p) : V::splatF(0.0f);
-    I write = V::splatI(-1);
+    I write = whole ? V::splatI(-1) : firstLanes<V>(m);
     F zv{}, stored{};
     if constexpr (kDepth) {
         zv = V::loadF(z);
         stored = whole ? V::loadF(zrow) : V::bitsF(V::loadPart(zrow, 4, m));
-        write = passesDepthLanes<Rule, V>(stored, zv);
+        write = V::andI(write, passesDepthLanes<Rule, V>(stored, zv));
         if (!V::any(write)) return;
     }
     if constexpr (kMerge) {
