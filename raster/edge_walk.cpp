@@ -51,17 +51,13 @@ void copyEnd(EdgeEnd& to, const EdgeEnd& from) {
     to.v = K::kTexCoords ? from.v : 0.0f;
 }
 
-// Stores the carried attributes of `a` as one end of row y.
-template <class K>
-void storeAttributes(int y, const EdgeEnd& a, float* z, float* const* color, float* u, float* v) {
-    if constexpr (K::kDepth) z[y] = a.z;
-    if constexpr (K::kColour)
-        for (int k = 0; k < 4; ++k) color[k][y] = a.c[k];
-    if constexpr (K::kTexCoords) {
-        u[y] = a.u;
-        v[y] = a.v;
-    }
-}
+// The arrays of one end (left or right) of the table's rows.
+struct Ends {
+    float* z;
+    float* c[4];
+    float* u;
+    float* v;
+};
 
 }  // namespace
 
@@ -131,12 +127,35 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFir
     // pixel left of the crossing, with the crossing's attributes.  Rows
     // outside storeFirst..storeLast (drawn by other threads) are stepped
     // through the same way but not stored, and the walk ends after storeLast.
-    ScanLineTable& t = s.scan;
+    // The current row's attributes live in locals, apart from the table's
+    // arrays, so that the compiler keeps them in registers across the stores.
+    const ScanLineTable& t = s.scan;
+    std::int32_t* const leftX = t.scanLeftX;
+    std::int32_t* const rightX = t.scanRightX;
+    const Ends left{t.scanLeftZ, {t.scanLeftColor[0], t.scanLeftColor[1], t.scanLeftColor[2], t.scanLeftColor[3]},
+                    t.scanLeftU, t.scanLeftV};
+    const Ends right{t.scanRightZ,
+                     {t.scanRightColor[0], t.scanRightColor[1], t.scanRightColor[2], t.scanRightColor[3]},
+                     t.scanRightU, t.scanRightV};
     std::int64_t x = top.x;
-    EdgeEnd& a = top;  // the current row's attributes
+    const std::int64_t xStep = sx * q;
+    float z = top.z, c0 = top.c[0], c1 = top.c[1], c2 = top.c[2], c3 = top.c[3], u = top.u, v = top.v;
+    auto store = [&](int y, const Ends& e) {
+        if constexpr (K::kDepth) e.z[y] = z;
+        if constexpr (K::kColour) {
+            e.c[0][y] = c0;
+            e.c[1][y] = c1;
+            e.c[2][y] = c2;
+            e.c[3][y] = c3;
+        }
+        if constexpr (K::kTexCoords) {
+            e.u[y] = u;
+            e.v[y] = v;
+        }
+    };
     const int lastRow = static_cast<int>(bot.y) - 1 < storeLast ? static_cast<int>(bot.y) - 1 : storeLast;
     auto step = [&]() {
-        x += sx * q;
+        x += xStep;
         err -= r;
         bool carry = false;
         if (err < 0) {
@@ -144,28 +163,32 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFir
             x += sx;
             carry = true;
         }
-        if constexpr (K::kColour)
-            for (int k = 0; k < 4; ++k) a.c[k] += dc[k];
+        if constexpr (K::kColour) {
+            c0 += dc[0];
+            c1 += dc[1];
+            c2 += dc[2];
+            c3 += dc[3];
+        }
         if constexpr (K::kTexCoords) {
-            a.u += du;
-            a.v += dv;
+            u += du;
+            v += dv;
         }
         if constexpr (K::kDepth) {
-            a.z += zRow;
-            if (xMajor && carry) a.z += zCarry;
+            z += zRow;
+            if (xMajor && carry) z += zCarry;
         }
     };
     int y = static_cast<int>(top.y);
     for (; y < storeFirst && y <= lastRow; ++y) step();
     for (; y <= lastRow; ++y) {
         const std::int32_t xi = static_cast<std::int32_t>(x);
-        if (t.scanLeftX[y] > xi) {
-            t.scanLeftX[y] = xi;
-            storeAttributes<K>(y, a, t.scanLeftZ, t.scanLeftColor, t.scanLeftU, t.scanLeftV);
+        if (leftX[y] > xi) {
+            leftX[y] = xi;
+            store(y, left);
         }
-        if (t.scanRightX[y] < xi - 1) {
-            t.scanRightX[y] = xi - 1;
-            storeAttributes<K>(y, a, t.scanRightZ, t.scanRightColor, t.scanRightU, t.scanRightV);
+        if (rightX[y] < xi - 1) {
+            rightX[y] = xi - 1;
+            store(y, right);
         }
         step();
     }

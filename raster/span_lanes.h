@@ -8,7 +8,7 @@
 // level can be linked into code that runs on a narrower one.
 //
 // Every operation is exact lane by lane: floorInt() gives for every float
-// what floorToInt(double) gives (floor in float equals floor in double,
+// what saturating the double floor gives (floor in float equals floor in double,
 // NaN and values below the int range give INT_MIN, values at or above
 // 2^31 give INT_MAX).
 #ifndef KWR_RASTER_SPAN_LANES_H
@@ -216,14 +216,7 @@ struct ScalarLanes {
     static I gt(F a, F b) { return a > b ? -1 : 0; }
     static I ge(F a, F b) { return a >= b ? -1 : 0; }
     // floor, saturated: NaN and values below the int range give INT_MIN.
-    static I floorInt(F x) {
-        const double v = x;
-        if (!(v > -2147483649.0)) return INT32_MIN;
-        if (v >= 2147483648.0) return INT32_MAX;
-        std::int64_t i = static_cast<std::int64_t>(v);
-        if (static_cast<double>(i) > v) --i;
-        return i < INT32_MIN ? INT32_MIN : static_cast<I>(i);
-    }
+    static I floorInt(F x) { return floorFloatToInt<ScalarLanes>(x); }
     static I eqI(I a, I b) { return a == b ? -1 : 0; }
     static I select(I m, I a, I b) { return m != 0 ? a : b; }
     static F selectF(I m, F a, F b) { return m != 0 ? a : b; }

@@ -21,24 +21,24 @@ inline int saturateToInt(double v) {
     return INT_MIN;                                     // below range, or NaN
 }
 
-// saturateToInt(floor(v)) without a call to floor: truncate, then step
-// down where truncation went up.  Exact for every double; the tests compare
-// it with the plain form.
-inline int floorToInt(double v) {
-    if (!(v > -2147483649.0)) return INT_MIN;  // below range, or NaN
-    if (v >= 2147483648.0) return INT_MAX;
-    std::int64_t i = static_cast<std::int64_t>(v);
-    if (static_cast<double>(i) > v) --i;
-    return i < INT_MIN ? INT_MIN : static_cast<int>(i);
+// saturateToInt(floor(v)) for a float, without going through double (the
+// floor of a float is the same in either precision): inside the int range
+// truncate, then step down where truncation went up; a float of 2^23 or more
+// in size is already whole, so its truncation is exact.  `Level` keeps the
+// copies compiled for different instruction sets apart.
+template <class Level = void>
+inline int floorFloatToInt(float v) {
+    if (v >= -2147483648.0f && v < 2147483648.0f) {
+        const int i = static_cast<int>(v);
+        return static_cast<float>(i) > v ? i - 1 : i;
+    }
+    return v >= 0.0f ? INT_MAX : INT_MIN;  // above range; below range or NaN
 }
 
 // floor(v + 0.5): the addition in single precision, the floor in double
 // precision, then converted to int.  The library's rounding of coordinates
 // and colours.
-inline int roundHalfUp(float v) {
-    const float sum = v + 0.5f;
-    return floorToInt(static_cast<double>(sum));
-}
+inline int roundHalfUp(float v) { return floorFloatToInt(v + 0.5f); }
 
 // 32-bit two's-complement arithmetic that wraps instead of overflowing.
 inline std::int32_t wrapAdd(std::int32_t a, std::int32_t b) {
