@@ -262,7 +262,7 @@ bool clipRow(const RenderState& s, int row, RowRun& r) {
 // no span parameter a pixel costs little at width 1, and the chains and the
 // lane groups of a block cost more than they save on a few pixels.
 template <class Rule>
-constexpr int kShortSpan = Rule::kTraits.interpolates() ? 4 : 17;
+constexpr int kShortSpan = Rule::kTraits.interpolates() ? 3 : 17;
 
 // Rows go through blocks several rows at a time: each row's chains are
 // still one addition after the other, but the chains of different rows are

@@ -101,14 +101,15 @@ void fillOwned(const RenderState& s, RowRange rows, bool blend) {
 template <unsigned Carried>
 constexpr bool kWalksFloat = (Carried & ~static_cast<unsigned>(kCarryDepth)) == 0;
 
-template <unsigned Carried>
-void walk(RenderState& s, const Vertex<int>& a, const Vertex<int>& b, RowRange store) {
-    walkEdge<Carried>(s, edgeEnd(a.x, a.y, a.z, a.c, a.u, a.v), edgeEnd(b.x, b.y, b.z, b.c, b.u, b.v), store.first,
-                      store.last);
-}
+// The float vertices of the flat and depth-only kinds, unrounded.
 template <unsigned Carried>
 void walk(RenderState& s, const Vertex<float>& a, const Vertex<float>& b, RowRange store) {
     walkFloatEdge<Carried>(s, a.x, a.y, a.z, b.x, b.y, b.z, store.first, store.last);
+}
+// Integer edge ends, made once per vertex.
+template <unsigned Carried>
+void walk(RenderState& s, const EdgeEnd& a, const EdgeEnd& b, RowRange store) {
+    walkEdge<Carried>(s, a, b, store.first, store.last);
 }
 
 // The vertices from top to bottom.
@@ -137,17 +138,18 @@ Sorted<T> sortByY(const Vertex<T>* v) {
 
 // Top to middle and middle to bottom only where they can reach the surface,
 // then top to bottom; the table takes rows store.first..store.last.
-template <unsigned Carried, class T>
-void walkEdges(RenderState& s, const Vertex<T>& top, const Vertex<T>& mid, const Vertex<T>& bot, bool topEdge,
-               bool bottomEdge, RowRange store) {
+template <unsigned Carried, class End>
+void walkEdges(RenderState& s, const End& top, const End& mid, const End& bot, bool topEdge, bool bottomEdge,
+               RowRange store) {
     if (topEdge) walk<Carried>(s, top, mid, store);
     if (bottomEdge) walk<Carried>(s, mid, bot, store);
     walk<Carried>(s, top, bot, store);
 }
 
-template <class T>
-Vertex<int> rounded(const Vertex<T>& p) {
-    return Vertex<int>{roundHalfUp(p.x), roundHalfUp(p.y), p.z, p.c, p.u, p.v};
+// A vertex as an integer edge end, x and y rounded when they are floats.
+inline EdgeEnd endOf(const Vertex<int>& p) { return edgeEnd(p.x, p.y, p.z, p.c, p.u, p.v); }
+inline EdgeEnd endOf(const Vertex<float>& p) {
+    return edgeEnd(roundHalfUp(p.x), roundHalfUp(p.y), p.z, p.c, p.u, p.v);
 }
 
 // The body every triangle runs.  Float vertices are rejected, ranged and
@@ -182,10 +184,12 @@ void rasterise(RenderState& s, const Vertex<T>* v) {
     const RowRange store = Banded ? rows : RowRange{0, INT_MAX};
     const bool topEdge = mid.y >= 0;
     const bool bottomEdge = kInt ? mid.y <= s.clipBottom : s.clipBottomF >= mid.y;
-    if constexpr (kInt || kWalksFloat<Carried>)
+    if constexpr (!kInt && kWalksFloat<Carried>) {
         walkEdges<Carried>(s, top, mid, bot, topEdge, bottomEdge, store);
-    else
-        walkEdges<Carried>(s, rounded(top), rounded(mid), rounded(bot), topEdge, bottomEdge, store);
+    } else {
+        const EdgeEnd t = endOf(top), m = endOf(mid), b = endOf(bot);
+        walkEdges<Carried>(s, t, m, b, topEdge, bottomEdge, store);
+    }
     const bool blend = blends<Carried>(s, v);
     if constexpr (Banded) fillOwned<Carried>(s, rows, blend);
     else fill<Carried>(s, rows, blend);

@@ -367,10 +367,10 @@ void storeSolidRun(unsigned char* p, std::ptrdiff_t n, const SolidColor& c) {
     }
 }
 
-// n pixels blended with w.  In 32 bpp two pixels at a time in 64-bit words
-// with every channel in a 16-bit field: old * keep + term is at most
-// 255 * 256 there (keep + weight = 256), so no field carries into the next
-// and each keeps exactly the per-channel result.
+// n pixels blended with w, several at a time in 64-bit words with every
+// channel in a 16-bit field: old * keep + term is at most 255 * 256 there
+// (keep + weight = 256), so no field carries into the next and each keeps
+// exactly the per-channel result.
 #if (defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__) || defined(_MSC_VER)
 constexpr bool kLittleEndian = true;
 #else
@@ -399,6 +399,51 @@ void blendIntRun(unsigned char* p, std::ptrdiff_t n, const IntBlend& w) {
             std::memcpy(p, &out, 8);
         }
         if (n == 1) Fmt::blendInt(p, w);
+    } else if constexpr (Fmt::kBytes == 3 && kLittleEndian) {
+        // Eight pixels, 24 bytes, as three words; byte i of the run is
+        // channel i % 3, so each word has its own pattern of terms.
+        if (n >= 8) {
+            const std::uint64_t pairs = 0x00FF00FF00FF00FFull;
+            auto fields = [](std::uint64_t a, std::uint64_t b, std::uint64_t c, std::uint64_t d) {
+                return a | (b << 16) | (c << 32) | (d << 48);
+            };
+            // The even and the odd bytes of each word: bytes 0-7 are b g r b g r
+            // b g, 8-15 r b g r b g r b, 16-23 g r b g r b g r.
+            const std::uint64_t lowTerms[3] = {fields(w.b, w.r, w.g, w.b), fields(w.r, w.g, w.b, w.r),
+                                               fields(w.g, w.b, w.r, w.g)};
+            const std::uint64_t highTerms[3] = {fields(w.g, w.b, w.r, w.g), fields(w.b, w.r, w.g, w.b),
+                                                fields(w.r, w.g, w.b, w.r)};
+            for (; n >= 8; n -= 8) {
+                for (int word = 0; word < 3; ++word, p += 8) {
+                    std::uint64_t v;
+                    std::memcpy(&v, p, 8);
+                    const std::uint64_t low = (((v & pairs) * w.keep + lowTerms[word]) >> 8) & pairs;
+                    const std::uint64_t high = (((v >> 8) & pairs) * w.keep + highTerms[word]) & (pairs << 8);
+                    const std::uint64_t out = low | high;
+                    std::memcpy(p, &out, 8);
+                }
+            }
+        }
+        for (; n > 0; --n, p += 3) Fmt::blendInt(p, w);
+    } else if constexpr (Fmt::kBytes == 2 && kLittleEndian) {
+        // Four pixels a word, each 5-bit field x in a 16-bit lane of its own:
+        // blue (x * keep + (b >> 3)) >> 8, green ((x * keep + (g >> 3)) >> 3)
+        // in place and red (4 * x * keep + (r >> 1)) in place, the forms of
+        // blendInt's fields in which no lane exceeds 16 bits (exact: the
+        // dropped low bits of g / 8 and r / 2 never reach a kept bit).
+        const std::uint64_t fives = 0x001F001F001F001Full, lanes = 0x0001000100010001ull;
+        const std::uint64_t blueTerm = (w.b >> 3) * lanes, greenTerm = (w.g >> 3) * lanes;
+        const std::uint64_t redTerm = (w.r >> 1) * lanes;
+        for (; n >= 4; n -= 4, p += 8) {
+            std::uint64_t v;
+            std::memcpy(&v, p, 8);
+            const std::uint64_t blue = (((v & fives) * w.keep + blueTerm) >> 8) & fives;
+            const std::uint64_t green = ((((v >> 5) & fives) * w.keep + greenTerm) >> 3) & (fives << 5);
+            const std::uint64_t red = (((v >> 10) & fives) * (4 * w.keep) + redTerm) & (fives << 10);
+            const std::uint64_t out = red | green | blue;
+            std::memcpy(p, &out, 8);
+        }
+        for (; n > 0; --n, p += 2) Fmt::blendInt(p, w);
     } else {
         for (; n > 0; --n, p += Fmt::kBytes) Fmt::blendInt(p, w);
     }

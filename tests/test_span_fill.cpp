@@ -267,20 +267,42 @@ TEST(SpanLevels, EveryLevelDrawsThePlainBytes) {
     }
 }
 
-// The two-pixel integer blend of a run against the per-pixel blend, for
-// every weight, with the alpha byte blended and kept.
+// The word-wide integer blend of a run against the per-pixel blend, for
+// every weight, every 16 bpp word, and sampled 24 and 32 bpp pixels with the
+// alpha byte blended and kept.
+template <class Fmt>
+void checkBlendRun(std::mt19937& rng, const kwr::IntBlend& w, const char* what) {
+    constexpr int kPixels = 19;  // whole words and a tail
+    unsigned char run[kPixels * Fmt::kBytes], one[kPixels * Fmt::kBytes];
+    for (auto& b : run) b = static_cast<unsigned char>(rng() % 4 == 0 ? 255 * (rng() % 2) : rng());
+    if (Fmt::kBytes == 2)
+        for (int i = 1; i < kPixels * 2; i += 2) run[i] &= 0x7F;
+    std::memcpy(one, run, sizeof run);
+    kwr::blendIntRun<Fmt>(run, kPixels, w);
+    for (int i = 0; i < kPixels; ++i) Fmt::blendInt(one + Fmt::kBytes * i, w);
+    ASSERT_EQ(std::memcmp(run, one, sizeof run), 0) << what;
+}
 TEST(SpanLevels, BlendRunEqualsPixelBlend) {
     std::mt19937 rng(5);
-    unsigned char run[7 * 4], one[7 * 4];
     for (std::uint32_t a1 = 1; a1 <= 256; ++a1) {
         for (bool keepAlpha : {false, true}) {
             const std::uint32_t c = (rng() & 0xFFFFFFu) | ((a1 - 1) << 24);
             const kwr::IntBlend w = kwr::intBlendOf(c, keepAlpha);
-            for (auto& b : run) b = static_cast<unsigned char>(rng() % 4 == 0 ? 255 * (rng() % 2) : rng());
-            std::memcpy(one, run, sizeof run);
-            kwr::blendIntRun<kwr::Format32>(run, 7, w);
-            for (int i = 0; i < 7; ++i) kwr::Format32::blendInt(one + 4 * i, w);
-            ASSERT_EQ(std::memcmp(run, one, sizeof run), 0) << "weight " << a1 << " keep alpha " << keepAlpha;
+            const std::string what = "weight " + std::to_string(a1) + " keep alpha " + std::to_string(keepAlpha);
+            checkBlendRun<kwr::Format32>(rng, w, what.c_str());
+            checkBlendRun<kwr::Format24>(rng, w, what.c_str());
+            // Every 16 bpp word, four at a time.
+            for (std::uint32_t p = 0; p < 0x8000u; p += 4) {
+                unsigned char run[8], one[8];
+                for (int i = 0; i < 4; ++i) {
+                    run[2 * i] = static_cast<unsigned char>(p + i);
+                    run[2 * i + 1] = static_cast<unsigned char>((p + i) >> 8);
+                }
+                std::memcpy(one, run, 8);
+                kwr::blendIntRun<kwr::Format16>(run, 4, w);
+                for (int i = 0; i < 4; ++i) kwr::Format16::blendInt(one + 2 * i, w);
+                ASSERT_EQ(std::memcmp(run, one, 8), 0) << what << " word " << p;
+            }
         }
     }
 }
