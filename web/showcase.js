@@ -7,10 +7,12 @@
 // the instruction set, as KWRENDER_SIMD does natively), still (frame 0 and
 // no animation).
 //
-// window.kwrPage is the hook the browser test drives: still(bpp) draws frame
-// 0 with everything on and returns the canvas's pixels read back (RGBA,
-// base64); time(bpp, frames) draws that many frames and returns their mean
-// and best drawing times in milliseconds.
+// window.kwrPage is the hook the browser test drives: still(bpp, switches)
+// draws frame 0 (with everything on unless `switches` says otherwise: 1
+// depth, 2 blending, 4 texturing) and returns the canvas's pixels read back
+// (RGBA, base64); time(bpp, frames) draws that many frames of the
+// animation and returns their mean, median and best drawing times in
+// milliseconds.
 'use strict';
 
 (function () {
@@ -70,7 +72,7 @@
     ui.stats.textContent = 'frame ' + perFrame.toFixed(2) + ' ms (' + (perFrame > 0 ? (1000 / perFrame).toFixed(0) : '-') +
         ' fps) \u00b7 ' + Math.round(triangles / n) + ' triangles \u00b7 ' + millions.toFixed(2) +
         ' M triangles/s \u00b7 ' + ui.bpp.value + ' bpp \u00b7 ' + lib.UTF8ToString(lib._kwrWebLevel()) +
-        ' \u00b7 mean of ' + n + ' frames';
+        ' \u00b7 mean of ' + n + (n === 1 ? ' frame' : ' frames');
   }
 
   function tick() {
@@ -112,11 +114,13 @@
   window.kwrPage = {
     ready: false,
     level: '',
-    still(bpp) {
+    still(bpp, which = ALL) {
       stop();
       setDepth(bpp);
-      for (const box of [ui.depth, ui.blending, ui.texturing]) box.checked = true;
-      draw(0, ALL);
+      ui.depth.checked = (which & DEPTH) !== 0;
+      ui.blending.checked = (which & BLENDING) !== 0;
+      ui.texturing.checked = (which & TEXTURING) !== 0;
+      draw(0, which);
       recent = [[lib._kwrWebDrawMs(), lib._kwrWebTriangles()]];
       showStats();
       return base64(ctx.getImageData(0, 0, canvas.width, canvas.height).data);
@@ -124,15 +128,16 @@
     time(bpp, frames) {
       stop();
       setDepth(bpp);
-      let total = 0, best = Infinity;
+      const times = [];
       for (let i = 0; i < frames; ++i) {
-        const ms = draw(i, ALL);
-        total += ms;
-        best = Math.min(best, ms);
-        recent.push([ms, lib._kwrWebTriangles()]);
+        times.push(draw(i, ALL));
+        recent.push([times[i], lib._kwrWebTriangles()]);
+        if (recent.length > 60) recent.shift();
       }
       showStats();
-      return { mean: total / frames, best: best, triangles: lib._kwrWebTriangles(), level: this.level };
+      const mean = times.reduce((a, b) => a + b, 0) / frames;
+      times.sort((a, b) => a - b);
+      return { mean: mean, median: times[frames >> 1], best: times[0], triangles: lib._kwrWebTriangles() };
     },
   };
 
