@@ -9,7 +9,7 @@ cd "$(dirname "$0")/.."
 command -v emcmake >/dev/null || { echo "tools/web.sh needs emscripten (Debian: emscripten node-acorn)"; exit 1; }
 # Debian's emscripten runs its optimiser with Debian's node-acorn.
 export NODE_PATH=/usr/share/nodejs
-nice cmake --workflow --preset web >/dev/null || { echo "the web build failed: cmake --workflow --preset web"; exit 1; }
+nice cmake --workflow --preset web || { echo "the web build failed: cmake --workflow --preset web"; exit 1; }
 [ "${KWR_WEB_BUILD_ONLY:-}" = 1 ] && exit 0
 port=${1:-8000}
 echo "kwrender showcase: http://localhost:$port/ (Ctrl-C stops the server)"

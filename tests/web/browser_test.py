@@ -23,6 +23,7 @@ import functools
 import http.server
 import json
 import os
+import queue
 import re
 import shutil
 import socket
@@ -181,18 +182,26 @@ def start_chromium(profile):
     if os.geteuid() == 0:
         args.insert(1, "--no-sandbox")  # Chromium's sandbox refuses to run as root
     proc = subprocess.Popen(args, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+    # Chromium's log is read on a thread for as long as it runs, so that it
+    # never blocks on a full pipe and a silent Chromium cannot hang the test.
+    lines = queue.Queue()
+    threading.Thread(target=lambda: [lines.put(line) for line in proc.stderr] + [lines.put(None)],
+                     daemon=True).start()
     deadline = time.time() + 60
+    log = []
     while time.time() < deadline:
-        line = proc.stderr.readline()
-        if not line and proc.poll() is not None:
+        try:
+            line = lines.get(timeout=max(0.1, deadline - time.time()))
+        except queue.Empty:
             break
+        if line is None:
+            break
+        log.append(line.rstrip())
         m = re.search(r"DevTools listening on ws://127\.0\.0\.1:(\d+)/", line)
         if m:
-            # Keep draining Chromium's log so that it never blocks on a full pipe.
-            threading.Thread(target=lambda: [None for _ in proc.stderr], daemon=True).start()
             return proc, int(m.group(1))
     proc.kill()
-    raise RuntimeError("Chromium did not start its DevTools endpoint")
+    raise RuntimeError("Chromium did not start its DevTools endpoint: " + " | ".join(log[-5:]))
 
 
 def page_target(port):
