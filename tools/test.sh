@@ -3,9 +3,9 @@
 # finds the installed package), the Python package's tests (with the render
 # farm on a local Dask cluster) and its install with pip, the sanitizer
 # builds (address and undefined behaviour; threads for the multi-core
-# tests), a minute of fuzzing the
-# bitmap loader, the Windows build under Wine, the AArch64 build under qemu
-# and the WebAssembly build under Node.js.  Run as root on a fresh
+# tests), a minute of fuzzing the bitmap loader, the Windows build under
+# Wine, the AArch64 build under qemu and the WebAssembly build under
+# Node.js.  Run as root on a fresh
 # Debian machine it first installs what is missing.  Exits non-zero if any
 # of them fails.
 set -u
