@@ -55,9 +55,10 @@ class _Memory:
 
 class Context:
     """A render context: a frame buffer of `width` x `height` pixels at `bpp`
-    bits (8, 16, 24 or 32), with a float depth buffer when `depth` is true.
-    A new context is cleared: colour 0, depth 1.0; the current colour is
-    then 0xFF000000, depth test on, blending off.
+    bits (8, 16, 24 or 32), with a float depth buffer when `depth` is true,
+    drawing on `threads` threads (0: one per core; default KWRENDER_THREADS
+    or 1).  A new context is cleared: colour 0, depth 1.0; the current
+    colour is then 0xFF000000, depth test on, blending off.
 
     Colours are ints 0xAARRGGBB.  Coordinates are pixels, row 0 at the top;
     the methods are the library's operations (``triangle3ctf`` is

@@ -337,3 +337,25 @@ def test_closed_context_is_an_error_not_a_crash():
         ctx.frame()
     with pytest.raises(KwrenderError, match="null handle"):
         ctx.put(0, 0)
+
+
+@pytest.mark.parametrize("bpp", BPPS)
+def test_extreme_values_are_drawn_as_single_calls_draw_them(bpp):
+    # NaN, infinities and coordinates far outside the frame reach the
+    # library unchanged and draw exactly what the single calls draw.
+    rng = np.random.default_rng(bpp)
+    values = np.array([np.nan, np.inf, -np.inf, 1e30, -1e30, 3e9, -3e9, 0.5, 10, -1], np.float32)
+    xyz = rng.choice(values, (90, 3)).astype(np.float32)
+    uv = rng.choice(values, (90, 2)).astype(np.float32)
+    colors = rng.integers(0, 2**32, 90, dtype=np.uint64).astype(np.uint32)
+    a, b = Context(33, 17, bpp=bpp), Context(33, 17, bpp=bpp)
+    for ctx in (a, b):
+        ctx.alpha_enable(True)
+        ctx.set_texture(np.full((3, 5, 4), 99, np.uint8))
+    a.triangles(xyz, colors, uv)
+    a.lines(xyz)
+    for k in range(0, 90, 3):
+        b.triangle3ctf(*[v for i in range(k, k + 3) for v in (*map(float, xyz[i]), int(colors[i]), *map(float, uv[i]))])
+    for k in range(0, 90, 2):
+        b.line3f(*map(float, xyz[k]), *map(float, xyz[k + 1]))
+    assert raw(a) == raw(b)

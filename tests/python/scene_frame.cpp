@@ -17,7 +17,8 @@ int main(int argc, char** argv) {
         return 2;
     }
     auto r = std::make_unique<KWRRender>();
-    if (!r->kwrSetRenderBpp(std::atoi(argv[1])) || !r->kwrInitBuffer(kwr_demo::kSceneWidth, kwr_demo::kSceneHeight)) {
+    if (!r->kwrSetRenderBpp(std::atoi(argv[1])) ||
+        !r->kwrInitBuffer(kwr_demo::kSceneWidth, kwr_demo::kSceneHeight)) {
         std::fprintf(stderr, "%s\n", KWRRender::kwrGetErrorText(r->kwrGetLastError()));
         return 1;
     }
@@ -28,7 +29,9 @@ int main(int argc, char** argv) {
     if (out == nullptr) return 1;
     const std::size_t visible = static_cast<std::size_t>(f.width) * static_cast<std::size_t>(f.bpp) / 8;
     bool ok = true;
-    for (int y = 0; y < f.height; ++y) ok = ok && std::fwrite(f.pixels + static_cast<std::size_t>(y) * f.rowBytes, 1, visible, out) == visible;
+    for (int y = 0; y < f.height; ++y) {
+        ok = ok && std::fwrite(f.pixels + static_cast<std::size_t>(y) * f.rowBytes, 1, visible, out) == visible;
+    }
     const std::size_t depths = static_cast<std::size_t>(f.width) * static_cast<std::size_t>(f.height);
     ok = ok && std::fwrite(r->kwrGetZBuffer(), sizeof(float), depths, out) == depths;
     return std::fclose(out) == 0 && ok ? 0 : 1;
