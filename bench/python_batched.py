@@ -4,7 +4,7 @@ call per triangle and against the C batch, on the peer benchmark's 50-pixel
 triangle set (15,728 triangles), per mode, 1024x768 at 32 bpp, one thread.
 
     cmake --build --preset native --target kwrender kwrender_batch_bench
-    /usr/bin/python3 bench/python_batched.py [--build build/native] [--rounds 3] [--sizes 50]
+    /usr/bin/python3 bench/python_batched.py [--build build/native] [--rounds 5] [--sizes 50]
 
 kwrender_batch_bench draws the C++ and C sides and writes the triangles it
 drew; this script draws the same triangles through the package.  Clearing
@@ -27,7 +27,7 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 def main() -> int:
     ap = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     ap.add_argument("--build", default=os.path.join(ROOT, "build", "native"))
-    ap.add_argument("--rounds", type=int, default=3)
+    ap.add_argument("--rounds", type=int, default=5)
     ap.add_argument("--reps", type=int, default=5)
     args = ap.parse_args()
 
