@@ -60,7 +60,8 @@ def main(argv=None) -> int:
     if args.scheduler:
         cluster = None
         client = Client(args.scheduler)
-        client.upload_file(os.path.join(HERE, "knot_scene.py"))  # the workers need kwrender itself
+        # The scene goes to the workers with the tasks; kwrender must be installed there.
+        client.upload_file(os.path.join(HERE, "knot_scene.py"))
     else:
         cluster = LocalCluster(n_workers=args.workers, threads_per_worker=1, processes=True,
                                dashboard_address=None, local_directory=args.local_directory)
