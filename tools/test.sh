@@ -1,11 +1,13 @@
 #!/usr/bin/env bash
 # Runs every test: the native build (with the test of an outside host that
-# finds the installed package), the sanitizer builds (address and undefined
-# behaviour; threads for the multi-core tests), a minute of fuzzing the
-# bitmap loader, the Windows build under Wine, the AArch64 build under qemu,
-# the WebAssembly build under Node.js and the showcase web page in headless
-# Chromium.  Run as root on a fresh Debian machine it first installs what is
-# missing.  Exits non-zero if any of them fails.
+# finds the installed package), the Python package's tests (with the render
+# farm on a local Dask cluster) and its install with pip, the sanitizer
+# builds (address and undefined behaviour; threads for the multi-core
+# tests), a minute of fuzzing the bitmap loader, the Windows build under
+# Wine, the AArch64 build under qemu, the WebAssembly build under Node.js
+# and the showcase web page in headless Chromium.  Run as root on a fresh
+# Debian machine it first installs what is missing.  Exits non-zero if any
+# of them fails.
 set -u
 cd "$(dirname "$0")/.."
 
@@ -29,6 +31,9 @@ run() {
 }
 
 run native cmake --workflow --preset native
+# The Python package over the native build's library, the render farm on a
+# local cluster of two workers, and the package installed with pip.
+run python tools/python-test.sh
 run sanitize cmake --workflow --preset sanitize
 # The multi-core tests under ThreadSanitizer.
 run tsan cmake --workflow --preset tsan
