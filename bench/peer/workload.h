@@ -53,6 +53,10 @@ struct TriangleSet {
 // `framesPerSet` is the total triangle area of each set, in whole frames.
 std::vector<TriangleSet> makeSets(Mode m, std::uint32_t seed, double framesPerSet);
 
+// `count` triangles of about `area` pixels each, coloured for the mode, as
+// the sets above are made.
+TriangleSet makeSet(Mode m, std::uint32_t seed, double area, std::size_t count);
+
 // A 256x256 texture of blue, green, red, alpha bytes (alpha 0xFF): smooth
 // ramps, so that a peer that samples one texel off still draws a picture
 // close to ours and the comparison of pictures stays meaningful.
