@@ -115,6 +115,20 @@ const char* modeName(Mode m) {
     return "?";
 }
 
+const char* modeKey(Mode m) {
+    switch (m) {
+    case Mode::Flat: return "flat";
+    case Mode::FlatDepth: return "flat-depth";
+    case Mode::Gouraud: return "gouraud";
+    case Mode::GouraudDepth: return "gouraud-depth";
+    case Mode::Textured: return "textured";
+    case Mode::TexturedDepth: return "textured-depth";
+    case Mode::BlendedFlat: return "blended-flat";
+    case Mode::BlendedGouraud: return "blended-gouraud";
+    }
+    return "?";
+}
+
 bool modeHasDepth(Mode m) { return m == Mode::FlatDepth || m == Mode::GouraudDepth || m == Mode::TexturedDepth; }
 bool modeIsTextured(Mode m) { return m == Mode::Textured || m == Mode::TexturedDepth; }
 bool modeIsBlended(Mode m) { return m == Mode::BlendedFlat || m == Mode::BlendedGouraud; }

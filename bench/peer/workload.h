@@ -28,6 +28,7 @@ constexpr Mode kModes[] = {Mode::Flat,     Mode::FlatDepth,     Mode::Gouraud,  
 constexpr int kModeCount = sizeof(kModes) / sizeof(kModes[0]);
 
 const char* modeName(Mode m);
+const char* modeKey(Mode m);  // the name on command lines: "flat-depth", ...
 bool modeHasDepth(Mode m);
 bool modeIsTextured(Mode m);
 bool modeIsBlended(Mode m);
