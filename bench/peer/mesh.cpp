@@ -1,6 +1,7 @@
 #include "mesh.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstring>
 #include <fstream>
