@@ -2,11 +2,13 @@
 // pixels per second.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "KWRRender.h"
+#include "peer/peer.h"
 
 namespace {
 
@@ -124,6 +126,40 @@ BENCHMARK(BM_Mode)->ArgsProduct({{kFlat, kFlatDepth, kGouraud, kGouraudDepth, kT
                                   kBlendedGouraud},
                                  {16, 24, 32},
                                  {0, 1}});
+
+// The cost of one small triangle: the peer benchmark's kwrender 32 bpp peer
+// (public interface, one thread) draws one frame's area of seeded triangles of
+// about 8, 22 or 50 pixels, spread over the 1024 x 768 frame, in one mode.
+// The frame and depth buffer are cleared between iterations, untimed.
+// ns_per_triangle is the time of a draw over the triangles drawn (in
+// seconds, printed with its SI prefix).
+void BM_TriangleCost(benchmark::State& st) {
+    namespace pb = peerbench;
+    const pb::Mode mode = pb::kModes[st.range(0)];
+    const double area = static_cast<double>(st.range(1));
+    const auto count = static_cast<std::size_t>(double(pb::kWidth) * pb::kHeight / area);
+    static const pb::Texture texture = pb::makeTexture();
+    const pb::TriangleSet set = pb::makeSet(mode, 2024, area, count);
+    auto peer = pb::makeKwrenderPeer(32, texture, 1);
+    peer->prepare(mode, set);
+    for (auto _ : st) {
+        st.PauseTiming();
+        peer->clear();
+        st.ResumeTiming();
+        peer->draw(count);
+    }
+    st.SetLabel(std::string(pb::modeName(mode)) + ", " + set.label);
+    st.SetItemsProcessed(static_cast<std::int64_t>(st.iterations() * count));
+    st.counters["ns_per_triangle"] =
+        benchmark::Counter(double(count), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+// On a shared machine run it with --benchmark_repetitions=N: the "min"
+// aggregate is the quietest repetition.
+BENCHMARK(BM_TriangleCost)
+    ->ArgNames({"mode", "px"})
+    ->ArgsProduct({benchmark::CreateDenseRange(0, peerbench::kModeCount - 1, 1), {8, 22, 50}})
+    ->ComputeStatistics("min", [](const std::vector<double>& v) { return *std::min_element(v.begin(), v.end()); })
+    ->Unit(benchmark::kMillisecond);
 
 void BM_Lines(benchmark::State& st) {
     auto r = makeFrame(static_cast<int>(st.range(0)), 512, 512);

@@ -163,7 +163,7 @@ int renderAnimation(const Options& o, ShowcaseAssets& assets, Window* window) {
     if (!r) return 1;
     const bool progress = KWR_ISATTY(2) != 0 && window == nullptr;
     ShowcaseFrame f;
-    double total = 0, last = 0;
+    double total = 0, last = 0, best = 1e30;
     int done = 0;
     const int frames = o.frames > 0 ? o.frames : 1 << 30;
     for (int i = 0; i < frames; ++i) {
@@ -173,6 +173,7 @@ int renderAnimation(const Options& o, ShowcaseAssets& assets, Window* window) {
         drawShowcase(*r, assets, f);
         last = millisecondsSince(start);
         total += last;
+        best = last < best ? last : best;
         ++done;
         if (window != nullptr) {
             window->present(*r);
@@ -185,8 +186,8 @@ int renderAnimation(const Options& o, ShowcaseAssets& assets, Window* window) {
         }
     }
     if (progress) std::fprintf(stderr, "\n");
-    std::printf("%2d bpp, %dx%d, %s: %d frames, %.2f ms per frame (%.1f fps)\n", o.bpp, o.width, o.height,
-                KWRRender::kwrGetSimdLevel(), done, total / done, 1000.0 * done / total);
+    std::printf("%2d bpp, %dx%d, %s: %d frames, %.2f ms per frame (%.1f fps), best %.2f ms\n", o.bpp, o.width,
+                o.height, KWRRender::kwrGetSimdLevel(), done, total / done, 1000.0 * done / total, best);
     if (!o.out.empty() && !saved(saveFrame(*r, o.out))) return 1;
 
     if (window != nullptr && !o.windowTest.empty()) {

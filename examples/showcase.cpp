@@ -89,7 +89,8 @@ public:
         : r_(r), a_(a), f_(f), l_(l),
           cam_(Vec3{-0.4, 1.5, 9.0}, Vec3{0.2, -0.05, 0.0}, 38.0, l.w, l.h, 1.0, 24.0) {}
 
-    void draw() {
+    // Draws the scene; returns the number of triangles drawn.
+    int draw() {
         background();
         floorGrid();
         knotShadow();
@@ -101,6 +102,7 @@ public:
         legend();
         thumbnail();
         titles();
+        return triangles_;
     }
 
 private:
@@ -109,6 +111,7 @@ private:
     const ShowcaseFrame& f_;
     Layout l_;
     Camera cam_;
+    int triangles_ = 0;
 
     static constexpr double kTilt = 0.28;
     static constexpr double kFloorY = -2.75;
@@ -123,6 +126,7 @@ private:
             const unsigned long top = rgb(8, 10, 24), bottom = rgb(44, 30, 66);
             r_.kwrTrianglecf(0, 0, top, w, 0, top, 0, h, bottom);
             r_.kwrTrianglecf(w, 0, top, w, h, bottom, 0, h, bottom);
+            triangles_ += 2;
         }
         // Stars, one pixel each, above the horizon.
         std::uint32_t seed = 12345;
@@ -162,7 +166,7 @@ private:
     // A soft shadow: three blended ellipses of flat triangles on the floor.
     void knotShadow() {
         if (!l_.trueColour) return;  // flat blends write the plain cube colour at 8 bpp
-        r_.kwrAlphaEnable(1);
+        blend(true);
         r_.kwrSetColor(0x38000000);
         const int n = 40;
         for (double k : {1.0, 0.78, 0.55}) {
@@ -173,10 +177,14 @@ private:
                 const Vec3 q{3.4 * k * cosExact(a1), kFloorY + 0.01, 1.9 * k * sinExact(a1)};
                 const ScreenPoint sc = cam_.project(c), sp = cam_.project(p), sq = cam_.project(q);
                 r_.kwrTriangle3f(sc.x, sc.y, sc.z, sp.x, sp.y, sp.z, sq.x, sq.y, sq.z);
+                ++triangles_;
             }
         }
-        r_.kwrAlphaEnable(0);
+        blend(false);
     }
+
+    // Blending on where the scene wants it and the page's switch allows it.
+    void blend(bool on) { r_.kwrAlphaEnable(on && f_.blending ? 1 : 0); }
 
     struct Vertex {
         ScreenPoint s;
@@ -200,7 +208,8 @@ private:
         const Mesh& m = a_.knot;
         knotVertices_ = transformKnot();
         const std::vector<Vertex>& v = knotVertices_;
-        r_.kwrSetTexture(a_.texture.data(), a_.texture.width, a_.texture.height, a_.texture.pitch);
+        const bool textured = f_.texturing;
+        if (textured) r_.kwrSetTexture(a_.texture.data(), a_.texture.width, a_.texture.height, a_.texture.pitch);
         for (std::size_t t = 0; t + 2 < m.indices.size(); t += 3) {
             const int i0 = m.indices[t], i1 = m.indices[t + 1], i2 = m.indices[t + 2];
             const Vertex &a = v[static_cast<std::size_t>(i0)], &b = v[static_cast<std::size_t>(i1)],
@@ -212,9 +221,13 @@ private:
             if (dot(n, cam_.eye() - a.world) < 0) continue;
             const std::size_t j0 = static_cast<std::size_t>(i0), j1 = static_cast<std::size_t>(i1),
                               j2 = static_cast<std::size_t>(i2);
-            if (l_.trueColour) {
+            ++triangles_;
+            if (l_.trueColour && textured) {
                 r_.kwrTriangle3ctf(a.s.x, a.s.y, a.s.z, a.colour, m.u[j0], m.v[j0], b.s.x, b.s.y, b.s.z, b.colour,
                                    m.u[j1], m.v[j1], c.s.x, c.s.y, c.s.z, c.colour, m.u[j2], m.v[j2]);
+            } else if (l_.trueColour) {
+                r_.kwrTriangle3cf(a.s.x, a.s.y, a.s.z, a.colour, b.s.x, b.s.y, b.s.z, b.colour, c.s.x, c.s.y, c.s.z,
+                                  c.colour);
             } else {
                 // The colour-interpolating fills draw nothing at 8 bpp: one
                 // colour-cube colour per triangle, untextured, instead.
@@ -250,7 +263,7 @@ private:
     // Glass shards: blended triangles with vertex colours and alphas,
     // circling in front of the knot.
     void shards() {
-        r_.kwrAlphaEnable(1);
+        blend(true);
         const unsigned long hues[] = {rgb(255, 90, 120), rgb(255, 190, 60), rgb(90, 230, 140),
                                       rgb(70, 170, 255), rgb(190, 110, 255)};
         const int count = 9;
@@ -264,6 +277,7 @@ private:
             }
             if (!p[0].visible || !p[1].visible || !p[2].visible) continue;
             const unsigned long c0 = hues[i % 5], c1 = hues[(i + 1) % 5], c2 = hues[(i + 3) % 5];
+            ++triangles_;
             if (l_.trueColour) {
                 r_.kwrTriangle3cf(p[0].x, p[0].y, p[0].z, withAlpha(c0, 200), p[1].x, p[1].y, p[1].z,
                                   withAlpha(c1, 110), p[2].x, p[2].y, p[2].z, withAlpha(c2, 40));
@@ -272,7 +286,7 @@ private:
                 r_.kwrTriangle3f(p[0].x, p[0].y, p[0].z, p[1].x, p[1].y, p[1].z, p[2].x, p[2].y, p[2].z);
             }
         }
-        r_.kwrAlphaEnable(0);
+        blend(false);
     }
 
     // A holographic disc: a textured quad whose coverage comes from the
@@ -288,16 +302,28 @@ private:
             p[k] = cam_.project(centre + Vec3{size * cosExact(a), size * sinExact(a) * 0.92, 0.35 * sinExact(a)});
             if (!p[k].visible) return;
         }
+        triangles_ += 2;
+        if (!f_.texturing) {
+            // Without textures: a plain pane of glass.
+            blend(true);
+            r_.kwrSetColor(withAlpha(rgb(120, 220, 255), 90));
+            for (int t = 0; t < 2; ++t) {
+                r_.kwrTriangle3f(p[0].x, p[0].y, p[0].z, p[1 + t].x, p[1 + t].y, p[1 + t].z, p[2 + t].x, p[2 + t].y,
+                                 p[2 + t].z);
+            }
+            blend(false);
+            return;
+        }
         r_.kwrSetTexture(a_.disc.data(), a_.disc.width, a_.disc.height, a_.disc.pitch);
         r_.kwrSetAlphaMap(a_.ringMask.data(), a_.ringMaskSize, a_.ringMaskSize, a_.ringMaskSize);
-        r_.kwrAlphaEnable(1);
+        blend(true);
         r_.kwrSetColor(0xFFFFFFFF);
         for (int t = 0; t < 2; ++t) {
             const int i0 = 0, i1 = 1 + t, i2 = 2 + t;
             r_.kwrTriangle3tf(p[i0].x, p[i0].y, p[i0].z, uv[i0][0], uv[i0][1], p[i1].x, p[i1].y, p[i1].z, uv[i1][0],
                               uv[i1][1], p[i2].x, p[i2].y, p[i2].z, uv[i2][0], uv[i2][1]);
         }
-        r_.kwrAlphaEnable(0);
+        blend(false);
         r_.kwrSetAlphaMap(nullptr, 0, 0, 0);
         r_.kwrSetTexture(nullptr, 0, 0, 0);
     }
@@ -364,6 +390,7 @@ private:
         // A flat triangle as the panel's corner mark.
         r_.kwrSetColor(rgb(255, 170, 80));
         r_.kwrTriangle(x0 + pw - 14 * s, y0 + 3 * s, x0 + pw - 3 * s, y0 + 3 * s, x0 + pw - 3 * s, y0 + 14 * s);
+        ++triangles_;
     }
 
     // What is drawn with what: a panel of swatches and labels.
@@ -522,12 +549,12 @@ ShowcaseAssets::ShowcaseAssets()
 
 double showcaseAngle(int frame) { return 0.6 + frame * (2 * kPi / 360); }
 
-void drawShowcase(KWRRender& r, ShowcaseAssets& a, const ShowcaseFrame& f) {
+int drawShowcase(KWRRender& r, ShowcaseAssets& a, const ShowcaseFrame& f) {
     const FrameFormat ff = frameFormat(r);
     Layout l{ff.width, ff.height, ff.bpp, ff.width >= 800 && ff.height >= 600 ? 2 : 1, ff.bpp >= 16};
-    r.kwrZTestEnable(1);
+    r.kwrZTestEnable(f.depth ? 1 : 0);
     r.kwrSetZBackDepth(1.0f);
-    Scene(r, a, f, l).draw();
+    return Scene(r, a, f, l).draw();
 }
 
 }  // namespace kwr_demo

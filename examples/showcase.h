@@ -59,14 +59,19 @@ struct ShowcaseAssets {
 struct ShowcaseFrame {
     double angle = 0.6;              // the knot's turn about the vertical axis, radians
     std::string status;              // extra text line (frame time); empty in pictures that must not change
+    // The web page's switches; the pictures keep all three on.
+    bool depth = true;               // the depth test
+    bool blending = true;            // alpha blending (off: the blended parts drawn opaque)
+    bool texturing = true;           // textures on the knot and the disc (off: Gouraud knot, plain disc)
 };
 
 // The turn of frame `n` of an animation.
 double showcaseAngle(int frame);
 
 // Draws the scene into the whole frame buffer of `r` (which has a depth
-// buffer).  Sizes from 320 x 240 up are laid out sensibly.
-void drawShowcase(KWRRender& r, ShowcaseAssets& a, const ShowcaseFrame& f);
+// buffer).  Sizes from 320 x 240 up are laid out sensibly.  Returns the
+// number of triangles drawn.
+int drawShowcase(KWRRender& r, ShowcaseAssets& a, const ShowcaseFrame& f);
 
 }  // namespace kwr_demo
 

@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
 # Runs every test: the native build (with the test of an outside host that
-# finds the installed package), the sanitizer builds (address and undefined
-# behaviour; threads for the multi-core tests), a minute of fuzzing the
-# bitmap loader, the Windows build under Wine, the AArch64 build under qemu
-# and the WebAssembly build under Node.js.  Run as root on a fresh
+# finds the installed package), the Python package's tests (with the render
+# farm on a local Dask cluster) and its install with pip, the sanitizer
+# builds (address and undefined behaviour; threads for the multi-core
+# tests), a minute of fuzzing the bitmap loader, the Windows build under
+# Wine, the AArch64 build under qemu, the WebAssembly build under Node.js
+# and the showcase web page in headless Chromium.  Run as root on a fresh
 # Debian machine it first installs what is missing.  Exits non-zero if any
 # of them fails.
 set -u
@@ -29,6 +31,9 @@ run() {
 }
 
 run native cmake --workflow --preset native
+# The Python package over the native build's library, the render farm on a
+# local cluster of two workers, and the package installed with pip.
+run python tools/python-test.sh
 run sanitize cmake --workflow --preset sanitize
 # The multi-core tests under ThreadSanitizer.
 run tsan cmake --workflow --preset tsan
@@ -60,6 +65,16 @@ if command -v emcmake >/dev/null && command -v node >/dev/null; then
 else
   echo "== wasm: skipped (needs emscripten and nodejs)"
   summary="$summary\n  wasm: SKIPPED"
+  [ "${CI:-}" = true ] && status=1
+fi
+# The showcase page in headless Chromium: the canvas holds the native
+# demo's frame byte for byte at every depth, SIMD128 and scalar, and the
+# page loads with no console error.
+if command -v emcmake >/dev/null && command -v chromium >/dev/null; then
+  run web tests/web/run.sh --screenshot build/web/showcase_page.png
+else
+  echo "== web: skipped (needs emscripten and chromium)"
+  summary="$summary\n  web: SKIPPED"
   [ "${CI:-}" = true ] && status=1
 fi
 printf "== summary:$summary\n"

@@ -16,7 +16,6 @@
 // --readme replaces what lies between the lines <!-- peer-bench:begin -->
 // and <!-- peer-bench:end --> of FILE with a summary of the run.
 #include <sys/mman.h>
-#include <sys/utsname.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -35,6 +34,7 @@
 #include <thread>
 #include <vector>
 
+#include "measure.h"
 #include "peer.h"
 
 namespace peerbench {
@@ -43,7 +43,6 @@ namespace {
 
 constexpr int kSetCount = 5;   // 8, 50, 500, 20,000 px and full screen
 constexpr int kCheckSet = 2;   // the set whose pictures are compared
-constexpr std::size_t kFrameBytes = std::size_t(kWidth) * kHeight * 4;
 
 enum class Kind { Kwrender, Llvmpipe, Sdl };
 
@@ -57,20 +56,6 @@ struct PeerConfig {
     bool singleThread;
     bool available;
 };
-
-const char* modeKey(Mode m) {
-    switch (m) {
-    case Mode::Flat: return "flat";
-    case Mode::FlatDepth: return "flat-depth";
-    case Mode::Gouraud: return "gouraud";
-    case Mode::GouraudDepth: return "gouraud-depth";
-    case Mode::Textured: return "textured";
-    case Mode::TexturedDepth: return "textured-depth";
-    case Mode::BlendedFlat: return "blended-flat";
-    case Mode::BlendedGouraud: return "blended-gouraud";
-    }
-    return "?";
-}
 
 // What a child hands back, in memory it shares with the parent.
 struct Report {
@@ -107,31 +92,6 @@ void copyText(char* to, std::size_t size, const std::string& from) {
 using Clock = std::chrono::steady_clock;
 
 double secondsSince(Clock::time_point t0) { return std::chrono::duration<double>(Clock::now() - t0).count(); }
-
-// Seconds on the wall clock, or of processor time used by this process (all
-// its threads).  Single-thread peers are timed in processor time, so that
-// other work on a shared machine does not count against them.
-double now(bool processorTime) {
-    timespec t{};
-    clock_gettime(processorTime ? CLOCK_PROCESS_CPUTIME_ID : CLOCK_MONOTONIC, &t);
-    return double(t.tv_sec) + double(t.tv_nsec) * 1e-9;
-}
-
-// Best time of one timed frame, repeated until `budget` seconds of timed
-// frames have passed (at least two frames).
-template <class Clear, class Draw>
-double bestFrame(bool processorTime, double budget, Clear clear, Draw draw) {
-    double best = 1e30, total = 0;
-    for (int frames = 0; frames < 2 || (total < budget && frames < 1000); ++frames) {
-        clear();
-        const double t0 = now(processorTime);
-        draw();
-        const double s = now(processorTime) - t0;
-        best = std::min(best, s);
-        total += s;
-    }
-    return best;
-}
 
 std::unique_ptr<Peer> makePeer(const PeerConfig& config, const Texture& texture) {
     switch (config.kind) {
@@ -280,73 +240,6 @@ double memsetSeconds(double budget) {
     void* (*volatile fill)(void*, int, std::size_t) = std::memset;
     int value = 0;
     return bestFrame(true, budget, [] {}, [&] { fill(frame.data(), ++value & 0xFF, frame.size()); });
-}
-
-// How far a peer's picture is from kwrender's: the mean difference of the
-// blue, green and red bytes, and the share of pixels off by more than 16
-// levels in any of them.
-struct Difference {
-    double meanLevels = -1;  // negative: not compared
-    double farShare = 0;
-};
-
-Difference compare(const std::uint8_t* a, const std::uint8_t* b) {
-    double sum = 0;
-    std::size_t far = 0;
-    for (std::size_t i = 0; i < kFrameBytes; i += 4) {
-        int worst = 0;
-        for (int c = 0; c < 3; ++c) {
-            const int d = std::abs(int(a[i + c]) - int(b[i + c]));
-            sum += d;
-            worst = std::max(worst, d);
-        }
-        if (worst > 16) ++far;
-    }
-    const double pixels = kFrameBytes / 4;
-    return {sum / (3 * pixels), far / pixels};
-}
-
-std::string cpuModel() {
-    std::ifstream in("/proc/cpuinfo");
-    std::string line, model = "unknown CPU", flags;
-    while (std::getline(in, line)) {
-        const auto colon = line.find(':');
-        if (colon == std::string::npos) continue;
-        const std::string key = line.substr(0, line.find_last_not_of(" \t", colon - 1) + 1);
-        if (key == "model name" && model == "unknown CPU") model = line.substr(colon + 2);
-        if (key == "flags" && flags.empty()) flags = " " + line.substr(colon + 1) + " ";
-    }
-    std::string isa;
-    for (const char* f : {"sse4_1", "avx2", "fma", "avx512f"})
-        if (flags.find(std::string(" ") + f + " ") != std::string::npos) isa += std::string(isa.empty() ? "" : " ") + f;
-    return model + " (" + (isa.empty() ? "SSE2" : isa) + ")";
-}
-
-std::string fixed(double v, int decimals) {
-    char buf[64];
-    std::snprintf(buf, sizeof buf, "%.*f", decimals, v);
-    return buf;
-}
-
-// Three significant figures, at most one decimal above 10.
-std::string short3(double v) {
-    if (v >= 100) return fixed(v, 0);
-    if (v >= 10) return fixed(v, 1);
-    if (v >= 1) return fixed(v, 2);
-    return fixed(v, 3);
-}
-
-std::vector<std::string> splitList(const std::string& s) {
-    std::vector<std::string> out;
-    std::stringstream in(s);
-    std::string item;
-    while (std::getline(in, item, ','))
-        if (!item.empty()) out.push_back(item);
-    return out;
-}
-
-bool selected(const std::vector<std::string>& chosen, const char* key) {
-    return chosen.empty() || std::find(chosen.begin(), chosen.end(), key) != chosen.end();
 }
 
 Options parse(int argc, char** argv) {
@@ -563,20 +456,7 @@ private:
     }
 
     std::string machineLine() const {
-        utsname u{};
-        uname(&u);
-        char date[32];
-        const std::time_t now = std::time(nullptr);
-        std::strftime(date, sizeof date, "%Y-%m-%d", std::localtime(&now));
-        std::string s = "Run on " + std::string(date) + ": " + cpuModel() + ", " +
-                        std::to_string(std::thread::hardware_concurrency()) + " logical cores, " + u.sysname + " " +
-                        u.release + "; built with " +
-#if defined(__clang__)
-                        "clang "
-#elif defined(__GNUC__)
-                        "g++ "
-#endif
-                        + std::string(__VERSION__) + ". ";
+        std::string s = runLine();
         if (!opt_.label.empty()) s += "kwrender " + opt_.label + ". ";
         return s;
     }

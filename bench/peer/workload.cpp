@@ -70,6 +70,19 @@ void randomTriangles(TriangleSet& set, Rng& rng, double area, std::size_t count)
     }
 }
 
+// Vertex colours for the mode, three per triangle.
+void paint(TriangleSet& set, Mode m, Rng& colours) {
+    for (std::size_t i = 0; i < set.vertices.size(); i += 3) {
+        const std::uint32_t first = colour(colours, modeIsBlended(m));
+        set.vertices[i].argb = first;
+        for (std::size_t k = 1; k < 3; ++k) {
+            // A flat triangle has one colour; a blended Gouraud one keeps
+            // per-vertex alpha below 0xFF.
+            set.vertices[i + k].argb = modeIsFlat(m) ? first : colour(colours, modeIsBlended(m));
+        }
+    }
+}
+
 // Layers of two triangles covering the frame, each layer nearer than the one
 // before, so that every pixel of every layer passes the depth test.
 void fullScreenLayers(TriangleSet& set, int layers) {
@@ -102,6 +115,20 @@ const char* modeName(Mode m) {
     return "?";
 }
 
+const char* modeKey(Mode m) {
+    switch (m) {
+    case Mode::Flat: return "flat";
+    case Mode::FlatDepth: return "flat-depth";
+    case Mode::Gouraud: return "gouraud";
+    case Mode::GouraudDepth: return "gouraud-depth";
+    case Mode::Textured: return "textured";
+    case Mode::TexturedDepth: return "textured-depth";
+    case Mode::BlendedFlat: return "blended-flat";
+    case Mode::BlendedGouraud: return "blended-gouraud";
+    }
+    return "?";
+}
+
 bool modeHasDepth(Mode m) { return m == Mode::FlatDepth || m == Mode::GouraudDepth || m == Mode::TexturedDepth; }
 bool modeIsTextured(Mode m) { return m == Mode::Textured || m == Mode::TexturedDepth; }
 bool modeIsBlended(Mode m) { return m == Mode::BlendedFlat || m == Mode::BlendedGouraud; }
@@ -128,18 +155,19 @@ std::vector<TriangleSet> makeSets(Mode m, std::uint32_t seed, double framesPerSe
     sets.push_back(std::move(layers));
 
     Rng colours(seed ^ 0xC0104u);
-    for (auto& set : sets) {
-        for (std::size_t i = 0; i < set.vertices.size(); i += 3) {
-            const std::uint32_t first = colour(colours, modeIsBlended(m));
-            set.vertices[i].argb = first;
-            for (std::size_t k = 1; k < 3; ++k) {
-                // A flat triangle has one colour; a blended Gouraud one keeps
-                // per-vertex alpha below 0xFF.
-                set.vertices[i + k].argb = modeIsFlat(m) ? first : colour(colours, modeIsBlended(m));
-            }
-        }
-    }
+    for (auto& set : sets) paint(set, m, colours);
     return sets;
+}
+
+TriangleSet makeSet(Mode m, std::uint32_t seed, double area, std::size_t count) {
+    TriangleSet set;
+    set.label = std::to_string(static_cast<int>(area)) + " px";
+    set.nominalPixels = area;
+    Rng shapes(seed);
+    randomTriangles(set, shapes, area, count);
+    Rng colours(seed ^ 0xC0104u);
+    paint(set, m, colours);
+    return set;
 }
 
 std::vector<std::uint8_t> makeTexture() {

@@ -28,6 +28,7 @@ constexpr Mode kModes[] = {Mode::Flat,     Mode::FlatDepth,     Mode::Gouraud,  
 constexpr int kModeCount = sizeof(kModes) / sizeof(kModes[0]);
 
 const char* modeName(Mode m);
+const char* modeKey(Mode m);  // the name on command lines: "flat-depth", ...
 bool modeHasDepth(Mode m);
 bool modeIsTextured(Mode m);
 bool modeIsBlended(Mode m);
@@ -52,6 +53,10 @@ struct TriangleSet {
 // the full-screen layers come nearer one after the other (each passes).
 // `framesPerSet` is the total triangle area of each set, in whole frames.
 std::vector<TriangleSet> makeSets(Mode m, std::uint32_t seed, double framesPerSet);
+
+// `count` triangles of about `area` pixels each, coloured for the mode, as
+// the sets above are made.
+TriangleSet makeSet(Mode m, std::uint32_t seed, double area, std::size_t count);
 
 // A 256x256 texture of blue, green, red, alpha bytes (alpha 0xFF): smooth
 // ramps, so that a peer that samples one texel off still draws a picture
