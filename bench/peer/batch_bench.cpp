@@ -15,7 +15,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cctype>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -104,18 +103,6 @@ bool listed(const std::string& list, const std::string& item) {
     return list.empty() || ("," + list + ",").find("," + item + ",") != std::string::npos;
 }
 
-std::string modeKey(Mode m) {
-    std::string key;
-    for (const char* c = modeName(m); *c != 0; ++c) {
-        if (*c == '+') continue;
-        if (*c == ' ') {
-            if (!key.empty() && key.back() != '-') key += '-';
-            continue;
-        }
-        key += static_cast<char>(std::tolower(static_cast<unsigned char>(*c)));
-    }
-    return key;  // flat, flat-depth, gouraud, ..., blended-flat, blended-gouraud
-}
 
 }  // namespace
 
@@ -184,7 +171,7 @@ int main(int argc, char** argv) {
                     kwr_set_color(ctx, flat);
                 },
                 [&] { batched(ctx, m, a, set.triangles()); }, single, batch);
-            std::printf("%s\t%s\t%zu\t%.0f\t%.0f\n", modeKey(m).c_str(), key.c_str(), set.triangles(), single, batch);
+            std::printf("%s\t%s\t%zu\t%.0f\t%.0f\n", modeKey(m), key.c_str(), set.triangles(), single, batch);
             std::fflush(stdout);
         }
     }
