@@ -112,7 +112,7 @@ void blit(const RenderState& s, int x1, int y1, int x2, int y2, float z, int src
 
     withFormat(s.renderBpp, [&](auto format) {
         using Fmt = decltype(format);
-        if constexpr (Fmt::kBpp != 8) {
+        if constexpr (Fmt::kDrawsImages) {
             if (srcBpp == 24)
                 blitRows<Fmt, 24, Depth>(s, left, xEnd, top, yEnd, col, row, srcW, srcH, src, z);
             else

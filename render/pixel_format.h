@@ -160,6 +160,9 @@ struct Format8 {
     // test passes, opaque even when blended and ignoring the texture, and
     // store the depth, except the textured blend, which leaves the depth as
     // it was.
+    // Image blits draw nothing on a cube surface.
+    static constexpr bool kDrawsImages = false;
+
     static constexpr Cube8 fillOn8(FillLetters f) {
         if (!f.depth) {
             if (f.shaded || f.textured) return Cube8::kNothing;
@@ -182,6 +185,7 @@ struct Format8 {
 struct Format16 {
     static constexpr int kBpp = 16;
     static constexpr int kBytes = 2;
+    static constexpr bool kDrawsImages = true;
     static void storeSolid(unsigned char* p, const SolidColor& c) { store16(p, c.c16); }
     // A pixel from the bytes of a colour: the top five bits of each; 16 bpp
     // has no alpha to keep or store.
@@ -258,6 +262,7 @@ template <int Bpp>
 struct FormatBytes {
     static constexpr int kBpp = Bpp;
     static constexpr int kBytes = Bpp / 8;
+    static constexpr bool kDrawsImages = true;
     static void storeSolid(unsigned char* p, const SolidColor& c) {
         if constexpr (Bpp == 32) {
             store32(p, c.c32);
