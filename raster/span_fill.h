@@ -153,17 +153,27 @@ struct RowEnds {
     float leftU, rightU, leftV, rightV;
 };
 
-// Filled in place: copying a just-built RowEnds as a whole would load it in
-// wider pieces than it was stored in, which stalls the processor.
-inline void loadRowEnds(const ScanLineTable& t, int row, RowEnds& e) {
-    for (int i = 0; i < 4; ++i) {
-        e.leftColor[i] = t.scanLeftColor[i][row];
-        e.rightColor[i] = t.scanRightColor[i][row];
+// Filled in place (copying a just-built RowEnds as a whole would load it in
+// wider pieces than it was stored in, which stalls the processor), and only
+// with what the fill interpolates.
+template <bool Shaded, bool Textured>
+void loadRowEnds(const ScanLineTable& t, int row, RowEnds& e) {
+    if constexpr (Shaded) {
+        e.leftColor[0] = t.scanLeftColor[0][row];
+        e.leftColor[1] = t.scanLeftColor[1][row];
+        e.leftColor[2] = t.scanLeftColor[2][row];
+        e.leftColor[3] = t.scanLeftColor[3][row];
+        e.rightColor[0] = t.scanRightColor[0][row];
+        e.rightColor[1] = t.scanRightColor[1][row];
+        e.rightColor[2] = t.scanRightColor[2][row];
+        e.rightColor[3] = t.scanRightColor[3][row];
     }
-    e.leftU = t.scanLeftU[row];
-    e.rightU = t.scanRightU[row];
-    e.leftV = t.scanLeftV[row];
-    e.rightV = t.scanRightV[row];
+    if constexpr (Textured) {
+        e.leftU = t.scanLeftU[row];
+        e.rightU = t.scanRightU[row];
+        e.leftV = t.scanLeftV[row];
+        e.rightV = t.scanRightV[row];
+    }
 }
 
 // A run of pixels of one row with their chain values computed ahead.
@@ -241,7 +251,7 @@ bool clipRow(const RenderState& s, int row, RowRun& r) {
     if constexpr (kDepth) {
         if (L < R) dz = (zR - zL) / static_cast<float>(R - L);
     }
-    if constexpr (kParam) loadRowEnds(t, row, r.ends);
+    loadRowEnds<Rule::kTraits.letters.shaded, Rule::kTraits.letters.textured>(t, row, r.ends);
     r.p = p;
     r.sp = sp;
     r.z = zL;
