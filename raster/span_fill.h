@@ -24,6 +24,17 @@
 #include "render/pixel_format.h"
 #include "render/state.h"
 
+// Small helpers of the walk and the lane blocks are inlined into each
+// block: as calls they would pass wide vectors and whole records through
+// memory.
+#if defined(__GNUC__) || defined(__clang__)
+#define KWR_ALWAYS_INLINE inline __attribute__((always_inline))
+#elif defined(_MSC_VER)
+#define KWR_ALWAYS_INLINE __forceinline
+#else
+#define KWR_ALWAYS_INLINE inline
+#endif
+
 namespace kwr {
 
 // Which stored depths let a pixel through (the comparisons of DepthView).
@@ -157,7 +168,7 @@ struct RowEnds {
 // wider pieces than it was stored in, which stalls the processor), and only
 // with what the fill interpolates.
 template <bool Shaded, bool Textured>
-void loadRowEnds(const ScanLineTable& t, int row, RowEnds& e) {
+KWR_ALWAYS_INLINE void loadRowEnds(const ScanLineTable& t, int row, RowEnds& e) {
     if constexpr (Shaded) {
         e.leftColor[0] = t.scanLeftColor[0][row];
         e.leftColor[1] = t.scanLeftColor[1][row];

@@ -54,7 +54,7 @@ constexpr SpanTraits blendedTraits(bool depth, SpanTraits tested) {
 // order; those orders differ in the last bit on purpose.
 #define KWR_RULE_LANES                                                                                    \
     template <class V, class Fmt>                                                                         \
-    KWR_LANE_INLINE static typename V::I lanes(const SpanContext& k, const RowEnds& e, typename V::F p, \
+    KWR_ALWAYS_INLINE static typename V::I lanes(const SpanContext& k, const RowEnds& e, typename V::F p, \
                                                typename V::I old, typename V::I& write)
 
 // ----------------------------------------------------------- opaque -------
@@ -149,7 +149,7 @@ struct Rule3a {
 // The float blend's weight test: a pixel of weight 0 or less (or NaN) is
 // left alone, except in the 16 bpp members without a depth test.
 template <class Rule, class Fmt, class V>
-KWR_LANE_INLINE void narrowToWeighted(typename V::I& write, typename V::F a) {
+KWR_ALWAYS_INLINE void narrowToWeighted(typename V::I& write, typename V::F a) {
     if constexpr (!(Fmt::kBpp == 16 && Rule::kTraits.blend16Always))
         write = V::andI(write, V::gt(a, V::splatF(0.0f)));
 }

@@ -14,21 +14,12 @@
 #include "raster/span_fill.h"
 #include "raster/span_lanes.h"
 
-// The lane helpers are inlined into each lane block: as calls they would pass
-// their wide vectors through memory.
-#if defined(__GNUC__) || defined(__clang__)
-#define KWR_LANE_INLINE inline __attribute__((always_inline))
-#elif defined(_MSC_VER)
-#define KWR_LANE_INLINE __forceinline
-#else
-#define KWR_LANE_INLINE inline
-#endif
 
 namespace kwr {
 
 // (1 - p) * left + p * right per lane.
 template <class V>
-KWR_LANE_INLINE typename V::F lerpLanes(typename V::F p, float left, float right) {
+KWR_ALWAYS_INLINE typename V::F lerpLanes(typename V::F p, float left, float right) {
     return V::add(V::mul(V::sub(V::splatF(1.0f), p), V::splatF(left)), V::mul(p, V::splatF(right)));
 }
 
@@ -36,7 +27,7 @@ KWR_LANE_INLINE typename V::F lerpLanes(typename V::F p, float left, float right
 // back from size): the low bits for power-of-two sizes, else i - floor(i / size) * size in double precision, where the
 // quotient from the reciprocal is off by at most one and corrected.
 template <class V>
-KWR_LANE_INLINE typename V::I wrapLanes(typename V::I i, int size, double inverse) {
+KWR_ALWAYS_INLINE typename V::I wrapLanes(typename V::I i, int size, double inverse) {
     if ((size & (size - 1)) == 0) return V::andI(i, V::splatI(size - 1));
     using D = typename V::D;
     const D w = V::splatD(static_cast<double>(size)), zero = V::splatD(0.0);
@@ -49,7 +40,7 @@ KWR_LANE_INLINE typename V::I wrapLanes(typename V::I i, int size, double invers
 }
 
 template <class V>
-KWR_LANE_INLINE typename V::I texelCoordLanes(typename V::F n, int size, double inverse) {
+KWR_ALWAYS_INLINE typename V::I texelCoordLanes(typename V::F n, int size, double inverse) {
     return wrapLanes<V>(roundLanes<V>(V::mul(n, V::splatF(static_cast<float>(size)))), size, inverse);
 }
 
@@ -67,7 +58,7 @@ struct TexelLanes {
 // One byte-addressed read per lane in `m`: bytes at base + v * pitch + u *
 // scale (scale 4 for texels, 1 for alpha-map values).
 template <class V, int Bytes>
-KWR_LANE_INLINE typename V::I readLanes(const SampledMap& map, typename V::I u, typename V::I v, typename V::I m) {
+KWR_ALWAYS_INLINE typename V::I readLanes(const SampledMap& map, typename V::I u, typename V::I v, typename V::I m) {
     if constexpr (V::kHasGather && Bytes == 4) {
         if (map.offsets32) {
             const typename V::I off =
@@ -93,7 +84,7 @@ KWR_LANE_INLINE typename V::I readLanes(const SampledMap& map, typename V::I u, 
 }
 
 template <class V>
-KWR_LANE_INLINE TexelLanes<V> sampleLanes(const SpanContext& k, const RowEnds& e, typename V::F p, typename V::I m) {
+KWR_ALWAYS_INLINE TexelLanes<V> sampleLanes(const SpanContext& k, const RowEnds& e, typename V::F p, typename V::I m) {
     TexelLanes<V> x;
     x.un = lerpLanes<V>(p, e.leftU, e.rightU);
     x.vn = lerpLanes<V>(p, e.leftV, e.rightV);
@@ -105,7 +96,7 @@ KWR_LANE_INLINE TexelLanes<V> sampleLanes(const SpanContext& k, const RowEnds& e
 
 // The alpha byte of each lane: the texel's own, or the alpha map's.
 template <class V>
-KWR_LANE_INLINE typename V::I alphaLanes(const SpanContext& k, const TexelLanes<V>& x, typename V::I m) {
+KWR_ALWAYS_INLINE typename V::I alphaLanes(const SpanContext& k, const TexelLanes<V>& x, typename V::I m) {
     switch (k.alphaSource) {
     case SpanContext::kAlphaSameSize: return readLanes<V, 1>(k.alphaMap, x.iu, x.iv, m);
     case SpanContext::kAlphaOwnSize:
@@ -117,14 +108,14 @@ KWR_LANE_INLINE typename V::I alphaLanes(const SpanContext& k, const TexelLanes<
 
 // The mask of the first m lanes.
 template <class V>
-KWR_LANE_INLINE typename V::I firstLanes(int m) {
+KWR_ALWAYS_INLINE typename V::I firstLanes(int m) {
     static const float kIndex[kWidestLanes] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
     return V::gt(V::splatF(static_cast<float>(m)), V::loadF(kIndex));
 }
 
 // The depth comparison of a rule per lane.
 template <class Rule, class V>
-KWR_LANE_INLINE typename V::I passesDepthLanes(typename V::F stored, typename V::F z) {
+KWR_ALWAYS_INLINE typename V::I passesDepthLanes(typename V::F stored, typename V::F z) {
     if constexpr (Rule::kTraits.depth == DepthTest::kNearer)
         return V::gt(stored, z);  // DepthView::nearer
     else
@@ -136,7 +127,7 @@ KWR_LANE_INLINE typename V::I passesDepthLanes(typename V::F stored, typename V:
 // chains are read as whole groups (the walk runs them on past the block);
 // pixels and depths past m are neither read nor written.
 template <class V, class Rule, class Fmt>
-KWR_LANE_INLINE void laneGroup(const SpanContext& k, const RowEnds& e, const float* p, const float* z, float* zrow,
+KWR_ALWAYS_INLINE void laneGroup(const SpanContext& k, const RowEnds& e, const float* p, const float* z, float* zrow,
                                unsigned char* px, int m) {
     using I = typename V::I;
     using F = typename V::F;
