@@ -311,14 +311,13 @@ TEST(SpanLevels, BlendRunEqualsPixelBlend) {
 // whole domain, for a lane set of four lanes or of one.
 template <class V>
 void checkLaneForms() {
-    constexpr int W = V::kLanes;
     auto lanes = [](std::int32_t v) {
-        std::int32_t in[W];
-        for (int i = 0; i < W; ++i) in[i] = v;
+        std::int32_t in[V::kLanes];
+        for (int i = 0; i < V::kLanes; ++i) in[i] = v;
         return V::loadI(in);
     };
     auto first = [](typename V::I v) {
-        std::int32_t out[W];
+        std::int32_t out[V::kLanes];
         V::storeI(out, v);
         return out[0];
     };
