@@ -290,11 +290,8 @@ constexpr int kShortSpan = Rule::kTraits.interpolates() ? 3 : 17;
 // independent and run side by side.
 constexpr int kRowsAtOnce = 4;
 
-// Rows counts the runs (1..kRowsAtOnce), a compile-time number so that the
-// chain loop steps exactly those rows, unrolled.
-template <class Rule, class Fmt, int Rows>
-void runRowBlocks(RowRun* runs, const SpanContext& k, BlockRunner block) {
-    constexpr int count = Rows;
+template <class Rule, class Fmt>
+void runRowBlocks(RowRun* runs, int count, const SpanContext& k, BlockRunner block) {
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
     constexpr bool kParam = Rule::kTraits.interpolates();
     float pBlock[kRowsAtOnce][kBlockPixels + kWidestLanes], zBlock[kRowsAtOnce][kBlockPixels + kWidestLanes];
@@ -316,7 +313,7 @@ void runRowBlocks(RowRun* runs, const SpanContext& k, BlockRunner block) {
         // m is the value the next block starts from.
         const int entries = (most + block.lanes) / block.lanes * block.lanes;
         for (int i = 0; i < entries; ++i) {
-            for (int j = 0; j < Rows; ++j) {
+            for (int j = 0; j < kRowsAtOnce; ++j) {
                 if constexpr (kParam) {
                     pBlock[j][i] = p[j];
                     p[j] += sp[j];
@@ -367,14 +364,11 @@ void walkSpans(const RenderState& s, int firstRow, int lastRow, const SpanContex
                 continue;
             }
             if (++count == kRowsAtOnce) {
-                runRowBlocks<Rule, Fmt, kRowsAtOnce>(runs, k, block);
+                runRowBlocks<Rule, Fmt>(runs, count, k, block);
                 count = 0;
             }
         }
-        static_assert(kRowsAtOnce == 4, "the tail below takes up to three rows");
-        if (count == 1) runRowBlocks<Rule, Fmt, 1>(runs, k, block);
-        if (count == 2) runRowBlocks<Rule, Fmt, 2>(runs, k, block);
-        if (count == 3) runRowBlocks<Rule, Fmt, 3>(runs, k, block);
+        if (count > 0) runRowBlocks<Rule, Fmt>(runs, count, k, block);
     }
 }
 
