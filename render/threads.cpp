@@ -41,10 +41,18 @@ ThreadPool* ThreadPool::create(int threads, int rows) noexcept {
             st.bandHeight = kDefaultBandHeight;
         }
         if (!p->resize(rows)) return nullptr;
-        for (int i = 1; i < threads; ++i) p->workers_.emplace_back(&ThreadPool::workerLoop, p.get(), i);
-        // One round over the empty list: thread libraries that set up a
-        // mutex or condition variable on first use do it now, not while drawing.
-        p->replayAll();
+        if (threads > 1) {
+            // Every thread reports in and parks before the pool is handed
+            // out. Both condition variables see a real wait here (the
+            // creator's wait is never skipped by an already true condition),
+            // so thread libraries that set one up on its first wait do it
+            // now, not while drawing.
+            std::unique_lock<std::mutex> l(p->mutex_);
+            p->pending_ = threads - 1;
+            for (int i = 1; i < threads; ++i) p->workers_.emplace_back(&ThreadPool::workerLoop, p.get(), i);
+            do p->done_.wait(l);
+            while (p->pending_ != 0);
+        }
     } catch (const std::exception&) {
         // Threads that did start are joined by the destructor.
         return nullptr;
@@ -143,18 +151,16 @@ void ThreadPool::replay(int index) {
 
 void ThreadPool::workerLoop(int index) {
     std::uint64_t seen = 0;
+    std::unique_lock<std::mutex> l(mutex_);
+    // Reporting in counts like finishing a round: the creator waits for it.
     for (;;) {
-        {
-            std::unique_lock<std::mutex> l(mutex_);
-            wake_.wait(l, [&] { return quit_ || generation_ != seen; });
-            if (quit_) return;
-            seen = generation_;
-        }
+        if (--pending_ == 0) done_.notify_one();
+        wake_.wait(l, [&] { return quit_ || generation_ != seen; });
+        if (quit_) return;
+        seen = generation_;
+        l.unlock();
         replay(index);
-        {
-            std::lock_guard<std::mutex> l(mutex_);
-            if (--pending_ == 0) done_.notify_one();
-        }
+        l.lock();
     }
 }
 
