@@ -85,10 +85,12 @@ void storePartCopy(void* p, typename V::I v, int m) {
     V::storeI(a, v);
     for (int i = 0; i < m && i < V::kLanes; ++i) std::memcpy(static_cast<unsigned char*>(p) + i * Bytes, &a[i], Bytes);
 }
-// Partial forms of every pixel and depth access, by copying.  maskedParts
-// says whether the partial form of elements of `bytes` bytes is a masked
-// access, as cheap as a whole one.
+// Three-byte pixels, and partial forms of every pixel and depth access, by
+// copying.  maskedParts says whether the partial form of elements of `bytes`
+// bytes is a masked access, as cheap as a whole one.
 #define KWR_PARTS_BY_COPY(Self)                                                                       \
+    static I loadU24(const unsigned char* p) { return loadBytes3<Self>(p); }                          \
+    static void storeU24(unsigned char* p, I v) { storeBytes3<Self>(p, v); }                          \
     static constexpr bool maskedParts(int) { return false; }                                          \
     static I loadPart(const void* p, int bytes, int m) {                                              \
         if (bytes == 1) return loadPartCopy<Self, 1>(p, m);                                           \
@@ -139,6 +141,35 @@ void storePartCopy(void* p, typename V::I v, int m) {
     static D subD(D a, D b) { return P##_sub_pd(a, b); }                    \
     static D mulD(D a, D b) { return P##_mul_pd(a, b); }                    \
     static D divD(D a, D b) { return P##_div_pd(a, b); }
+
+// The same for the four-lane sets of other processors, whose intrinsics are
+// named after their lane type: FT, IT and DT are the types of four floats,
+// four 32-bit integers and two doubles, F_(op), I_(op) and D_(op) name the
+// intrinsic of `op` on each, and the rest name the loads, stores, splats
+// and the conversion of integers to floats.
+#define KWR_FOUR_LANE_SET(FT, IT, DT, F_, I_, D_, LOAD_F, STORE_F, SPLAT_F, SPLAT_I, SPLAT_D, TO_F) \
+    static constexpr int kLanes = 4;                                                            \
+    static constexpr bool kHasGather = false;                                                   \
+    using F = FT;                                                                               \
+    using I = IT;                                                                               \
+    using D = DT;                                                                               \
+    static F loadF(const float* p) { return LOAD_F(p); }                                        \
+    static void storeF(float* p, F v) { STORE_F(p, v); }                                        \
+    static F splatF(float v) { return SPLAT_F(v); }                                             \
+    static I splatI(std::int32_t v) { return SPLAT_I(v); }                                      \
+    static D splatD(double v) { return SPLAT_D(v); }                                            \
+    static F toF(I v) { return TO_F(v); }                                                       \
+    static F add(F a, F b) { return F_(add)(a, b); }                                            \
+    static F sub(F a, F b) { return F_(sub)(a, b); }                                            \
+    static F mul(F a, F b) { return F_(mul)(a, b); }                                            \
+    static F div(F a, F b) { return F_(div)(a, b); }                                            \
+    static I addI(I a, I b) { return I_(add)(a, b); }                                           \
+    static I subI(I a, I b) { return I_(sub)(a, b); }                                           \
+    static I mulSmall(I a, I b) { return I_(mul)(a, b); }                                       \
+    static D addD(D a, D b) { return D_(add)(a, b); }                                           \
+    static D subD(D a, D b) { return D_(sub)(a, b); }                                           \
+    static D mulD(D a, D b) { return D_(mul)(a, b); }                                           \
+    static D divD(D a, D b) { return D_(div)(a, b); }
 
 // One lane of plain scalars, in portable C++: the same operations as the
 // vector sets, so that every span rule has one body, run at width 1 by the
@@ -253,8 +284,6 @@ struct Sse2Lanes {
         v = _mm_srai_epi32(_mm_slli_epi32(v, 16), 16);
         _mm_storel_epi64(static_cast<__m128i*>(p), _mm_packs_epi32(v, v));
     }
-    static I loadU24(const unsigned char* p) { return loadBytes3<Sse2Lanes>(p); }
-    static void storeU24(unsigned char* p, I v) { storeBytes3<Sse2Lanes>(p, v); }
     KWR_PARTS_BY_COPY(Sse2Lanes)
 
     static I gt(F a, F b) { return _mm_castps_si128(_mm_cmpgt_ps(a, b)); }
@@ -450,36 +479,19 @@ struct Lanes {
 #if KWR_LANES_NEON
 // Four lanes of AArch64's Advanced SIMD.  Its conversions saturate where the
 // x86 ones give INT_MIN, so floorInt sends NaN to INT_MIN itself.
+#define KWR_NEON_F(op) v##op##q_f32
+#define KWR_NEON_I(op) v##op##q_s32
+#define KWR_NEON_D(op) v##op##q_f64
 namespace lanes_neon {
 struct Lanes {
-    static constexpr int kLanes = 4;
-    static constexpr bool kHasGather = false;
-    using F = float32x4_t;
-    using I = int32x4_t;
-    using D = float64x2_t;
-    static F loadF(const float* p) { return vld1q_f32(p); }
-    static void storeF(float* p, F v) { vst1q_f32(p, v); }
-    static F splatF(float v) { return vdupq_n_f32(v); }
-    static I splatI(std::int32_t v) { return vdupq_n_s32(v); }
-    static F add(F a, F b) { return vaddq_f32(a, b); }
-    static F sub(F a, F b) { return vsubq_f32(a, b); }
-    static F mul(F a, F b) { return vmulq_f32(a, b); }
-    static F div(F a, F b) { return vdivq_f32(a, b); }
-    static F toF(I v) { return vcvtq_f32_s32(v); }
+    KWR_FOUR_LANE_SET(float32x4_t, int32x4_t, float64x2_t, KWR_NEON_F, KWR_NEON_I, KWR_NEON_D, vld1q_f32, vst1q_f32,
+                      vdupq_n_f32, vdupq_n_s32, vdupq_n_f64, vcvtq_f32_s32)
     static F bitsF(I v) { return vreinterpretq_f32_s32(v); }
     static I bitsI(F v) { return vreinterpretq_s32_f32(v); }
-    static I addI(I a, I b) { return vaddq_s32(a, b); }
-    static I subI(I a, I b) { return vsubq_s32(a, b); }
     static I andI(I a, I b) { return vandq_s32(a, b); }
     static I orI(I a, I b) { return vorrq_s32(a, b); }
     static I shl(int n, I a) { return vshlq_s32(a, vdupq_n_s32(n)); }
     static I shr(int n, I a) { return vreinterpretq_s32_u32(vshlq_u32(vreinterpretq_u32_s32(a), vdupq_n_s32(-n))); }
-    static I mulSmall(I a, I b) { return vmulq_s32(a, b); }
-    static D splatD(double v) { return vdupq_n_f64(v); }
-    static D addD(D a, D b) { return vaddq_f64(a, b); }
-    static D subD(D a, D b) { return vsubq_f64(a, b); }
-    static D mulD(D a, D b) { return vmulq_f64(a, b); }
-    static D divD(D a, D b) { return vdivq_f64(a, b); }
 
     static I loadI(const void* p) { return vld1q_s32(static_cast<const std::int32_t*>(p)); }
     static void storeI(void* p, I v) { vst1q_s32(static_cast<std::int32_t*>(p), v); }
@@ -487,8 +499,6 @@ struct Lanes {
         return vreinterpretq_s32_u32(vmovl_u16(vld1_u16(static_cast<const std::uint16_t*>(p))));
     }
     static void storeU16(void* p, I v) { vst1_s16(static_cast<std::int16_t*>(p), vmovn_s32(v)); }
-    static I loadU24(const unsigned char* p) { return loadBytes3<Lanes>(p); }
-    static void storeU24(unsigned char* p, I v) { storeBytes3<Lanes>(p, v); }
     KWR_PARTS_BY_COPY(Lanes)
 
     static I gt(F a, F b) { return vreinterpretq_s32_u32(vcgtq_f32(a, b)); }
@@ -514,42 +524,28 @@ struct Lanes {
     static D floorD(D x) { return vrndmq_f64(x); }
 };
 }  // namespace lanes_neon
+#undef KWR_NEON_F
+#undef KWR_NEON_I
+#undef KWR_NEON_D
 #endif
 
 #if KWR_LANES_SIMD128
 // Four lanes of WebAssembly SIMD128, one type for every lane kind.  Its
 // conversions saturate and give 0 for NaN, so floorInt sends NaN to INT_MIN
 // itself.
+#define KWR_SIMD128_F(op) wasm_f32x4_##op
+#define KWR_SIMD128_I(op) wasm_i32x4_##op
+#define KWR_SIMD128_D(op) wasm_f64x2_##op
 namespace lanes_simd128 {
 struct Lanes {
-    static constexpr int kLanes = 4;
-    static constexpr bool kHasGather = false;
-    using F = v128_t;
-    using I = v128_t;
-    using D = v128_t;
-    static F loadF(const float* p) { return wasm_v128_load(p); }
-    static void storeF(float* p, F v) { wasm_v128_store(p, v); }
-    static F splatF(float v) { return wasm_f32x4_splat(v); }
-    static I splatI(std::int32_t v) { return wasm_i32x4_splat(v); }
-    static F add(F a, F b) { return wasm_f32x4_add(a, b); }
-    static F sub(F a, F b) { return wasm_f32x4_sub(a, b); }
-    static F mul(F a, F b) { return wasm_f32x4_mul(a, b); }
-    static F div(F a, F b) { return wasm_f32x4_div(a, b); }
-    static F toF(I v) { return wasm_f32x4_convert_i32x4(v); }
+    KWR_FOUR_LANE_SET(v128_t, v128_t, v128_t, KWR_SIMD128_F, KWR_SIMD128_I, KWR_SIMD128_D, wasm_v128_load,
+                      wasm_v128_store, wasm_f32x4_splat, wasm_i32x4_splat, wasm_f64x2_splat, wasm_f32x4_convert_i32x4)
     static F bitsF(I v) { return v; }
     static I bitsI(F v) { return v; }
-    static I addI(I a, I b) { return wasm_i32x4_add(a, b); }
-    static I subI(I a, I b) { return wasm_i32x4_sub(a, b); }
     static I andI(I a, I b) { return wasm_v128_and(a, b); }
     static I orI(I a, I b) { return wasm_v128_or(a, b); }
     static I shl(int n, I a) { return wasm_i32x4_shl(a, static_cast<std::uint32_t>(n)); }
     static I shr(int n, I a) { return wasm_u32x4_shr(a, static_cast<std::uint32_t>(n)); }
-    static I mulSmall(I a, I b) { return wasm_i32x4_mul(a, b); }
-    static D splatD(double v) { return wasm_f64x2_splat(v); }
-    static D addD(D a, D b) { return wasm_f64x2_add(a, b); }
-    static D subD(D a, D b) { return wasm_f64x2_sub(a, b); }
-    static D mulD(D a, D b) { return wasm_f64x2_mul(a, b); }
-    static D divD(D a, D b) { return wasm_f64x2_div(a, b); }
 
     static I loadI(const void* p) { return wasm_v128_load(p); }
     static void storeI(void* p, I v) { wasm_v128_store(p, v); }
@@ -559,8 +555,6 @@ struct Lanes {
         const v128_t packed = wasm_i8x16_shuffle(v, v, 0, 1, 4, 5, 8, 9, 12, 13, 0, 1, 4, 5, 8, 9, 12, 13);
         wasm_v128_store64_lane(p, packed, 0);
     }
-    static I loadU24(const unsigned char* p) { return loadBytes3<Lanes>(p); }
-    static void storeU24(unsigned char* p, I v) { storeBytes3<Lanes>(p, v); }
     KWR_PARTS_BY_COPY(Lanes)
 
     static I gt(F a, F b) { return wasm_f32x4_gt(a, b); }
@@ -586,6 +580,9 @@ struct Lanes {
     static D floorD(D x) { return wasm_f64x2_floor(x); }
 };
 }  // namespace lanes_simd128
+#undef KWR_SIMD128_F
+#undef KWR_SIMD128_I
+#undef KWR_SIMD128_D
 #endif
 
 }  // namespace kwr
