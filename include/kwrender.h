@@ -126,60 +126,47 @@ KWR_C_API int kwr_line3(kwr_context* ctx, int x1, int y1, float z1, int x2, int 
 KWR_C_API int kwr_line3f(kwr_context* ctx, float x1, float y1, float z1, float x2, float y2, float z2);
 KWR_C_API int kwr_line3fg(kwr_context* ctx, float x1, float y1, float z1, float x2, float y2, float z2);
 
-/* --- Triangles: float forms (integer and centred forms below) --- */
-KWR_C_API int kwr_trianglef(kwr_context* ctx, float x1, float y1, float x2, float y2, float x3, float y3);
-KWR_C_API int kwr_triangle3f(kwr_context* ctx, float x1, float y1, float z1, float x2, float y2, float z2,
-                             float x3, float y3, float z3);
-KWR_C_API int kwr_trianglecf(kwr_context* ctx, float x1, float y1, uint32_t c1, float x2, float y2, uint32_t c2,
-                             float x3, float y3, uint32_t c3);
-KWR_C_API int kwr_triangle3cf(kwr_context* ctx, float x1, float y1, float z1, uint32_t c1, float x2, float y2,
-                              float z2, uint32_t c2, float x3, float y3, float z3, uint32_t c3);
-KWR_C_API int kwr_triangletf(kwr_context* ctx, float x1, float y1, float u1, float v1, float x2, float y2, float u2,
-                             float v2, float x3, float y3, float u3, float v3);
-KWR_C_API int kwr_triangle3tf(kwr_context* ctx, float x1, float y1, float z1, float u1, float v1, float x2, float y2,
-                              float z2, float u2, float v2, float x3, float y3, float z3, float u3, float v3);
-KWR_C_API int kwr_trianglectf(kwr_context* ctx, float x1, float y1, uint32_t c1, float u1, float v1, float x2,
-                              float y2, uint32_t c2, float u2, float v2, float x3, float y3, uint32_t c3, float u3,
-                              float v3);
-KWR_C_API int kwr_triangle3ctf(kwr_context* ctx, float x1, float y1, float z1, uint32_t c1, float u1, float v1,
-                               float x2, float y2, float z2, uint32_t c2, float u2, float v2, float x3, float y3,
-                               float z3, uint32_t c3, float u3, float v3);
-
-/* The same eight with integer x, y (no f) and with centred coordinates (fg). */
-KWR_C_API int kwr_triangle(kwr_context* ctx, int x1, int y1, int x2, int y2, int x3, int y3);
-KWR_C_API int kwr_triangle3(kwr_context* ctx, int x1, int y1, float z1, int x2, int y2, float z2, int x3, int y3,
-                            float z3);
-KWR_C_API int kwr_trianglec(kwr_context* ctx, int x1, int y1, uint32_t c1, int x2, int y2, uint32_t c2, int x3,
-                            int y3, uint32_t c3);
-KWR_C_API int kwr_triangle3c(kwr_context* ctx, int x1, int y1, float z1, uint32_t c1, int x2, int y2, float z2,
-                             uint32_t c2, int x3, int y3, float z3, uint32_t c3);
-KWR_C_API int kwr_trianglet(kwr_context* ctx, int x1, int y1, float u1, float v1, int x2, int y2, float u2, float v2,
-                            int x3, int y3, float u3, float v3);
-KWR_C_API int kwr_triangle3t(kwr_context* ctx, int x1, int y1, float z1, float u1, float v1, int x2, int y2, float z2,
-                             float u2, float v2, int x3, int y3, float z3, float u3, float v3);
-KWR_C_API int kwr_trianglect(kwr_context* ctx, int x1, int y1, uint32_t c1, float u1, float v1, int x2, int y2,
-                             uint32_t c2, float u2, float v2, int x3, int y3, uint32_t c3, float u3, float v3);
-KWR_C_API int kwr_triangle3ct(kwr_context* ctx, int x1, int y1, float z1, uint32_t c1, float u1, float v1, int x2,
-                              int y2, float z2, uint32_t c2, float u2, float v2, int x3, int y3, float z3,
-                              uint32_t c3, float u3, float v3);
-KWR_C_API int kwr_trianglefg(kwr_context* ctx, float x1, float y1, float x2, float y2, float x3, float y3);
-KWR_C_API int kwr_triangle3fg(kwr_context* ctx, float x1, float y1, float z1, float x2, float y2, float z2,
-                              float x3, float y3, float z3);
-KWR_C_API int kwr_trianglecfg(kwr_context* ctx, float x1, float y1, uint32_t c1, float x2, float y2, uint32_t c2,
-                              float x3, float y3, uint32_t c3);
-KWR_C_API int kwr_triangle3cfg(kwr_context* ctx, float x1, float y1, float z1, uint32_t c1, float x2, float y2,
-                               float z2, uint32_t c2, float x3, float y3, float z3, uint32_t c3);
-KWR_C_API int kwr_triangletfg(kwr_context* ctx, float x1, float y1, float u1, float v1, float x2, float y2,
-                              float u2, float v2, float x3, float y3, float u3, float v3);
-KWR_C_API int kwr_triangle3tfg(kwr_context* ctx, float x1, float y1, float z1, float u1, float v1, float x2,
-                               float y2, float z2, float u2, float v2, float x3, float y3, float z3, float u3,
-                               float v3);
-KWR_C_API int kwr_trianglectfg(kwr_context* ctx, float x1, float y1, uint32_t c1, float u1, float v1, float x2,
-                               float y2, uint32_t c2, float u2, float v2, float x3, float y3, uint32_t c3, float u3,
-                               float v3);
-KWR_C_API int kwr_triangle3ctfg(kwr_context* ctx, float x1, float y1, float z1, uint32_t c1, float u1, float v1,
-                                float x2, float y2, float z2, uint32_t c2, float u2, float v2, float x3, float y3,
-                                float z3, uint32_t c3, float u3, float v3);
+/* --- Triangles ---
+ * Eight kinds, each in three coordinate forms.  A kind's letters say what a
+ * vertex carries besides x and y: 3 a depth z, c a colour, t texture
+ * coordinates u, v, in that order.  The forms: float pixels (suffix f),
+ * float coordinates centred on the surface with y up (suffix fg), integer
+ * pixels (no suffix; z, u and v stay float).
+ *
+ *   kwr_trianglef(ctx, x1, y1, x2, y2, x3, y3)
+ *   kwr_triangle3f(ctx, x1, y1, z1, ...)
+ *   kwr_trianglecf(ctx, x1, y1, c1, ...)
+ *   kwr_triangle3cf(ctx, x1, y1, z1, c1, ...)
+ *   kwr_triangletf(ctx, x1, y1, u1, v1, ...)
+ *   kwr_triangle3tf(ctx, x1, y1, z1, u1, v1, ...)
+ *   kwr_trianglectf(ctx, x1, y1, c1, u1, v1, ...)
+ *   kwr_triangle3ctf(ctx, x1, y1, z1, c1, u1, v1, ...)
+ *   and the same with fg (kwr_triangle3ctfg) and without a suffix
+ *   (kwr_triangle3ct).
+ *
+ * KWR_C_TRIANGLES(S, T) declares the eight kinds of the form with suffix S
+ * whose x and y are of type T. */
+#define KWR_C_TRIANGLES(S, T)                                                                                        \
+    KWR_C_API int kwr_triangle##S(kwr_context* ctx, T x1, T y1, T x2, T y2, T x3, T y3);                           \
+    KWR_C_API int kwr_triangle3##S(kwr_context* ctx, T x1, T y1, float z1, T x2, T y2, float z2, T x3, T y3,       \
+                                   float z3);                                                                     \
+    KWR_C_API int kwr_trianglec##S(kwr_context* ctx, T x1, T y1, uint32_t c1, T x2, T y2, uint32_t c2, T x3, T y3, \
+                                   uint32_t c3);                                                                  \
+    KWR_C_API int kwr_triangle3c##S(kwr_context* ctx, T x1, T y1, float z1, uint32_t c1, T x2, T y2, float z2,     \
+                                    uint32_t c2, T x3, T y3, float z3, uint32_t c3);                              \
+    KWR_C_API int kwr_trianglet##S(kwr_context* ctx, T x1, T y1, float u1, float v1, T x2, T y2, float u2,         \
+                                   float v2, T x3, T y3, float u3, float v3);                                     \
+    KWR_C_API int kwr_triangle3t##S(kwr_context* ctx, T x1, T y1, float z1, float u1, float v1, T x2, T y2,        \
+                                    float z2, float u2, float v2, T x3, T y3, float z3, float u3, float v3);      \
+    KWR_C_API int kwr_trianglect##S(kwr_context* ctx, T x1, T y1, uint32_t c1, float u1, float v1, T x2, T y2,     \
+                                    uint32_t c2, float u2, float v2, T x3, T y3, uint32_t c3, float u3,           \
+                                    float v3);                                                                    \
+    KWR_C_API int kwr_triangle3ct##S(kwr_context* ctx, T x1, T y1, float z1, uint32_t c1, float u1, float v1,      \
+                                     T x2, T y2, float z2, uint32_t c2, float u2, float v2, T x3, T y3, float z3, \
+                                     uint32_t c3, float u3, float v3);
+KWR_C_TRIANGLES(f, float)
+KWR_C_TRIANGLES(fg, float)
+KWR_C_TRIANGLES(, int)
 
 /* --- Batched drawing (float coordinates) --- */
 KWR_C_API int kwr_trianglesf(kwr_context* ctx, size_t count, const float* xy);

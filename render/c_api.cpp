@@ -337,100 +337,42 @@ int kwr_line3f(kwr_context* ctx, float x1, float y1, float z1, float x2, float y
 int kwr_line3fg(kwr_context* ctx, float x1, float y1, float z1, float x2, float y2, float z2) {
     KWR_FORWARD(kwrLine3fg(x1, y1, z1, x2, y2, z2));
 }
-int kwr_trianglef(kwr_context* ctx, float x1, float y1, float x2, float y2, float x3, float y3) {
-    KWR_FORWARD(kwrTrianglef(x1, y1, x2, y2, x3, y3));
-}
-int kwr_triangle3f(kwr_context* ctx, float x1, float y1, float z1, float x2, float y2, float z2, float x3, float y3,
-                   float z3) {
-    KWR_FORWARD(kwrTriangle3f(x1, y1, z1, x2, y2, z2, x3, y3, z3));
-}
-int kwr_trianglecf(kwr_context* ctx, float x1, float y1, uint32_t c1, float x2, float y2, uint32_t c2, float x3,
-                   float y3, uint32_t c3) {
-    KWR_FORWARD(kwrTrianglecf(x1, y1, c1, x2, y2, c2, x3, y3, c3));
-}
-int kwr_triangle3cf(kwr_context* ctx, float x1, float y1, float z1, uint32_t c1, float x2, float y2, float z2,
-                    uint32_t c2, float x3, float y3, float z3, uint32_t c3) {
-    KWR_FORWARD(kwrTriangle3cf(x1, y1, z1, c1, x2, y2, z2, c2, x3, y3, z3, c3));
-}
-int kwr_triangletf(kwr_context* ctx, float x1, float y1, float u1, float v1, float x2, float y2, float u2, float v2,
-                   float x3, float y3, float u3, float v3) {
-    KWR_FORWARD(kwrTriangletf(x1, y1, u1, v1, x2, y2, u2, v2, x3, y3, u3, v3));
-}
-int kwr_triangle3tf(kwr_context* ctx, float x1, float y1, float z1, float u1, float v1, float x2, float y2, float z2,
-                    float u2, float v2, float x3, float y3, float z3, float u3, float v3) {
-    KWR_FORWARD(kwrTriangle3tf(x1, y1, z1, u1, v1, x2, y2, z2, u2, v2, x3, y3, z3, u3, v3));
-}
-int kwr_trianglectf(kwr_context* ctx, float x1, float y1, uint32_t c1, float u1, float v1, float x2, float y2,
-                    uint32_t c2, float u2, float v2, float x3, float y3, uint32_t c3, float u3, float v3) {
-    KWR_FORWARD(kwrTrianglectf(x1, y1, c1, u1, v1, x2, y2, c2, u2, v2, x3, y3, c3, u3, v3));
-}
-int kwr_triangle3ctf(kwr_context* ctx, float x1, float y1, float z1, uint32_t c1, float u1, float v1, float x2,
-                     float y2, float z2, uint32_t c2, float u2, float v2, float x3, float y3, float z3, uint32_t c3,
-                     float u3, float v3) {
-    KWR_FORWARD(kwrTriangle3ctf(x1, y1, z1, c1, u1, v1, x2, y2, z2, c2, u2, v2, x3, y3, z3, c3, u3, v3));
-}
-int kwr_triangle(kwr_context* ctx, int x1, int y1, int x2, int y2, int x3, int y3) {
-    KWR_FORWARD(kwrTriangle(x1, y1, x2, y2, x3, y3));
-}
-int kwr_triangle3(kwr_context* ctx, int x1, int y1, float z1, int x2, int y2, float z2, int x3, int y3, float z3) {
-    KWR_FORWARD(kwrTriangle3(x1, y1, z1, x2, y2, z2, x3, y3, z3));
-}
-int kwr_trianglec(kwr_context* ctx, int x1, int y1, uint32_t c1, int x2, int y2, uint32_t c2, int x3, int y3,
-                  uint32_t c3) {
-    KWR_FORWARD(kwrTrianglec(x1, y1, c1, x2, y2, c2, x3, y3, c3));
-}
-int kwr_triangle3c(kwr_context* ctx, int x1, int y1, float z1, uint32_t c1, int x2, int y2, float z2, uint32_t c2,
-                   int x3, int y3, float z3, uint32_t c3) {
-    KWR_FORWARD(kwrTriangle3c(x1, y1, z1, c1, x2, y2, z2, c2, x3, y3, z3, c3));
-}
-int kwr_trianglet(kwr_context* ctx, int x1, int y1, float u1, float v1, int x2, int y2, float u2, float v2, int x3,
-                  int y3, float u3, float v3) {
-    KWR_FORWARD(kwrTrianglet(x1, y1, u1, v1, x2, y2, u2, v2, x3, y3, u3, v3));
-}
-int kwr_triangle3t(kwr_context* ctx, int x1, int y1, float z1, float u1, float v1, int x2, int y2, float z2, float u2,
-                   float v2, int x3, int y3, float z3, float u3, float v3) {
-    KWR_FORWARD(kwrTriangle3t(x1, y1, z1, u1, v1, x2, y2, z2, u2, v2, x3, y3, z3, u3, v3));
-}
-int kwr_trianglect(kwr_context* ctx, int x1, int y1, uint32_t c1, float u1, float v1, int x2, int y2, uint32_t c2,
-                   float u2, float v2, int x3, int y3, uint32_t c3, float u3, float v3) {
-    KWR_FORWARD(kwrTrianglect(x1, y1, c1, u1, v1, x2, y2, c2, u2, v2, x3, y3, c3, u3, v3));
-}
-int kwr_triangle3ct(kwr_context* ctx, int x1, int y1, float z1, uint32_t c1, float u1, float v1, int x2, int y2,
-                    float z2, uint32_t c2, float u2, float v2, int x3, int y3, float z3, uint32_t c3, float u3,
-                    float v3) {
-    KWR_FORWARD(kwrTriangle3ct(x1, y1, z1, c1, u1, v1, x2, y2, z2, c2, u2, v2, x3, y3, z3, c3, u3, v3));
-}
-int kwr_trianglefg(kwr_context* ctx, float x1, float y1, float x2, float y2, float x3, float y3) {
-    KWR_FORWARD(kwrTrianglefg(x1, y1, x2, y2, x3, y3));
-}
-int kwr_triangle3fg(kwr_context* ctx, float x1, float y1, float z1, float x2, float y2, float z2, float x3, float y3,
-                    float z3) {
-    KWR_FORWARD(kwrTriangle3fg(x1, y1, z1, x2, y2, z2, x3, y3, z3));
-}
-int kwr_trianglecfg(kwr_context* ctx, float x1, float y1, uint32_t c1, float x2, float y2, uint32_t c2, float x3,
-                    float y3, uint32_t c3) {
-    KWR_FORWARD(kwrTrianglecfg(x1, y1, c1, x2, y2, c2, x3, y3, c3));
-}
-int kwr_triangle3cfg(kwr_context* ctx, float x1, float y1, float z1, uint32_t c1, float x2, float y2, float z2,
-                     uint32_t c2, float x3, float y3, float z3, uint32_t c3) {
-    KWR_FORWARD(kwrTriangle3cfg(x1, y1, z1, c1, x2, y2, z2, c2, x3, y3, z3, c3));
-}
-int kwr_triangletfg(kwr_context* ctx, float x1, float y1, float u1, float v1, float x2, float y2, float u2, float v2,
-                    float x3, float y3, float u3, float v3) {
-    KWR_FORWARD(kwrTriangletfg(x1, y1, u1, v1, x2, y2, u2, v2, x3, y3, u3, v3));
-}
-int kwr_triangle3tfg(kwr_context* ctx, float x1, float y1, float z1, float u1, float v1, float x2, float y2, float z2,
-                     float u2, float v2, float x3, float y3, float z3, float u3, float v3) {
-    KWR_FORWARD(kwrTriangle3tfg(x1, y1, z1, u1, v1, x2, y2, z2, u2, v2, x3, y3, z3, u3, v3));
-}
-int kwr_trianglectfg(kwr_context* ctx, float x1, float y1, uint32_t c1, float u1, float v1, float x2, float y2,
-                     uint32_t c2, float u2, float v2, float x3, float y3, uint32_t c3, float u3, float v3) {
-    KWR_FORWARD(kwrTrianglectfg(x1, y1, c1, u1, v1, x2, y2, c2, u2, v2, x3, y3, c3, u3, v3));
-}
-int kwr_triangle3ctfg(kwr_context* ctx, float x1, float y1, float z1, uint32_t c1, float u1, float v1, float x2,
-                      float y2, float z2, uint32_t c2, float u2, float v2, float x3, float y3, float z3, uint32_t c3,
-                      float u3, float v3) {
-    KWR_FORWARD(kwrTriangle3ctfg(x1, y1, z1, c1, u1, v1, x2, y2, z2, c2, u2, v2, x3, y3, z3, c3, u3, v3));
-}
+// The eight triangle kinds of one coordinate form, as the header declares
+// them: S the form's suffix, T the type of x and y.
+#define KWR_C_TRIANGLES_FORWARDED(S, T)                                                                              \
+    int kwr_triangle##S(kwr_context* ctx, T x1, T y1, T x2, T y2, T x3, T y3) {                                    \
+        KWR_FORWARD(kwrTriangle##S(x1, y1, x2, y2, x3, y3));                                                       \
+    }                                                                                                              \
+    int kwr_triangle3##S(kwr_context* ctx, T x1, T y1, float z1, T x2, T y2, float z2, T x3, T y3, float z3) {     \
+        KWR_FORWARD(kwrTriangle3##S(x1, y1, z1, x2, y2, z2, x3, y3, z3));                                          \
+    }                                                                                                              \
+    int kwr_trianglec##S(kwr_context* ctx, T x1, T y1, uint32_t c1, T x2, T y2, uint32_t c2, T x3, T y3,           \
+                         uint32_t c3) {                                                                            \
+        KWR_FORWARD(kwrTrianglec##S(x1, y1, c1, x2, y2, c2, x3, y3, c3));                                          \
+    }                                                                                                              \
+    int kwr_triangle3c##S(kwr_context* ctx, T x1, T y1, float z1, uint32_t c1, T x2, T y2, float z2, uint32_t c2,  \
+                          T x3, T y3, float z3, uint32_t c3) {                                                     \
+        KWR_FORWARD(kwrTriangle3c##S(x1, y1, z1, c1, x2, y2, z2, c2, x3, y3, z3, c3));                             \
+    }                                                                                                              \
+    int kwr_trianglet##S(kwr_context* ctx, T x1, T y1, float u1, float v1, T x2, T y2, float u2, float v2, T x3,   \
+                         T y3, float u3, float v3) {                                                               \
+        KWR_FORWARD(kwrTrianglet##S(x1, y1, u1, v1, x2, y2, u2, v2, x3, y3, u3, v3));                              \
+    }                                                                                                              \
+    int kwr_triangle3t##S(kwr_context* ctx, T x1, T y1, float z1, float u1, float v1, T x2, T y2, float z2,        \
+                          float u2, float v2, T x3, T y3, float z3, float u3, float v3) {                          \
+        KWR_FORWARD(kwrTriangle3t##S(x1, y1, z1, u1, v1, x2, y2, z2, u2, v2, x3, y3, z3, u3, v3));                 \
+    }                                                                                                              \
+    int kwr_trianglect##S(kwr_context* ctx, T x1, T y1, uint32_t c1, float u1, float v1, T x2, T y2, uint32_t c2,  \
+                          float u2, float v2, T x3, T y3, uint32_t c3, float u3, float v3) {                       \
+        KWR_FORWARD(kwrTrianglect##S(x1, y1, c1, u1, v1, x2, y2, c2, u2, v2, x3, y3, c3, u3, v3));                 \
+    }                                                                                                              \
+    int kwr_triangle3ct##S(kwr_context* ctx, T x1, T y1, float z1, uint32_t c1, float u1, float v1, T x2, T y2,    \
+                           float z2, uint32_t c2, float u2, float v2, T x3, T y3, float z3, uint32_t c3, float u3, \
+                           float v3) {                                                                             \
+        KWR_FORWARD(kwrTriangle3ct##S(x1, y1, z1, c1, u1, v1, x2, y2, z2, c2, u2, v2, x3, y3, z3, c3, u3, v3));    \
+    }
+KWR_C_TRIANGLES_FORWARDED(f, float)
+KWR_C_TRIANGLES_FORWARDED(fg, float)
+KWR_C_TRIANGLES_FORWARDED(, int)
 
 }  // extern "C"
