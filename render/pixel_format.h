@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <cwchar>
 
 #include "render/numeric.h"
 
@@ -355,6 +356,14 @@ struct FormatBytes {
 using Format24 = FormatBytes<24>;
 using Format32 = FormatBytes<32>;
 
+// Whether wchar_t is four bytes and the C library fills it with vector
+// stores chosen for the processor at run time (GNU's does).
+#if defined(__GLIBC__)
+constexpr bool kWideFillOf4Bytes = sizeof(wchar_t) == 4;
+#else
+constexpr bool kWideFillOf4Bytes = false;
+#endif
+
 // n pixels of the solid colour from p on; long runs are copied from a
 // block of the colour, which compilers turn into wide stores.
 template <class Fmt>
@@ -362,11 +371,26 @@ void storeSolidRun(unsigned char* p, std::ptrdiff_t n, const SolidColor& c) {
     if constexpr (Fmt::kBytes == 1) {
         if (n > 0) std::memset(p, c.c8, static_cast<std::size_t>(n));
     } else {
+        if constexpr (Fmt::kBytes == 4 && kWideFillOf4Bytes) {
+            // Long runs of aligned four-byte pixels: the C library's wide
+            // fill stores as wide as the processor allows.
+            if (n >= 64 && (reinterpret_cast<std::uintptr_t>(p) & 3u) == 0) {
+                wchar_t w;
+                unsigned char one[4];
+                Fmt::storeSolid(one, c);
+                std::memcpy(&w, one, sizeof w);
+                std::wmemset(reinterpret_cast<wchar_t*>(p), w, static_cast<std::size_t>(n));
+                return;
+            }
+        }
         constexpr int kBlock = 16;
         if (n >= kBlock) {
             unsigned char block[kBlock * Fmt::kBytes];
             for (int i = 0; i < kBlock; ++i) Fmt::storeSolid(block + i * Fmt::kBytes, c);
             for (; n >= kBlock; n -= kBlock, p += sizeof block) std::memcpy(p, block, sizeof block);
+            // The rest, fewer than a block, in one copy.
+            std::memcpy(p, block, static_cast<std::size_t>(n) * Fmt::kBytes);
+            return;
         }
         for (; n > 0; --n, p += Fmt::kBytes) Fmt::storeSolid(p, c);
     }
