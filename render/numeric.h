@@ -11,6 +11,10 @@
 #include <cmath>
 #include <cstdint>
 
+#if defined(__SSE2__) || defined(_M_X64)
+#include <emmintrin.h>
+#endif
+
 namespace kwr {
 
 // Truncates toward zero like a C cast for every value inside the int range;
@@ -28,11 +32,19 @@ inline int saturateToInt(double v) {
 // copies compiled for different instruction sets apart.
 template <class Level = void>
 inline int floorFloatToInt(float v) {
+#if defined(__SSE2__) || defined(_M_X64)
+    // The processor's truncation gives INT_MIN for NaN and out of range;
+    // the one value in range that gives it, -2^31, is its own floor.
+    const int t = _mm_cvttss_si32(_mm_set_ss(v));
+    if (t == INT_MIN) return v >= 0.0f ? INT_MAX : INT_MIN;
+    return static_cast<float>(t) > v ? t - 1 : t;
+#else
     if (v >= -2147483648.0f && v < 2147483648.0f) {
         const int i = static_cast<int>(v);
         return static_cast<float>(i) > v ? i - 1 : i;
     }
     return v >= 0.0f ? INT_MAX : INT_MIN;  // above range; below range or NaN
+#endif
 }
 
 // floor(v + 0.5): the addition in single precision, the floor in double
