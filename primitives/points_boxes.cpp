@@ -45,11 +45,12 @@ bool clipBox(const RenderState& s, int x1, int y1, int x2, int y2, Box& box) {
 template <class Fmt>
 void fillBox(const RenderState& s, const Box& b, int firstRow, int lastRow, const float* z) {
     const SolidColor c = solidColor(s);
+    SolidRuns<Fmt> runs(c);
     const int n = b.xb - b.xa + 1;
     for (int y = firstRow; y <= lastRow; ++y) {
         unsigned char* p = s.bits + pixelOffset(b.xa, y, s.pitch, Fmt::kBytes);
         if (z == nullptr) {
-            storeSolidRun<Fmt>(p, n, c);
+            runs(p, n);
         } else {
             float* d = depthView(s).at(b.xa, y);
             for (int i = 0; i < n; ++i, p += Fmt::kBytes, ++d) {

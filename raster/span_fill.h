@@ -339,7 +339,7 @@ void runRowBlocks(RowRun* runs, int count, const SpanContext& k, BlockRunner blo
 // Walks rows firstRow..lastRow: the skip test and clipping (clipRow), the
 // depth stepped by addition and the span parameter p stepped by addition,
 // both computed ahead into blocks handed to `block`.  Rules of whole spans
-// take each clipped span at once.
+// take each clipped span at once, through the rule's Runs.
 template <class Rule, class Fmt, class ShortSpan>
 void walkSpans(const RenderState& s, int firstRow, int lastRow, const SpanContext& k, BlockRunner block,
                ShortSpan&& shortSpan) {
@@ -349,10 +349,11 @@ void walkSpans(const RenderState& s, int firstRow, int lastRow, const SpanContex
     clampRows(s, firstRow, lastRow);
     if constexpr (Rule::kTraits.wholeSpan) {
         const ScanLineTable& t = s.scan;
+        typename Rule::template Runs<Fmt> runs(k);
         for (int row = firstRow; row <= lastRow; ++row) {
             const std::int64_t L = t.scanLeftX[row] > 0 ? t.scanLeftX[row] : 0;
             const std::int64_t R = t.scanRightX[row] < s.clipRight ? t.scanRightX[row] : s.clipRight;
-            if (L <= R) Rule::template run<Fmt>(k, s.bits + pixelOffset(static_cast<int>(L), row, s.pitch, Fmt::kBytes), R - L + 1);
+            if (L <= R) runs(s.bits + pixelOffset(static_cast<int>(L), row, s.pitch, Fmt::kBytes), R - L + 1);
         }
     } else {
         RowRun runs[kRowsAtOnce];

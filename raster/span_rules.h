@@ -232,12 +232,17 @@ template <bool Blended>
 struct RuleFlat {
     static constexpr SpanTraits kTraits = Blended ? kUntested.blended().whole() : kUntested.whole();
     template <class Fmt>
-    static void run(const SpanContext& k, unsigned char* px, std::int64_t n) {
-        if constexpr (Blended)
-            blendIntRun<Fmt>(px, n, k.flatBlend);
-        else
-            storeSolidRun<Fmt>(px, n, k.solid);
-    }
+    struct Runs {
+        explicit Runs(const SpanContext& k) : k(k), solid(k.solid) {}
+        void operator()(unsigned char* px, std::int64_t n) {
+            if constexpr (Blended)
+                blendIntRun<Fmt>(px, n, k.flatBlend);
+            else
+                solid(px, n);
+        }
+        const SpanContext& k;
+        SolidRuns<Fmt> solid;
+    };
 };
 
 // The 8 bpp forms (Format8::fillOn8): the cube colour where a rule's depth
@@ -256,9 +261,13 @@ template <bool LowByte>
 struct RuleCubeRun {
     static constexpr SpanTraits kTraits = kUntested.whole();
     template <class Fmt>
-    static void run(const SpanContext& k, unsigned char* px, std::int64_t n) {
-        std::memset(px, LowByte ? static_cast<int>(k.solid.c32 & 0xFFu) : k.solid.c8, static_cast<std::size_t>(n));
-    }
+    struct Runs {
+        explicit Runs(const SpanContext& k) : k(k) {}
+        void operator()(unsigned char* px, std::int64_t n) {
+            std::memset(px, LowByte ? static_cast<int>(k.solid.c32 & 0xFFu) : k.solid.c8, static_cast<std::size_t>(n));
+        }
+        const SpanContext& k;
+    };
 };
 
 // ------------------------------------------------------ the member table --

@@ -307,6 +307,34 @@ TEST(SpanLevels, BlendRunEqualsPixelBlend) {
     }
 }
 
+// Runs of the solid colour against pixel-by-pixel stores: runs of every
+// length from none to several patterns long, at odd offsets, one after the
+// other through the same runner (which makes its pattern at the first long
+// one), some of them off the pixels' alignment, touching nothing outside
+// them.
+template <class Fmt>
+void checkSolidRuns(const kwr::SolidColor& c) {
+    constexpr int kMost = 1100;
+    std::vector<unsigned char> runs((kMost + 8) * Fmt::kBytes, 0xA5), plain(runs);
+    kwr::SolidRuns<Fmt> run(c);
+    for (int n = 0; n <= kMost; n += n < 80 ? 1 : 37) {
+        const int at = n % 5 * Fmt::kBytes + (n % 3 == 0 ? 1 : 0);
+        run(runs.data() + at, n);
+        for (int i = 0; i < n; ++i) Fmt::storeSolid(plain.data() + at + i * Fmt::kBytes, c);
+        ASSERT_EQ(runs, plain) << Fmt::kBytes << "-byte pixels, run of " << n << " at " << at;
+    }
+}
+TEST(SpanLevels, SolidRunsEqualPixelStores) {
+    kwr::SolidColor c;
+    c.c8 = 0x9C;
+    c.c16 = 0x5A3C;
+    c.c32 = 0x80C0FFEE;
+    checkSolidRuns<kwr::Format8>(c);
+    checkSolidRuns<kwr::Format16>(c);
+    checkSolidRuns<kwr::Format24>(c);
+    checkSolidRuns<kwr::Format32>(c);
+}
+
 // The lane forms that replace a division or a wider product, over their
 // whole domain, for a lane set of four lanes or of one.
 template <class V>
