@@ -107,7 +107,6 @@ struct SampledMap {
 // Everything a fill needs from the render context, prepared once per call.
 struct SpanContext {
     SolidColor solid;
-    std::uint32_t opaque[4];  // the colour stored opaque, per format (index bytes per pixel - 1)
     unsigned cB, cG, cR, cA;
     IntBlend blend;      // the flat integer blend of the colour
     IntBlend flatBlend;  // the same keeping the 32 bpp alpha byte
@@ -128,10 +127,6 @@ template <bool Textured>
 SpanContext makeSpanContext(const RenderState& s) {
     SpanContext k;  // the maps stay unset for fills that do not sample them
     k.solid = solidColor(s);
-    k.opaque[0] = s.color8;
-    k.opaque[1] = s.color16;
-    k.opaque[2] = s.color & 0xFFFFFFu;
-    k.opaque[3] = s.color | 0xFF000000u;
     k.cB = s.color & 0xFFu;
     k.cG = (s.color >> 8) & 0xFFu;
     k.cR = (s.color >> 16) & 0xFFu;
@@ -166,7 +161,8 @@ struct RowEnds {
 
 // Filled in place (copying a just-built RowEnds as a whole would load it in
 // wider pieces than it was stored in, which stalls the processor), and only
-// with what the fill interpolates.
+// with what the fill interpolates.  The channels are spelled out: as a loop
+// they cost 2-5% more instructions per small triangle with g++ 12.
 template <bool Shaded, bool Textured>
 KWR_ALWAYS_INLINE void loadRowEnds(const ScanLineTable& t, int row, RowEnds& e) {
     if constexpr (Shaded) {

@@ -64,7 +64,7 @@ struct Rule3 {
     static constexpr SpanTraits kTraits = kNearerTested;
     KWR_RULE_LANES {
         (void)e, (void)p, (void)old, (void)write;
-        return V::splatI(static_cast<std::int32_t>(k.opaque[Fmt::kBytes - 1]));
+        return V::splatI(static_cast<std::int32_t>(Fmt::opaqueWord(k.solid)));
     }
 };
 
@@ -254,7 +254,7 @@ struct RuleCube {
         StoresDepth ? SpanTraits{}.tested(Rule::kTraits.depth) : SpanTraits{}.tested(Rule::kTraits.depth).keepingDepth();
     KWR_RULE_LANES {
         (void)e, (void)p, (void)old, (void)write;
-        return V::splatI(static_cast<std::int32_t>(k.opaque[0]));
+        return V::splatI(static_cast<std::int32_t>(Format8::opaqueWord(k.solid)));
     }
 };
 template <bool LowByte>

@@ -153,6 +153,8 @@ struct Format8 {
     static constexpr int kBpp = 8;
     static constexpr int kBytes = 1;
     static void storeSolid(unsigned char* p, const SolidColor& c) { *p = c.c8; }
+    // The pixel word of the colour drawn opaque through lanes.
+    static std::uint32_t opaqueWord(const SolidColor& c) { return c.c8; }
 
     // The 8 bpp behaviour of every fill.  Fills without a depth test draw
     // in the cube colour when flat, and nothing when shaded or textured; a
@@ -188,6 +190,7 @@ struct Format16 {
     static constexpr int kBytes = 2;
     static constexpr bool kDrawsImages = true;
     static void storeSolid(unsigned char* p, const SolidColor& c) { store16(p, c.c16); }
+    static std::uint32_t opaqueWord(const SolidColor& c) { return c.c16; }
     // A pixel from the bytes of a colour: the top five bits of each; 16 bpp
     // has no alpha to keep or store.
     static void storeColour(unsigned char* p, std::uint32_t b, std::uint32_t g, std::uint32_t r) {
@@ -264,6 +267,10 @@ struct FormatBytes {
     static constexpr int kBpp = Bpp;
     static constexpr int kBytes = Bpp / 8;
     static constexpr bool kDrawsImages = true;
+    // Opaque through lanes, 32 bpp stores alpha 255.
+    static std::uint32_t opaqueWord(const SolidColor& c) {
+        return Bpp == 32 ? c.c32 | 0xFF000000u : c.c32 & 0xFFFFFFu;
+    }
     static void storeSolid(unsigned char* p, const SolidColor& c) {
         if constexpr (Bpp == 32) {
             store32(p, c.c32);
