@@ -6,16 +6,8 @@
 set -eu
 cd "$(dirname "$0")/.."
 
-if [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null; then
-  need=""
-  for p in g++ cmake ninja-build libpng-dev libsdl2-dev; do
-    dpkg -s "$p" >/dev/null 2>&1 || need="$need $p"
-  done
-  if [ -n "$need" ]; then
-    echo "== installing:$need"
-    apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq $need >/dev/null
-  fi
-fi
+. tools/install-missing.sh
+install_missing g++ cmake ninja-build libpng-dev libsdl2-dev
 
 # A build of its own: the demo needs neither the test nor the benchmark
 # frameworks.

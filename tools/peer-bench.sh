@@ -8,16 +8,8 @@
 set -eu
 cd "$(dirname "$0")/.."
 
-if [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null; then
-  need=""
-  for p in libosmesa6-dev libsdl2-dev pkg-config; do
-    dpkg -s "$p" >/dev/null 2>&1 || need="$need $p"
-  done
-  if [ -n "$need" ]; then
-    echo "== installing:$need"
-    apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq $need >/dev/null
-  fi
-fi
+. tools/install-missing.sh
+install_missing libosmesa6-dev libsdl2-dev pkg-config
 
 out_given=no
 for a in "$@"; do [ "$a" = --out ] && out_given=yes; done

@@ -11,16 +11,8 @@
 set -u
 cd "$(dirname "$0")/.."
 
-if [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null; then
-  need=""
-  for p in $(grep -v '^#' tools/packages.txt); do
-    dpkg -s "$p" >/dev/null 2>&1 || need="$need $p"
-  done
-  if [ -n "$need" ]; then
-    echo "== installing:$need"
-    apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq $need >/dev/null || exit 1
-  fi
-fi
+. tools/install-missing.sh
+install_missing $(grep -v '^#' tools/packages.txt) || exit 1
 
 status=0
 summary=""

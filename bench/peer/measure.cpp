@@ -97,4 +97,21 @@ bool selected(const std::vector<std::string>& chosen, const char* key) {
     return chosen.empty() || std::find(chosen.begin(), chosen.end(), key) != chosen.end();
 }
 
+bool parseCommon(int argc, char** argv, int& i, CommonOptions& o) {
+    const std::string a = argv[i];
+    const bool hasValue = i + 1 < argc;
+    if (a == "--quick") {
+        o.quick = true;
+    } else if (a == "--out" && hasValue) {
+        o.out = argv[++i];
+    } else if (a == "--label" && hasValue) {
+        o.label = argv[++i];
+    } else if (a == "--modes" && hasValue) {
+        o.modes = splitList(argv[++i]);
+    } else {
+        return false;
+    }
+    return true;
+}
+
 }  // namespace peerbench

@@ -56,4 +56,14 @@ std::vector<std::string> splitList(const std::string& s);
 // Whether `key` is in `chosen`, or `chosen` is empty (all).
 bool selected(const std::vector<std::string>& chosen, const char* key);
 
+// The options every benchmark program takes.
+struct CommonOptions {
+    bool quick = false;
+    std::string out;
+    std::string label;               // names the library's version in the output
+    std::vector<std::string> modes;  // empty: all
+};
+// Takes argv[i] (and its value, moving i on) when it is a common option.
+bool parseCommon(int argc, char** argv, int& i, CommonOptions& o);
+
 }  // namespace peerbench

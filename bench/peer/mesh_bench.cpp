@@ -28,25 +28,16 @@ namespace {
 
 const char* const kDefaultModels[] = {"/usr/share/glmark2/models/bunny.obj", "/usr/share/glmark2/models/horse.3ds"};
 
-struct Options {
-    bool quick = false;
-    std::string out, label;
-    std::vector<std::string> modes, models;
+struct Options : CommonOptions {
+    std::vector<std::string> models;
 };
 
 Options parse(int argc, char** argv) {
     Options o;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
-        const bool hasValue = i + 1 < argc;
-        if (a == "--quick") {
-            o.quick = true;
-        } else if (a == "--out" && hasValue) {
-            o.out = argv[++i];
-        } else if (a == "--label" && hasValue) {
-            o.label = argv[++i];
-        } else if (a == "--modes" && hasValue) {
-            o.modes = splitList(argv[++i]);
+        if (parseCommon(argc, argv, i, o)) {
+            continue;
         } else if (!a.empty() && a[0] != '-') {
             o.models.push_back(a);
         } else {

@@ -76,13 +76,10 @@ struct Result {
     double fixedCost = 0;
 };
 
-struct Options {
-    bool quick = false;
-    std::string out;
-    std::string readme;  // a file whose marked section takes the summary
-    std::string label;   // names the library's version in the output
-    std::vector<std::string> peers, modes, sizes;  // empty: all
-    int threads = 0;     // kwr-mt's thread count (0: one per core)
+struct Options : CommonOptions {
+    std::string readme;                     // a file whose marked section takes the summary
+    std::vector<std::string> peers, sizes;  // empty: all
+    int threads = 0;                        // kwr-mt's thread count (0: one per core)
 };
 
 void copyText(char* to, std::size_t size, const std::string& from) {
@@ -247,18 +244,12 @@ Options parse(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
         const bool hasValue = i + 1 < argc;
-        if (a == "--quick") {
-            o.quick = true;
-        } else if (a == "--out" && hasValue) {
-            o.out = argv[++i];
-        } else if (a == "--label" && hasValue) {
-            o.label = argv[++i];
+        if (parseCommon(argc, argv, i, o)) {
+            continue;
         } else if (a == "--readme" && hasValue) {
             o.readme = argv[++i];
         } else if (a == "--peers" && hasValue) {
             o.peers = splitList(argv[++i]);
-        } else if (a == "--modes" && hasValue) {
-            o.modes = splitList(argv[++i]);
         } else if (a == "--threads" && hasValue) {
             o.threads = std::atoi(argv[++i]);
         } else if (a == "--sizes" && hasValue) {
