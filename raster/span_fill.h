@@ -107,9 +107,8 @@ struct SampledMap {
 // Everything a fill needs from the render context, prepared once per call.
 struct SpanContext {
     SolidColor solid;
-    unsigned cB, cG, cR, cA;
-    IntBlend blend;      // the flat integer blend of the colour
-    IntBlend flatBlend;  // the same keeping the 32 bpp alpha byte
+    IntBlend blend;      // the flat integer blend of the colour (flat blends only)
+    IntBlend flatBlend;  // the same keeping the 32 bpp alpha byte (flat blends only)
     SampledMap texture;
     SampledMap alphaMap;
     enum { kAlphaFromTexel, kAlphaSameSize, kAlphaOwnSize } alphaSource;
@@ -122,18 +121,18 @@ inline SampledMap sampledMap(const unsigned char* data, int width, int height, s
     return SampledMap{data, width, height, pitch, 1.0 / width, 1.0 / height, reach <= INT32_MAX};
 }
 
-// The maps are prepared only for the fills that sample them.
-template <bool Textured>
+// The integer blends are prepared only for the flat blended fills, the
+// maps only for the fills that sample them; the rest stays unset.
+template <class Rule>
 SpanContext makeSpanContext(const RenderState& s) {
-    SpanContext k;  // the maps stay unset for fills that do not sample them
+    constexpr FillLetters kLetters = Rule::kTraits.letters;
+    SpanContext k;
     k.solid = solidColor(s);
-    k.cB = s.color & 0xFFu;
-    k.cG = (s.color >> 8) & 0xFFu;
-    k.cR = (s.color >> 16) & 0xFFu;
-    k.cA = (s.color >> 24) & 0xFFu;
-    k.blend = intBlendOf(s.color, false);
-    k.flatBlend = intBlendOf(s.color, true);
-    if constexpr (!Textured) return k;
+    if constexpr (kLetters.blended && !kLetters.shaded && !kLetters.textured) {
+        k.blend = intBlendOf(s.color, false);
+        k.flatBlend = intBlendOf(s.color, true);
+    }
+    if constexpr (!kLetters.textured) return k;
     // A map bound with a size of zero or less would divide by zero in the
     // wrap: such a texture samples the built-in texel, and such an alpha map
     // counts as unbound.

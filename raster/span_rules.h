@@ -4,7 +4,7 @@
 // test, how it uses the row walk) and lanes<LaneSet, Format>(), its
 // arithmetic on one pixel per lane.  The same body runs at every level: the
 // vector lane sets of raster/span_lanes.h and the one-lane set of plain
-// scalars.  The flat triangles without depth write whole spans (run()).
+// scalars.  The flat triangles without depth write whole spans (Runs).
 // What each fill draws on 8 bpp surfaces is Format8's policy; the list of
 // fills x formats x levels is KWR_LANE_FILLS with makeLaneBlocks below.
 #ifndef KWR_RASTER_SPAN_RULES_H
@@ -18,11 +18,12 @@
 
 namespace kwr {
 
-// Channel i of the memory order (0 blue, 1 green, 2 red) in the colour
-// order of the scan-line table (0 red, 1 green, 2 blue).  Static: the lane
-// blocks of every level call them, and each level keeps its own copy.
+// Static, like the next: the lane blocks of every level call them, and each
+// level keeps its own copy.  Channel i of the memory order (0 blue, 1 green,
+// 2 red) in the colour order of the scan-line table (0 red, 1 green, 2 blue).
 static inline int shadeIndex(int i) { return 2 - i; }
-static inline unsigned colorByte(const SpanContext& k, int i) { return i == 0 ? k.cB : (i == 1 ? k.cG : k.cR); }
+// Byte i of the current colour word (0 blue, 1 green, 2 red, 3 alpha).
+static inline unsigned colorByte(const SpanContext& k, int i) { return (k.solid.c32 >> (8 * i)) & 0xFFu; }
 
 // The interpolated channels of a lane group, in the table's order.
 template <class V>
@@ -181,7 +182,7 @@ struct RuleTexturedBlend {
         const TexelLanes<V> x = sampleLanes<V>(k, e, p, write);
         const F d = V::splatF(255.0f);
         const typename V::I m = alphaLanes<V>(k, x, write);
-        const F a = V::div(V::div(V::toF(V::mulSmall(m, V::splatI(static_cast<std::int32_t>(k.cA)))), d), d);
+        const F a = V::div(V::div(V::toF(V::mulSmall(m, V::splatI(static_cast<std::int32_t>(colorByte(k, 3))))), d), d);
         narrowToWeighted<RuleTexturedBlend, Fmt, V>(write, a);
         auto product = [&](int i) {
             return V::toF(V::mulSmall(texelByteLanes<V>(x, i), V::splatI(static_cast<std::int32_t>(colorByte(k, i)))));
@@ -387,7 +388,7 @@ void walkRule(const RenderState& s, int firstRow, int lastRow, const SpanContext
 template <class Rule>
 void fillTriangleRows(const RenderState& s, int firstRow, int lastRow) {
     if (firstRow > lastRow) return;
-    const SpanContext k = makeSpanContext<Rule::kTraits.letters.textured>(s);
+    const SpanContext k = makeSpanContext<Rule>(s);
     withFormat(s.renderBpp, [&](auto format) {
         using Fmt = decltype(format);
         if constexpr (Fmt::kBpp == 8) {
