@@ -255,13 +255,10 @@ struct ScalarLanes {
     static bool all(I m) { return m != 0; }
 
     // Doubles: the lane's value in both halves; fromD truncates the first,
-    // which must lie inside the int range.
+    // saturated.
     static D loD(I v) { return static_cast<double>(v); }
     static D hiD(I v) { return static_cast<double>(v); }
-    static I fromD(D lo, D) {
-        if (!(lo > -2147483649.0)) return INT32_MIN;
-        return lo >= 2147483647.0 ? INT32_MAX : static_cast<I>(lo);
-    }
+    static I fromD(D lo, D) { return saturateToInt(lo); }
     static D andLessD(D a, D b, D v) { return a < b ? v : 0.0; }
     static D floorD(D x) { return std::floor(x); }
 };

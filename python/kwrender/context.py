@@ -380,13 +380,7 @@ class Context:
         uv: float32 u, v per vertex, (3N, 2) or (N, 3, 2), textured with the
         bound texture.  The call drawn follows from what is given:
         trianglef, triangle3f, trianglecf, ..., triangle3ctf."""
-        pos = chk.array("xyz", xyz, np.float32)
-        if pos.ndim == 3 and pos.shape[1] == 3 and pos.shape[2] in (2, 3):
-            n, dims = pos.shape[0], pos.shape[2]
-        elif pos.ndim == 2 and pos.shape[1] in (2, 3) and pos.shape[0] % 3 == 0:
-            n, dims = pos.shape[0] // 3, pos.shape[1]
-        else:
-            raise ValueError(f"xyz must have shape (3N, 2|3) or (N, 3, 2|3), got {pos.shape}")
+        pos, n, dims = _vertices(xyz, 3)
         args = [_address(pos)]
         name = "kwr_triangles" + ("3" if dims == 3 else "")
         if colors is not None:
@@ -407,13 +401,7 @@ class Context:
     def lines(self, xyz: np.ndarray) -> None:
         """Draws N lines in one call (linef, or line3f with depth): float32
         (N, 2, 2) or (2N, 2) x, y per end, or (N, 2, 3) or (2N, 3) x, y, depth."""
-        pos = chk.array("xyz", xyz, np.float32)
-        if pos.ndim == 3 and pos.shape[1] == 2 and pos.shape[2] in (2, 3):
-            n, dims = pos.shape[0], pos.shape[2]
-        elif pos.ndim == 2 and pos.shape[1] in (2, 3) and pos.shape[0] % 2 == 0:
-            n, dims = pos.shape[0] // 2, pos.shape[1]
-        else:
-            raise ValueError(f"xyz must have shape (2N, 2|3) or (N, 2, 2|3), got {pos.shape}")
+        pos, n, dims = _vertices(xyz, 2)
         name = "kwr_lines3f" if dims == 3 else "kwr_linesf"
         _check(name, getattr(lib, name)(self._handle, n, _address(pos)))
 
@@ -529,6 +517,17 @@ class Context:
     def line3fg(self, x1: float, y1: float, z1: float, x2: float, y2: float, z2: float) -> None:
         """line3 with centred float ends."""
         self._call("kwr_line3fg", "ffffff", (x1, y1, z1, x2, y2, z2))
+
+
+def _vertices(xyz: Any, per: int) -> "tuple[np.ndarray, int, int]":
+    """The float32 vertices of N primitives of `per` vertices each, shaped
+    (per * N, 2|3) or (N, per, 2|3): the array, N, and 2 or 3 values a vertex."""
+    pos = chk.array("xyz", xyz, np.float32)
+    if pos.ndim == 3 and pos.shape[1] == per and pos.shape[2] in (2, 3):
+        return pos, pos.shape[0], pos.shape[2]
+    if pos.ndim == 2 and pos.shape[1] in (2, 3) and pos.shape[0] % per == 0:
+        return pos, pos.shape[0] // per, pos.shape[1]
+    raise ValueError(f"xyz must have shape ({per}N, 2|3) or (N, {per}, 2|3), got {pos.shape}")
 
 
 def _triangle_method(variant: str):
