@@ -319,6 +319,21 @@ using Lanes = Sse2Lanes<0>;
 // SSE2 plus the floor instruction.
 namespace lanes_sse41 {
 struct Lanes : Sse2Lanes<1> {
+    // Three-byte pixels: four in 12 bytes, spread to or gathered from the
+    // low three bytes of each lane; only those 12 bytes are read or written.
+    static I loadU24(const unsigned char* p) {
+        std::int32_t last;
+        std::memcpy(&last, p + 8, 4);
+        const I first = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
+        const I bytes = _mm_unpacklo_epi64(first, _mm_cvtsi32_si128(last));
+        return _mm_shuffle_epi8(bytes, _mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1));
+    }
+    static void storeU24(unsigned char* p, I v) {
+        const I packed = _mm_shuffle_epi8(v, _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(p), packed);
+        const std::int32_t last = _mm_cvtsi128_si32(_mm_srli_si128(packed, 8));
+        std::memcpy(p + 8, &last, 4);
+    }
     static I floorInt(F x) {
         const I t = _mm_cvttps_epi32(_mm_floor_ps(x));  // INT_MIN for NaN and out of range
         return select(_mm_castps_si128(_mm_cmpge_ps(x, _mm_set1_ps(2147483648.0f))), _mm_set1_epi32(INT32_MAX), t);
@@ -343,8 +358,23 @@ struct Lanes {
         const __m256i packed = _mm256_permute4x64_epi64(_mm256_packs_epi32(v, v), 0x08);
         _mm_storeu_si128(static_cast<__m128i*>(p), _mm256_castsi256_si128(packed));
     }
-    static I loadU24(const unsigned char* p) { return loadBytes3<Lanes>(p); }
-    static void storeU24(unsigned char* p, I v) { storeBytes3<Lanes>(p, v); }
+    // Three-byte pixels: four per 128-bit half, spread to or gathered from
+    // the low three bytes of each lane; only the 24 bytes are read or written.
+    static I loadU24(const unsigned char* p) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));        // bytes 0-15
+        const __m128i b = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p + 16));  // bytes 16-23
+        const I bytes = _mm256_inserti128_si256(_mm256_castsi128_si256(a), _mm_alignr_epi8(b, a, 12), 1);
+        return _mm256_shuffle_epi8(bytes, _mm256_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1, 0, 1,
+                                                           2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1));
+    }
+    static void storeU24(unsigned char* p, I v) {
+        const I packed = _mm256_shuffle_epi8(v, _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1,
+                                                                -1, 0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1,
+                                                                -1, -1));
+        const __m128i lo = _mm256_castsi256_si128(packed), hi = _mm256_extracti128_si256(packed, 1);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_or_si128(lo, _mm_slli_si128(hi, 12)));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(p + 16), _mm_srli_si128(hi, 4));
+    }
     // Four-byte elements through masked moves, the others by copying.
     static I firstLanes(int m) {
         return _mm256_cmpgt_epi32(_mm256_set1_epi32(m), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
