@@ -374,10 +374,12 @@ constexpr bool kWideFillOf4Bytes = false;
 // Runs of the solid colour, one after the other (the rows of one drawing
 // call).  Runs of a few blocks are copied from a block of the colour, which
 // compilers turn into stores of registers as wide as the build allows.
-// Long runs are handed to the C library, which stores as wide as the
-// processor allows: four-byte pixels to its wide fill where it is GNU's,
-// three-byte pixels as copies of a pattern of the colour made at the first
-// long run.  (Two-byte pixels fill as fast from blocks.)
+// Long runs of four-byte pixels go to the C library's wide fill where it
+// is GNU's, which stores as wide as the processor allows.  Long runs of
+// three-byte pixels are copies of a pattern of 32 pixels of the colour made
+// at the first long run: 96 bytes, a copy compilers inline as six 16-byte
+// moves (library copies of a longer pattern cost more per row).  Two-byte
+// pixels fill as fast from blocks.
 template <class Fmt>
 class SolidRuns {
 public:
@@ -417,7 +419,7 @@ private:
     static constexpr bool kFromPattern = Fmt::kBytes == 3;
     static constexpr int kBlock = 16;
     static constexpr int kLong = 64;
-    static constexpr int kPatternPixels = kFromPattern ? 256 : 1;
+    static constexpr int kPatternPixels = kFromPattern ? 32 : 1;
 
     void fromBlocks(unsigned char* p, std::ptrdiff_t n) const {
         if (n >= kBlock) {
