@@ -15,7 +15,10 @@
 
 #include <cstdint>
 
-#if defined(_MSC_VER) && (defined(_M_X64) || defined(_M_IX86))
+#if defined(__SSE2__) || defined(_M_X64)
+#include <xmmintrin.h>
+#define KWR_CHAINS_IN_VECTORS 1
+#elif defined(_MSC_VER) && defined(_M_IX86)
 #include <xmmintrin.h>
 #endif
 
@@ -284,12 +287,28 @@ constexpr int kShortSpan = Rule::kTraits.interpolates() ? 3 : 17;
 // still one addition after the other, but the chains of different rows are
 // independent and run side by side.
 constexpr int kRowsAtOnce = 4;
+using ChainBlock = float[kRowsAtOnce][kBlockPixels + kWidestLanes];
+
+#if KWR_CHAINS_IN_VECTORS
+// Entries i..i+3 of the four rows' chains `c` (one row a lane), each entry
+// the last plus `step`: the four entries are added in registers, then
+// turned so that each row's four values go out in one store.
+KWR_ALWAYS_INLINE void chainFourEntries(ChainBlock& block, int i, __m128& c, __m128 step) {
+    __m128 e0 = c, e1 = _mm_add_ps(e0, step), e2 = _mm_add_ps(e1, step), e3 = _mm_add_ps(e2, step);
+    c = _mm_add_ps(e3, step);
+    _MM_TRANSPOSE4_PS(e0, e1, e2, e3);
+    _mm_storeu_ps(&block[0][i], e0);
+    _mm_storeu_ps(&block[1][i], e1);
+    _mm_storeu_ps(&block[2][i], e2);
+    _mm_storeu_ps(&block[3][i], e3);
+}
+#endif
 
 template <class Rule, class Fmt>
 void runRowBlocks(RowRun* runs, int count, const SpanContext& k, BlockRunner block) {
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
     constexpr bool kParam = Rule::kTraits.interpolates();
-    float pBlock[kRowsAtOnce][kBlockPixels + kWidestLanes], zBlock[kRowsAtOnce][kBlockPixels + kWidestLanes];
+    ChainBlock pBlock, zBlock;
     float p[kRowsAtOnce] = {}, sp[kRowsAtOnce] = {}, z[kRowsAtOnce] = {}, dz[kRowsAtOnce] = {};
     for (int j = 0; j < count; ++j) {
         p[j] = runs[j].p;
@@ -307,7 +326,20 @@ void runRowBlocks(RowRun* runs, int count, const SpanContext& k, BlockRunner blo
         // Entry i of a row is its chain value at pixel i of the block; entry
         // m is the value the next block starts from.
         const int entries = (most + block.lanes) / block.lanes * block.lanes;
-        for (int i = 0; i < entries; ++i) {
+        int i = 0;
+#if KWR_CHAINS_IN_VECTORS
+        // Four entries at a time where the processor has the vectors; the
+        // additions are the same, one per entry and row.
+        __m128 pv = _mm_loadu_ps(p), zv = _mm_loadu_ps(z);
+        const __m128 spv = _mm_loadu_ps(sp), dzv = _mm_loadu_ps(dz);
+        for (; i + 4 <= entries; i += 4) {
+            if constexpr (kParam) chainFourEntries(pBlock, i, pv, spv);
+            if constexpr (kDepth) chainFourEntries(zBlock, i, zv, dzv);
+        }
+        _mm_storeu_ps(p, pv);
+        _mm_storeu_ps(z, zv);
+#endif
+        for (; i < entries; ++i) {
             for (int j = 0; j < kRowsAtOnce; ++j) {
                 if constexpr (kParam) {
                     pBlock[j][i] = p[j];
