@@ -264,6 +264,13 @@ struct ScalarLanes {
 };
 
 #if KWR_X86_64
+// Three-byte pixels in a 128-bit lane: the byte moves that spread twelve
+// bytes to the low three bytes of four 32-bit lanes, and that gather them
+// back (-1 gives a zero byte).  Tables, not functions, so that the sets of
+// every level load them with their own instructions.
+alignas(16) inline constexpr std::int8_t kSpread24[16] = {0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1};
+alignas(16) inline constexpr std::int8_t kGather24[16] = {0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1};
+
 // Four lanes with SSE2 only; floors by truncation and correction.  A
 // template so that the SSE4.1 set, which builds on it, gets its own copy.
 template <int Level>
@@ -326,10 +333,10 @@ struct Lanes : Sse2Lanes<1> {
         std::memcpy(&last, p + 8, 4);
         const I first = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
         const I bytes = _mm_unpacklo_epi64(first, _mm_cvtsi32_si128(last));
-        return _mm_shuffle_epi8(bytes, _mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1));
+        return _mm_shuffle_epi8(bytes, _mm_load_si128(reinterpret_cast<const __m128i*>(kSpread24)));
     }
     static void storeU24(unsigned char* p, I v) {
-        const I packed = _mm_shuffle_epi8(v, _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1));
+        const I packed = _mm_shuffle_epi8(v, _mm_load_si128(reinterpret_cast<const __m128i*>(kGather24)));
         _mm_storel_epi64(reinterpret_cast<__m128i*>(p), packed);
         const std::int32_t last = _mm_cvtsi128_si32(_mm_srli_si128(packed, 8));
         std::memcpy(p + 8, &last, 4);
@@ -360,17 +367,17 @@ struct Lanes {
     }
     // Three-byte pixels: four per 128-bit half, spread to or gathered from
     // the low three bytes of each lane; only the 24 bytes are read or written.
+    static I halves24(const std::int8_t* moves) {
+        return _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(moves)));
+    }
     static I loadU24(const unsigned char* p) {
         const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));        // bytes 0-15
         const __m128i b = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p + 16));  // bytes 16-23
         const I bytes = _mm256_inserti128_si256(_mm256_castsi128_si256(a), _mm_alignr_epi8(b, a, 12), 1);
-        return _mm256_shuffle_epi8(bytes, _mm256_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1, 0, 1,
-                                                           2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1));
+        return _mm256_shuffle_epi8(bytes, halves24(kSpread24));
     }
     static void storeU24(unsigned char* p, I v) {
-        const I packed = _mm256_shuffle_epi8(v, _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1,
-                                                                -1, 0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1,
-                                                                -1, -1));
+        const I packed = _mm256_shuffle_epi8(v, halves24(kGather24));
         const __m128i lo = _mm256_castsi256_si128(packed), hi = _mm256_extracti128_si256(packed, 1);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_or_si128(lo, _mm_slli_si128(hi, 12)));
         _mm_storel_epi64(reinterpret_cast<__m128i*>(p + 16), _mm_srli_si128(hi, 4));
@@ -442,11 +449,11 @@ struct Lanes {
     static I expand24(I bytes) {
         const I dwords =
             _mm512_permutexvar_epi32(_mm512_setr_epi32(0, 1, 2, 0, 3, 4, 5, 0, 6, 7, 8, 0, 9, 10, 11, 0), bytes);
-        const __m128i spread = _mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
+        const __m128i spread = _mm_load_si128(reinterpret_cast<const __m128i*>(kSpread24));
         return _mm512_shuffle_epi8(dwords, _mm512_broadcast_i32x4(spread));
     }
     static I pack24(I v) {
-        const __m128i gather = _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
+        const __m128i gather = _mm_load_si128(reinterpret_cast<const __m128i*>(kGather24));
         const I packed = _mm512_shuffle_epi8(v, _mm512_broadcast_i32x4(gather));
         return _mm512_permutexvar_epi32(_mm512_setr_epi32(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 0, 0, 0, 0), packed);
     }
