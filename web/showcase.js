@@ -70,7 +70,7 @@
     const perFrame = ms / n;
     const millions = ms > 0 ? triangles / ms / 1000 : 0;
     ui.stats.textContent = 'frame ' + perFrame.toFixed(2) + ' ms (' + (perFrame > 0 ? (1000 / perFrame).toFixed(0) : '-') +
-        ' fps) \u00b7 ' + Math.round(triangles / n) + ' triangles \u00b7 ' + millions.toFixed(2) +
+        ' fps) \u00b7 ' + Math.round(triangles / n) + ' triangles drawn \u00b7 ' + millions.toFixed(2) +
         ' M triangles/s \u00b7 ' + ui.bpp.value + ' bpp \u00b7 ' + lib.UTF8ToString(lib._kwrWebLevel()) +
         ' \u00b7 mean of ' + n + (n === 1 ? ' frame' : ' frames');
   }
