@@ -53,22 +53,12 @@
 
 namespace kwr {
 
-// Three-byte pixels through a lane array: every lane but the last is moved
-// as four bytes, the next pixel's store overwriting the fourth.
-template <class V>
-typename V::I loadBytes3(const unsigned char* p) {
-    std::int32_t a[V::kLanes] = {};
-    for (int i = 0; i < V::kLanes - 1; ++i) std::memcpy(&a[i], p + 3 * i, 4);
-    std::memcpy(&a[V::kLanes - 1], p + 3 * (V::kLanes - 1), 3);
-    return V::andI(V::loadI(a), V::splatI(0xFFFFFF));
-}
-template <class V>
-void storeBytes3(unsigned char* p, typename V::I v) {
-    std::int32_t a[V::kLanes];
-    V::storeI(a, v);
-    for (int i = 0; i < V::kLanes - 1; ++i) std::memcpy(p + 3 * i, &a[i], 4);
-    std::memcpy(p + 3 * (V::kLanes - 1), &a[V::kLanes - 1], 3);
-}
+// Three-byte pixels in a 128-bit lane: the byte moves that spread twelve
+// bytes to the low three bytes of four 32-bit lanes, and that gather them
+// back (-1 gives a zero byte).  Tables, not functions, so that the sets of
+// every level load them with their own instructions.
+alignas(16) inline constexpr std::int8_t kSpread24[16] = {0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1};
+alignas(16) inline constexpr std::int8_t kGather24[16] = {0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1};
 
 // The first m lanes' worth of elements (1 <= m <= lanes) through a zeroed
 // lane array, for lane sets without masked loads and stores.
@@ -85,12 +75,10 @@ void storePartCopy(void* p, typename V::I v, int m) {
     V::storeI(a, v);
     for (int i = 0; i < m && i < V::kLanes; ++i) std::memcpy(static_cast<unsigned char*>(p) + i * Bytes, &a[i], Bytes);
 }
-// Three-byte pixels, and partial forms of every pixel and depth access, by
-// copying.  maskedParts says whether the partial form of elements of `bytes`
-// bytes is a masked access, as cheap as a whole one.
+// Partial forms of every pixel and depth access, by copying.  maskedParts
+// says whether the partial form of elements of `bytes` bytes is a masked
+// access, as cheap as a whole one.
 #define KWR_PARTS_BY_COPY(Self)                                                                       \
-    static I loadU24(const unsigned char* p) { return loadBytes3<Self>(p); }                          \
-    static void storeU24(unsigned char* p, I v) { storeBytes3<Self>(p, v); }                          \
     static constexpr bool maskedParts(int) { return false; }                                          \
     static I loadPart(const void* p, int bytes, int m) {                                              \
         if (bytes == 1) return loadPartCopy<Self, 1>(p, m);                                           \
@@ -264,13 +252,6 @@ struct ScalarLanes {
 };
 
 #if KWR_X86_64
-// Three-byte pixels in a 128-bit lane: the byte moves that spread twelve
-// bytes to the low three bytes of four 32-bit lanes, and that gather them
-// back (-1 gives a zero byte).  Tables, not functions, so that the sets of
-// every level load them with their own instructions.
-alignas(16) inline constexpr std::int8_t kSpread24[16] = {0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1};
-alignas(16) inline constexpr std::int8_t kGather24[16] = {0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1};
-
 // Four lanes with SSE2 only; floors by truncation and correction.  A
 // template so that the SSE4.1 set, which builds on it, gets its own copy.
 template <int Level>
@@ -287,6 +268,30 @@ struct Sse2Lanes {
     static void storeU16(void* p, I v) {
         v = _mm_srai_epi32(_mm_slli_epi32(v, 16), 16);
         _mm_storel_epi64(static_cast<__m128i*>(p), _mm_packs_epi32(v, v));
+    }
+    // Three-byte pixels, without a byte shuffle: four 32-bit reads made
+    // into lanes in registers (a vector read of a copy in memory would wait
+    // for the small stores to it), and four lanes written as 4, 4, 4 and 3
+    // bytes, each store overwriting the last one's fourth byte.  Only the
+    // group's 12 bytes are read or written.
+    static I loadU24(const unsigned char* p) {
+        std::uint32_t a, b, c, d;
+        std::memcpy(&a, p, 4);
+        std::memcpy(&b, p + 3, 4);
+        std::memcpy(&c, p + 6, 4);
+        std::memcpy(&d, p + 8, 4);
+        const I v =
+            _mm_set_epi32(static_cast<int>(d >> 8), static_cast<int>(c), static_cast<int>(b), static_cast<int>(a));
+        return _mm_and_si128(v, _mm_set1_epi32(0xFFFFFF));
+    }
+    static void storeU24(unsigned char* p, I v) {
+        for (int i = 0; i < 3; ++i) {
+            const std::int32_t w = _mm_cvtsi128_si32(v);
+            std::memcpy(p + 3 * i, &w, 4);
+            v = _mm_srli_si128(v, 4);
+        }
+        const std::int32_t w = _mm_cvtsi128_si32(v);
+        std::memcpy(p + 9, &w, 3);
     }
     KWR_PARTS_BY_COPY(Sse2Lanes)
 
@@ -533,6 +538,21 @@ struct Lanes {
         return vreinterpretq_s32_u32(vmovl_u16(vld1_u16(static_cast<const std::uint16_t*>(p))));
     }
     static void storeU16(void* p, I v) { vst1_s16(static_cast<std::int16_t*>(p), vmovn_s32(v)); }
+    // Three-byte pixels: four in 12 bytes, spread to or gathered from the
+    // low three bytes of each lane by table lookups (an index out of the
+    // table gives a zero byte); only those 12 bytes are read or written.
+    static I loadU24(const unsigned char* p) {
+        std::uint32_t last;
+        std::memcpy(&last, p + 8, 4);
+        const uint8x16_t bytes = vcombine_u8(vld1_u8(p), vreinterpret_u8_u32(vdup_n_u32(last)));
+        return vreinterpretq_s32_u8(vqtbl1q_u8(bytes, vreinterpretq_u8_s8(vld1q_s8(kSpread24))));
+    }
+    static void storeU24(unsigned char* p, I v) {
+        const uint8x16_t packed = vqtbl1q_u8(vreinterpretq_u8_s32(v), vreinterpretq_u8_s8(vld1q_s8(kGather24)));
+        vst1_u8(p, vget_low_u8(packed));
+        const std::uint32_t last = vgetq_lane_u32(vreinterpretq_u32_u8(packed), 2);
+        std::memcpy(p + 8, &last, 4);
+    }
     KWR_PARTS_BY_COPY(Lanes)
 
     static I gt(F a, F b) { return vreinterpretq_s32_u32(vcgtq_f32(a, b)); }
@@ -588,6 +608,18 @@ struct Lanes {
         // The low halves of the four lanes, in order, as eight bytes.
         const v128_t packed = wasm_i8x16_shuffle(v, v, 0, 1, 4, 5, 8, 9, 12, 13, 0, 1, 4, 5, 8, 9, 12, 13);
         wasm_v128_store64_lane(p, packed, 0);
+    }
+    // Three-byte pixels: four in 12 bytes, spread to or gathered from the
+    // low three bytes of each lane by swizzles (an index out of the table
+    // gives a zero byte); only those 12 bytes are read or written.
+    static I loadU24(const unsigned char* p) {
+        const v128_t bytes = wasm_v128_load32_lane(p + 8, wasm_v128_load64_zero(p), 2);
+        return wasm_i8x16_swizzle(bytes, wasm_v128_load(kSpread24));
+    }
+    static void storeU24(unsigned char* p, I v) {
+        const v128_t packed = wasm_i8x16_swizzle(v, wasm_v128_load(kGather24));
+        wasm_v128_store64_lane(p, packed, 0);
+        wasm_v128_store32_lane(p + 8, packed, 2);
     }
     KWR_PARTS_BY_COPY(Lanes)
 
