@@ -3,6 +3,7 @@
 // with bands of several heights; and the pool's life around hostile use.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -168,6 +169,30 @@ TEST(Threads, HostsReleasingMemoryAsTheRuleAllowsGetTheOneCoreBytes) {
             EXPECT_TRUE(many.depth == one.depth) << "seed " << seed << ", " << threads << " threads";
             EXPECT_TRUE(many.file == one.file) << "seed " << seed << ", " << threads << " threads";
         }
+    }
+}
+
+// Bytes no call writes (the padding of 24 bpp rows, pixels never drawn) are
+// the same whatever the heap held before, so that they cannot differ with
+// the allocation history of a thread count.
+void* volatile gEscaped = nullptr;
+
+TEST(Threads, NewSurfacesStartZeroedWhateverTheHeapHeld) {
+    for (int bpp : {8, 16, 24, 32}) {
+        const std::size_t pitch = (static_cast<std::size_t>(kWidth) * bpp + 31) / 32 * 4, bytes = pitch * kHeight;
+        for (int i = 0; i < 4; ++i) {
+            // Released just before the surface is made; the pointer escapes,
+            // so the compiler keeps the block and its contents.
+            std::vector<unsigned char> used(bytes, 0xAB);
+            gEscaped = used.data();
+        }
+        KWRRender r;
+        ASSERT_EQ(r.kwrSetRenderBpp(bpp), 1);
+        ASSERT_EQ(r.kwrInitBuffer(kWidth, kHeight), 1);
+        void* pixels = nullptr;
+        ASSERT_EQ(r.kwrGetDib(nullptr, &pixels), 1);
+        const auto* p = static_cast<const unsigned char*>(pixels);
+        EXPECT_EQ(std::count(p, p + bytes, 0), static_cast<std::ptrdiff_t>(bytes)) << bpp << " bpp";
     }
 }
 
