@@ -12,6 +12,13 @@
  * handle or a null array is an error code, never a crash; no C++ exception
  * or allocation failure crosses this interface.
  *
+ * Memory and threads (kwr_set_threads, KWRENDER_THREADS): memory bound by
+ * pointer (kwr_set_texture, kwr_set_alpha_map, kwr_set_external_zbuffer) is
+ * read until the next flush and must stay valid and unchanged until then;
+ * memory a call only reads (kwr_bitmap1, kwr_image2d, kwr_image2d3 and every
+ * batch array) is never read after the call returns.  The whole rule is at
+ * KWRRender::kwrSetThreads.
+ *
  * Batched drawing: kwr_triangles* draw `count` triangles from arrays, the
  * same bytes as `count` single calls.  Per vertex (three per triangle, in
  * order): xy = 2 floats (x, y), xyz = 3 floats (x, y, z), colors = 1

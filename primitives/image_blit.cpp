@@ -57,12 +57,26 @@ AxisWalk startAxis(std::int64_t start, std::int64_t extent, int srcSize, bool fl
     return a;
 }
 
+// Bytes of a source row: 32-bit rows are packed, 24-bit rows are padded.
+std::int64_t sourcePitch(int srcW, int srcBpp) {
+    const std::int64_t w = srcW;
+    return srcBpp == 24 ? ((w + 1) * 3) & ~std::int64_t{3} : w * 4;
+}
+
+// The bytes a blit may read of its source, from its first byte: every row
+// but the last whole, the last one up to its last pixel.  0 for a source
+// that draws nothing.
+std::uint64_t sourceBytesRead(int srcW, int srcH, int srcBpp) {
+    if (srcW < 1 || srcH < 1 || (srcBpp != 24 && srcBpp != 32)) return 0;
+    return static_cast<std::uint64_t>(srcH - 1) * static_cast<std::uint64_t>(sourcePitch(srcW, srcBpp)) +
+           static_cast<std::uint64_t>(srcW) * static_cast<std::uint64_t>(srcBpp / 8);
+}
+
 template <class Fmt, int SrcBpp, bool Depth>
 void blitRows(const RenderState& s, std::int64_t xa, std::int64_t xEnd, std::int64_t ya, std::int64_t yEnd,
               AxisWalk col0, AxisWalk row, int srcW, int srcH, const unsigned char* src, float z) {
     constexpr int kSrcBytes = SrcBpp / 8;
-    const std::ptrdiff_t srcPitch = SrcBpp == 24 ? ((static_cast<std::ptrdiff_t>(srcW) + 1) * 3) & ~std::ptrdiff_t{3}
-                                                 : static_cast<std::ptrdiff_t>(srcW) * 4;
+    const std::ptrdiff_t srcPitch = static_cast<std::ptrdiff_t>(sourcePitch(srcW, SrcBpp));
     for (std::int64_t y = ya; y < yEnd; ++y, row.advance()) {
         if (!ownsRow(s, static_cast<int>(y))) continue;
         // A source index never leaves the image, whatever the clip did.
@@ -125,12 +139,15 @@ void blit(const RenderState& s, int x1, int y1, int x2, int y2, float z, int src
 }  // namespace kwr
 
 void KWRRender::kwrImage2D(int x1, int y1, int x2, int y2, int srcW, int srcH, int srcBpp, unsigned char* src) {
-    KWR_RECORD(kwrImage2D, x1, y1, x2, y2, srcW, srcH, srcBpp, src);
+    if (src == nullptr) return;
+    KWR_RECORD_COPYING(kwrImage2D, src, kwr::sourceBytesRead(srcW, srcH, srcBpp), x1, y1, x2, y2, srcW, srcH, srcBpp);
     kwr::blit<false>(s, x1, y1, x2, y2, 0.0f, srcW, srcH, srcBpp, src);
 }
 
 void KWRRender::kwrImage2D3(int x1, int y1, int x2, int y2, float z, int srcW, int srcH, int srcBpp,
                             unsigned char* src) {
-    KWR_RECORD(kwrImage2D3, x1, y1, x2, y2, z, srcW, srcH, srcBpp, src);
+    if (src == nullptr) return;
+    KWR_RECORD_COPYING(kwrImage2D3, src, kwr::sourceBytesRead(srcW, srcH, srcBpp), x1, y1, x2, y2, z, srcW, srcH,
+                       srcBpp);
     kwr::blit<true>(s, x1, y1, x2, y2, z, srcW, srcH, srcBpp, src);
 }

@@ -207,6 +207,12 @@ int KWRRender::kwrInitBuffer(int width, int height) {
     s.clipBottom = height - 1;
     s.pitch = s.dib->GetRowBytes();
     s.bits = s.dib->bits;
+    // The block comes from the heap unzeroed.  Bytes that no drawing call
+    // ever writes (the row padding at 24 bpp, pixels never drawn or cleared)
+    // would otherwise show whatever the heap held, which differs with the
+    // allocation history and so with the thread count: zeroing them once
+    // makes every byte of the surface depend on the calls alone.
+    std::memset(s.bits, 0, static_cast<std::size_t>(s.pitch) * static_cast<std::size_t>(height));
     s.widthF = static_cast<float>(s.width);
     s.heightF = static_cast<float>(s.height);
     s.clipRightF = static_cast<float>(s.clipRight);

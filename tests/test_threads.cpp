@@ -3,12 +3,17 @@
 // with bands of several heights; and the pool's life around hostile use.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <random>
 #include <vector>
 
+#include "KWRImage.h"
 #include "KWRRender.h"
 #include "random_calls.h"
 #include "raster/triangle_rows.h"
@@ -22,10 +27,40 @@ using kwr_test::HostBuffers;
 
 constexpr int kWidth = 61, kHeight = 47;
 
+// Everything a host can see of a frame: every byte of the surface (the row
+// padding included), the depth buffer and the bitmap file saved from it.
 struct Frame {
-    std::vector<unsigned char> pixels;
+    std::vector<unsigned char> surface;
     std::vector<float> depth;
+    std::vector<unsigned char> file;
 };
+
+std::vector<unsigned char> readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::vector<unsigned char>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+Frame capture(KWRRender& r, const std::string& name) {
+    Frame out;
+    void* header = nullptr;
+    void* pixels = nullptr;
+    EXPECT_EQ(r.kwrGetDib(&header, &pixels), 1);  // flushes
+    const auto& bih = *static_cast<const unsigned char*>(header);
+    std::int32_t width = 0, height = 0;
+    std::uint16_t bpp = 0;
+    std::memcpy(&width, &bih + 4, 4);
+    std::memcpy(&height, &bih + 8, 4);
+    std::memcpy(&bpp, &bih + 14, 2);
+    const std::size_t pitch = (static_cast<std::size_t>(width) * bpp + 31) / 32 * 4;
+    const auto* bytes = static_cast<const unsigned char*>(pixels);
+    out.surface.assign(bytes, bytes + pitch * static_cast<std::size_t>(-height));
+    if (const float* z = r.kwrGetZBuffer()) out.depth.assign(z, z + static_cast<std::size_t>(width) * -height);
+    const std::string path = ::testing::TempDir() + name + ".bmp";
+    EXPECT_EQ(KWRImage::kwrSaveFrame(r, path.c_str()), 1);
+    out.file = readFile(path);
+    std::remove(path.c_str());
+    return out;
+}
 
 // A seeded random scene: state changes, hostile arguments and plenty of
 // well-formed triangles, with or without a depth buffer.
@@ -48,17 +83,7 @@ Frame drawScene(int bpp, bool depth, std::uint32_t seed, int threads, int bandRo
         }
         kwr_test::randomCall(*r, f, h, kWidth, kHeight);
     }
-    Frame out;
-    void* pixels = nullptr;
-    EXPECT_EQ(r->kwrGetDib(nullptr, &pixels), 1);  // flushes
-    // The visible bytes of every row (24 bpp row padding is never written).
-    const int used = kWidth * bpp / 8, pitch = (used + 3) / 4 * 4;
-    for (int y = 0; y < kHeight; ++y) {
-        const auto* row = static_cast<const unsigned char*>(pixels) + y * pitch;
-        out.pixels.insert(out.pixels.end(), row, row + used);
-    }
-    if (const float* z = r->kwrGetZBuffer()) out.depth.assign(z, z + kWidth * kHeight);
-    return out;
+    return capture(*r, "scene" + std::to_string(threads));
 }
 
 TEST(Threads, EveryThreadCountAndBandDrawsTheOneCoreBytes) {
@@ -66,16 +91,108 @@ TEST(Threads, EveryThreadCountAndBandDrawsTheOneCoreBytes) {
         for (bool depth : {true, false}) {
             const std::uint32_t seed = 0xC0FFEEu + static_cast<std::uint32_t>(bpp * 2 + (depth ? 1 : 0));
             const Frame one = drawScene(bpp, depth, seed, 1, 1);
+            ASSERT_FALSE(one.file.empty());
             for (int threads : {2, 3, 7}) {
                 for (int band : {1, 2, 64}) {
                     const Frame many = drawScene(bpp, depth, seed, threads, band);
                     const auto what = std::to_string(bpp) + " bpp, depth " + std::to_string(depth) + ", " +
                                       std::to_string(threads) + " threads, bands of " + std::to_string(band);
-                    EXPECT_TRUE(many.pixels == one.pixels) << what;
+                    EXPECT_TRUE(many.surface == one.surface) << what;
                     EXPECT_TRUE(many.depth == one.depth) << what;
+                    EXPECT_TRUE(many.file == one.file) << what;
                 }
             }
         }
+    }
+}
+
+// A host that follows the rule for bound memory: it switches textures, alpha
+// maps and external depth buffers and releases the old ones after a flush
+// (or after kwrSetExternalZBuffer, which flushes), changes the surface's size
+// and depth between frames, and releases bitmap and blit sources as soon as
+// their calls return.  Under the sanitizers nothing released is read, and
+// every thread count leaves the bytes of one thread.
+Frame drawReleasingHost(std::uint32_t seed, int threads) {
+    auto r = std::make_unique<KWRRender>();
+    EXPECT_EQ(r->kwrSetThreads(threads), threads);
+    Fuzzer f{std::mt19937(seed)};
+    HostBuffers h;
+    std::unique_ptr<std::vector<float>> depth;
+    int w = 1, ht = 1;
+    for (int step = 0; step < 40; ++step) {
+        switch (f.pick(5)) {
+        case 0: {
+            const int bpps[] = {8, 16, 24, 32};
+            r->kwrSetRenderBpp(bpps[f.pick(4)]);
+            w = 1 + f.pick(70);
+            ht = 1 + f.pick(50);
+            r->kwrZBufferEnable(f.pick(3) != 0);
+            if (depth) {
+                // A bound buffer of the new size; the old one goes once
+                // kwrSetExternalZBuffer (which flushes) has returned.
+                auto next = std::make_unique<std::vector<float>>(static_cast<std::size_t>(w) * ht, 0.75f);
+                r->kwrSetExternalZBuffer(next->data());
+                depth = std::move(next);
+            }
+            EXPECT_EQ(r->kwrInitBuffer(w, ht), 1);
+            r->kwrSetColor(f.anyColor());
+            r->kwrClear();
+            break;
+        }
+        case 1: {
+            // A new external depth buffer, or back to an own one; the old
+            // one is released at once.
+            auto next = f.chance(70) ? std::make_unique<std::vector<float>>(static_cast<std::size_t>(w) * ht, 0.5f)
+                                     : nullptr;
+            r->kwrSetExternalZBuffer(next ? next->data() : nullptr);
+            depth = std::move(next);
+            break;
+        }
+        case 2: kwr_test::bindRandomMaps(*r, f, h); break;
+        default:
+            for (int i = 0; i < 60; ++i) kwr_test::randomCall(*r, f, h, w, ht);
+            break;
+        }
+    }
+    EXPECT_TRUE(h.intact());
+    Frame out = capture(*r, "host" + std::to_string(threads));
+    r.reset();
+    return out;
+}
+
+TEST(Threads, HostsReleasingMemoryAsTheRuleAllowsGetTheOneCoreBytes) {
+    for (std::uint32_t seed = 1; seed <= 6; ++seed) {
+        const Frame one = drawReleasingHost(seed, 1);
+        for (int threads : {2, 3, 7}) {
+            const Frame many = drawReleasingHost(seed, threads);
+            EXPECT_TRUE(many.surface == one.surface) << "seed " << seed << ", " << threads << " threads";
+            EXPECT_TRUE(many.depth == one.depth) << "seed " << seed << ", " << threads << " threads";
+            EXPECT_TRUE(many.file == one.file) << "seed " << seed << ", " << threads << " threads";
+        }
+    }
+}
+
+// Bytes no call writes (the padding of 24 bpp rows, pixels never drawn) are
+// the same whatever the heap held before, so that they cannot differ with
+// the allocation history of a thread count.
+void* volatile gEscaped = nullptr;
+
+TEST(Threads, NewSurfacesStartZeroedWhateverTheHeapHeld) {
+    for (int bpp : {8, 16, 24, 32}) {
+        const std::size_t pitch = (static_cast<std::size_t>(kWidth) * bpp + 31) / 32 * 4, bytes = pitch * kHeight;
+        for (int i = 0; i < 4; ++i) {
+            // Released just before the surface is made; the pointer escapes,
+            // so the compiler keeps the block and its contents.
+            std::vector<unsigned char> used(bytes, 0xAB);
+            gEscaped = used.data();
+        }
+        KWRRender r;
+        ASSERT_EQ(r.kwrSetRenderBpp(bpp), 1);
+        ASSERT_EQ(r.kwrInitBuffer(kWidth, kHeight), 1);
+        void* pixels = nullptr;
+        ASSERT_EQ(r.kwrGetDib(nullptr, &pixels), 1);
+        const auto* p = static_cast<const unsigned char*>(pixels);
+        EXPECT_EQ(std::count(p, p + bytes, 0), static_cast<std::ptrdiff_t>(bytes)) << bpp << " bpp";
     }
 }
 
