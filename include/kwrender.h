@@ -205,6 +205,9 @@ KWR_C_API int kwr_image_make_alpha_map(kwr_image* image, int source);
 KWR_C_API int kwr_image_from_frame(kwr_image* image, kwr_context* ctx);
 KWR_C_API int kwr_image_get(kwr_image* image, kwr_frame* frame);
 KWR_C_API int kwr_save_frame(kwr_context* ctx, const char* path);
+/* PNG files (KWRImage::kwrSavePng), where the library has libpng: 1 if so. */
+KWR_C_API int kwr_image_save_png(kwr_image* image, const char* path);
+KWR_C_API int kwr_png_supported(void);
 
 #ifdef __cplusplus
 }
