@@ -167,7 +167,9 @@ public:
     /// Builds a frame buffer of width x height pixels at the current pixel
     /// format (releasing the previous one), clip bounds 0..width-1 and
     /// 0..height-1, and, when the depth buffer is enabled and none is
-    /// external, an own depth buffer (not cleared: call kwrClear).  At 8 bits
+    /// external, an own depth buffer (both start as zero bytes, the row
+    /// padding included; kwrClear fills them with the colour and the back
+    /// depth).  At 8 bits
     /// per pixel the palette's entries 0-215 become the colour cube.  Returns
     /// 1 on success; 0 on failure, when there is no frame buffer and
     /// kwrGetLastError says why (sizes from 1 to KWR_MAX_SURFACE_WIDTH /

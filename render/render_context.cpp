@@ -229,7 +229,9 @@ int KWRRender::kwrInitBuffer(int width, int height) {
     if (s.zBufferEnable != 0) {
         if (s.zBufferExternal == 0) {
             const std::size_t count = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
-            s.zBuffer = static_cast<float*>(std::malloc(count * sizeof(float)));
+            // Zeroed, like the pixels: depths no call has written yet are
+            // the same at every thread count and allocation history.
+            s.zBuffer = static_cast<float*>(std::calloc(count, sizeof(float)));
             if (s.zBuffer == nullptr) {
                 kwr::releaseSurface(s);
                 kwr::forgetSurface(s);

@@ -5,12 +5,15 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iterator>
 #include <memory>
 #include <random>
+#include <string>
+#include <thread>
 #include <vector>
 
 #include "KWRImage.h"
@@ -172,18 +175,18 @@ TEST(Threads, HostsReleasingMemoryAsTheRuleAllowsGetTheOneCoreBytes) {
     }
 }
 
-// Bytes no call writes (the padding of 24 bpp rows, pixels never drawn) are
-// the same whatever the heap held before, so that they cannot differ with
-// the allocation history of a thread count.
+// Bytes no call writes (the padding of 24 bpp rows, pixels and depths never
+// drawn or cleared) are the same whatever the heap held before, so that they
+// cannot differ with the allocation history of a thread count.
 void* volatile gEscaped = nullptr;
 
-TEST(Threads, NewSurfacesStartZeroedWhateverTheHeapHeld) {
+TEST(Threads, NewSurfacesAndDepthBuffersStartZeroedWhateverTheHeapHeld) {
     for (int bpp : {8, 16, 24, 32}) {
         const std::size_t pitch = (static_cast<std::size_t>(kWidth) * bpp + 31) / 32 * 4, bytes = pitch * kHeight;
-        for (int i = 0; i < 4; ++i) {
+        for (std::size_t size : {bytes, std::size_t{kWidth} * kHeight * sizeof(float)}) {
             // Released just before the surface is made; the pointer escapes,
             // so the compiler keeps the block and its contents.
-            std::vector<unsigned char> used(bytes, 0xAB);
+            std::vector<unsigned char> used(size, 0xAB);
             gEscaped = used.data();
         }
         KWRRender r;
@@ -193,6 +196,9 @@ TEST(Threads, NewSurfacesStartZeroedWhateverTheHeapHeld) {
         ASSERT_EQ(r.kwrGetDib(nullptr, &pixels), 1);
         const auto* p = static_cast<const unsigned char*>(pixels);
         EXPECT_EQ(std::count(p, p + bytes, 0), static_cast<std::ptrdiff_t>(bytes)) << bpp << " bpp";
+        const float* z = r.kwrGetZBuffer();
+        ASSERT_NE(z, nullptr);
+        EXPECT_EQ(std::count(z, z + kWidth * kHeight, 0.0f), kWidth * kHeight) << bpp << " bpp";
     }
 }
 
@@ -221,10 +227,11 @@ TEST(Threads, CountsAreClampedAndRepeatedChangesAreClean) {
     auto r = std::make_unique<KWRRender>();
     EXPECT_EQ(r->kwrGetThreads(), 1);
     ASSERT_EQ(r->kwrInitBuffer(16, 16), 1);
-    const int cores = kwr::threadsForRequest(0);
-    EXPECT_GE(cores, 1);
+    // 0 asks for one thread per core, at most 64.
+    const unsigned hw = std::thread::hardware_concurrency();
+    const int cores = hw == 0 ? 1 : (hw > 64 ? 64 : static_cast<int>(hw));
     const int requests[] = {3, 0, -5, 1, 1000000, 2, 2, -2147483647 - 1, 7};
-    const int expected[] = {3, cores, 1, 1, kwr::kMaxThreads, 2, 2, 1, 7};
+    const int expected[] = {3, cores, 1, 1, 64, 2, 2, 1, 7};
     for (int i = 0; i < 9; ++i) {
         r->kwrTriangle(0, 0, 15, 3, 4, 15);  // recorded between the changes
         EXPECT_EQ(r->kwrSetThreads(requests[i]), expected[i]) << requests[i];
@@ -240,28 +247,65 @@ TEST(Threads, CountsAreClampedAndRepeatedChangesAreClean) {
     kwr::Access::state(*copy).scanBlock = nullptr;
 }
 
-TEST(Threads, LongListsFlushWhenFullAndDestroyCleanly) {
-    for (int round = 0; round < 2; ++round) {
-        auto r = std::make_unique<KWRRender>();
-        ASSERT_EQ(r->kwrSetRenderBpp(32), 1);
-        ASSERT_EQ(r->kwrInitBuffer(64, 64), 1);
-        ASSERT_EQ(r->kwrSetThreads(3), 3);
-        // More records than the list holds: it is drawn when full.
-        for (int i = 0; i < 100000; ++i) {
-            r->kwrSetColor(0xFF000000u | static_cast<unsigned>(i));
-            r->kwrTriangle3cf(0, 0, 0.5f, 0xFFFF0000, 63, static_cast<float>(i % 64), 0.5f, 0xFF00FF00, 10, 63, 0.5f,
-                              0xFF0000FF);
-        }
-        if (round == 1) r->kwrDestroy();  // else the destructor draws the rest
+// More records than the list holds: it is drawn whenever full, in order,
+// and the frame is the one thread's; a context destroyed with records left
+// draws them or drops them cleanly.
+void drawLongList(KWRRender& r) {
+    for (int i = 0; i < 20000; ++i) {
+        r.kwrSetColor(0xFF000000u | static_cast<unsigned>(i * 2654435761u >> 8));
+        r.kwrTriangle3cf(0, 0, 0.5f, 0xFFFF0000, 63, static_cast<float>(i % 64), 0.25f * (i % 4), 0xFF00FF00, 10, 63,
+                         0.5f, 0x80FF00FF);
+        if (i % 7 == 0) r.kwrBox3(i % 60, i % 50, i % 60 + 4, i % 50 + 9, 0.3f);
     }
 }
 
+TEST(Threads, LongListsFlushWhenFullAndDestroyCleanly) {
+    Frame frames[2];
+    for (int threads : {1, 3}) {
+        auto r = std::make_unique<KWRRender>();
+        ASSERT_EQ(r->kwrSetRenderBpp(32), 1);
+        ASSERT_EQ(r->kwrInitBuffer(64, 64), 1);
+        ASSERT_EQ(r->kwrSetThreads(threads), threads);
+        r->kwrAlphaEnable(1);
+        drawLongList(*r);
+        frames[threads == 1 ? 0 : 1] = capture(*r, "long" + std::to_string(threads));
+    }
+    EXPECT_TRUE(frames[0].surface == frames[1].surface);
+    EXPECT_TRUE(frames[0].depth == frames[1].depth);
+    for (bool destroyFirst : {true, false}) {
+        auto r = std::make_unique<KWRRender>();
+        ASSERT_EQ(r->kwrInitBuffer(64, 64), 1);
+        ASSERT_EQ(r->kwrSetThreads(3), 3);
+        drawLongList(*r);
+        if (destroyFirst) r->kwrDestroy();  // else the destructor draws the rest
+    }
+}
+
+// KWRENDER_THREADS gives a new context its count: a number, 0 for one per
+// core, clamped to 1..64; anything unreadable means one thread.
+void setThreadsVariable(const char* value) {
+#if defined(_WIN32)
+    _putenv_s("KWRENDER_THREADS", value);
+#else
+    setenv("KWRENDER_THREADS", value, 1);
+#endif
+}
+
 TEST(Threads, EnvironmentSetsTheStartingCount) {
-    EXPECT_EQ(kwr::threadsForRequest(5), 5);
-    // The count a new context starts with follows KWRENDER_THREADS, when a
-    // test run sets it; without it a context starts on one thread.
-    auto r = std::make_unique<KWRRender>();
-    EXPECT_EQ(r->kwrGetThreads(), kwr::threadsFromEnvironment());
+    const char* before = std::getenv("KWRENDER_THREADS");
+    const std::string saved = before != nullptr ? before : "";
+    const struct {
+        const char* value;
+        int threads;
+    } cases[] = {{"3", 3}, {"1", 1}, {"1000", 64}, {"abc", 1}, {"2x", 1}, {"-4", 1}, {"", 1}};
+    for (const auto& c : cases) {
+        setThreadsVariable(c.value);
+        KWRRender r;
+        EXPECT_EQ(r.kwrGetThreads(), c.threads) << '"' << c.value << '"';
+        ASSERT_EQ(r.kwrInitBuffer(8, 8), 1);  // the threads start here
+        EXPECT_EQ(r.kwrGetThreads(), c.threads) << '"' << c.value << '"';
+    }
+    setThreadsVariable(saved.c_str());
 }
 
 }  // namespace
