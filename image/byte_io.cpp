@@ -1,68 +1,71 @@
 #include "image/byte_io.h"
 
-#include <algorithm>
-#include <cstring>
-#include <string>
+#include "render/dib_stream.h"
 
-#if defined(_WIN32)
-#include <wchar.h>
-#endif
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 namespace kwr {
 
-std::FILE* openPath(const char* path, bool write) {
-    if (path == nullptr) return nullptr;
-    return std::fopen(path, write ? "wb" : "rb");
+std::FILE* openPath(const char* path) {
+    NativePath native;
+    return nativePath(path, native) ? openNative(native, false) : nullptr;
 }
 
-#if defined(_WIN32)
-
-std::FILE* openPath(const wchar_t* path, bool write) {
-    if (path == nullptr) return nullptr;
-    return _wfopen(path, write ? L"wb" : L"rb");
+std::FILE* openPath(const wchar_t* path) {
+    NativePath native;
+    return nativePath(path, native) ? openNative(native, false) : nullptr;
 }
 
-#else
+FileReplacement::FileReplacement(const char* path) {
+    if (nativePath(path, target_)) open();
+}
 
-namespace {
+FileReplacement::FileReplacement(const wchar_t* path) {
+    if (nativePath(path, target_)) open();
+}
 
-// UTF-8 of a wide string (UTF-32 here); false for values that are not
-// Unicode scalar values (surrogates, above U+10FFFF).
-bool toUtf8(const wchar_t* s, std::string& out) {
-    for (; *s != 0; ++s) {
-        const std::uint32_t c = static_cast<std::uint32_t>(*s);
-        if (c < 0x80) {
-            out += static_cast<char>(c);
-        } else if (c < 0x800) {
-            out += static_cast<char>(0xC0 | (c >> 6));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else if (c < 0x10000) {
-            if (c >= 0xD800 && c <= 0xDFFF) return false;
-            out += static_cast<char>(0xE0 | (c >> 12));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else if (c <= 0x10FFFF) {
-            out += static_cast<char>(0xF0 | (c >> 18));
-            out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else {
-            return false;
-        }
+void FileReplacement::open() {
+    inPlace_ = !isRegularOrMissing(target_);
+    if (inPlace_) {
+        file_ = openNative(target_, true);
+    } else {
+        temp_ = temporaryBeside(target_);
+        file_ = createNew(temp_);
     }
-    return true;
 }
 
-}  // namespace
-
-std::FILE* openPath(const wchar_t* path, bool write) {
-    if (path == nullptr) return nullptr;
-    std::string narrow;
-    if (!toUtf8(path, narrow)) return nullptr;
-    return openPath(narrow.c_str(), write);
+FileReplacement::~FileReplacement() {
+    if (file_ != nullptr) std::fclose(file_);
+    file_ = nullptr;
+    dropTemporary();
 }
 
-#endif
+void FileReplacement::dropTemporary() {
+    if (inPlace_ || temp_.empty()) return;
+    const int reason = errno;  // the caller reports why the save failed, not how the cleanup went
+    removeFile(temp_);
+    temp_.clear();
+    errno = reason;
+}
+
+int FileReplacement::commit(int error) {
+    if (file_ == nullptr) return error != kDibOk ? error : kDibOpenFile;
+    std::FILE* f = file_;
+    file_ = nullptr;
+    if (error != kDibOk) {
+        const int reason = errno;
+        std::fclose(f);
+        errno = reason;
+    } else if (!syncAndClose(f) || (!inPlace_ && !moveOver(temp_, target_))) {
+        error = kDibWriteFile;
+    } else {
+        temp_.clear();  // it is the destination now
+    }
+    dropTemporary();
+    return error;
+}
 
 Input::Input(const void* data, std::size_t size)
     : file_(nullptr),
@@ -80,6 +83,13 @@ bool Input::refill() {
     start_ = cur_ = buffer_;
     end_ = buffer_ + got;
     return got != 0;
+}
+
+bool Input::startsWith(const void* bytes, std::size_t n) {
+    if (position() != 0 || n > sizeof buffer_) return false;
+    if (cur_ == end_ && !refill()) return false;
+    // A file's first buffer holds its first bytes unless the file is shorter.
+    return static_cast<std::size_t>(end_ - cur_) >= n && std::memcmp(cur_, bytes, n) == 0;
 }
 
 bool Input::read(void* dst, std::size_t n) {

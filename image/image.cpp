@@ -9,6 +9,7 @@
 #include "image/bmp_reader.h"
 #include "image/bmp_writer.h"
 #include "image/byte_io.h"
+#include "image/png_codec.h"
 #include "image/surface.h"
 #include "render/dib_stream.h"
 
@@ -67,7 +68,10 @@ int transform(DibStream*& dib, F&& f) {
 int load(DibStream*& dib, KWRImageFileInfo& fileInfo, kwr::Input& in, const KWRImageLoadOptions* options) {
     KWRImageFileInfo info{};
     int err = 0;
-    DibStream* loaded = makeSurface([&](DibStream& out) { return kwr::readBitmap(in, options, out, info); }, &err);
+    const bool png = kwr::isPng(in);
+    DibStream* loaded = makeSurface(
+        [&](DibStream& out) { return png ? kwr::readPng(in, options, out, info) : kwr::readBitmap(in, options, out, info); },
+        &err);
     replace(dib, loaded, err);
     fileInfo = info;
     return loaded != nullptr ? 1 : 0;
@@ -75,7 +79,7 @@ int load(DibStream*& dib, KWRImageFileInfo& fileInfo, kwr::Input& in, const KWRI
 
 template <class Path>
 int loadPath(DibStream*& dib, KWRImageFileInfo& fileInfo, Path path, const KWRImageLoadOptions* options) {
-    std::FILE* file = kwr::openPath(path, false);
+    std::FILE* file = kwr::openPath(path);
     if (file == nullptr) {
         replace(dib, nullptr, kwr::kDibOpenFile);
         fileInfo = KWRImageFileInfo{};
@@ -87,21 +91,21 @@ int loadPath(DibStream*& dib, KWRImageFileInfo& fileInfo, Path path, const KWRIm
     return ok;
 }
 
-// Writes the view to a file; returns an error code.
+// Writes the view to a file, as a bitmap file or (png) a PNG file, through a
+// temporary file moved over the destination when complete; returns an
+// error code.  On failure whatever the destination held is left as it was.
 template <class Path>
-int saveView(const SurfaceView& view, Path path) {
-    std::FILE* file = kwr::openPath(path, true);
-    if (file == nullptr) return kwr::kDibOpenFile;
-    kwr::Output out(file);
-    int err = kwr::writeBitmap(view, out);
-    if (std::fclose(file) != 0 && err == kwr::kDibOk) err = kwr::kDibWriteFile;
-    return err;
+int saveView(const SurfaceView& view, Path path, bool png = false) {
+    kwr::FileReplacement file(path);
+    if (file.file() == nullptr) return kwr::kDibOpenFile;
+    kwr::Output out(file.file());
+    return file.commit(png ? kwr::writePng(view, out) : kwr::writeBitmap(view, out));
 }
 
 template <class Path>
-int saveSurface(DibStream& dib, Path path) {
+int saveSurface(DibStream& dib, Path path, bool png = false) {
     SurfaceView view;
-    dib.lastError = kwr::viewOf(dib, view) ? saveView(view, path) : kwr::kDibInvalidImage;
+    dib.lastError = kwr::viewOf(dib, view) ? saveView(view, path, png) : kwr::kDibInvalidImage;
     return dib.lastError == kwr::kDibOk ? 1 : 0;
 }
 
@@ -192,6 +196,16 @@ int KWRImage::kwrSave(const char* path) {
 int KWRImage::kwrSave(const wchar_t* path) {
     return settle(error, dib, [&] { return saveSurface(*dib, path); });
 }
+
+int KWRImage::kwrSavePng(const char* path) {
+    return settle(error, dib, [&] { return saveSurface(*dib, path, true); });
+}
+
+int KWRImage::kwrSavePng(const wchar_t* path) {
+    return settle(error, dib, [&] { return saveSurface(*dib, path, true); });
+}
+
+int KWRImage::kwrPngSupported() { return kwr::pngSupported() ? 1 : 0; }
 
 std::size_t KWRImage::kwrGetFileSize() const {
     SurfaceView view;

@@ -17,9 +17,18 @@
 ///               file's depth and row order; bit fields other than 5-5-5 (16
 ///               bits) or 8-8-8 at bits 0-23 (32 bits) become 32 bits, blue,
 ///               green, red, and alpha (255 without an alpha mask).
+///               Where the library is built with libpng (kwrPngSupported),
+///               also PNG files of every colour type and bit depth: 24 bits
+///               blue, green, red, or 32 bits with alpha when the file has
+///               alpha or a transparent colour; top-down.
 ///   Saving      kwrSave (narrow or wide path), kwrSaveMemory, kwrSaveFrame:
 ///               uncompressed, 40-byte header, full colour table for 1, 4 and
-///               8 bits, rows bottom-up.
+///               8 bits, rows bottom-up.  kwrSavePng: PNG files, where the
+///               library has libpng.  Every save to a path writes a
+///               temporary file beside it and moves it over the path when
+///               complete: a failed save (a full disk, a killed process)
+///               leaves the file that was there whole; errno then holds the
+///               system's reason.
 ///   Converting  kwrConvert (any depth to 1, 4, 8, 16, 24 or 32 bits),
 ///               kwrResize (nearest neighbour), kwrMakeTexture and
 ///               kwrMakeAlphaMap (ready for KWRRender::kwrSetTexture and
@@ -174,6 +183,15 @@ public:
     int kwrSave(const char* path);
     /// kwrSave with a wide path.
     int kwrSave(const wchar_t* path);
+    /// Writes a PNG file: 32-bit images as 8-bit RGBA (the fourth byte as
+    /// alpha), every other depth as 8-bit RGB of its colours.  Fails with
+    /// KWR_IMAGE_UNSUPPORT_TYPE where the library was built without libpng
+    /// (see kwrPngSupported).
+    int kwrSavePng(const char* path);
+    /// kwrSavePng with a wide path.
+    int kwrSavePng(const wchar_t* path);
+    /// 1 where this build of the library reads and writes PNG files.
+    static int kwrPngSupported();
     /// Bytes the saved file takes (0 when the image is empty).
     std::size_t kwrGetFileSize() const;
     /// Writes the file into buffer; fails with KWR_IMAGE_WRITE_FILE when

@@ -38,7 +38,8 @@
 /// **Host errors.** Drawing before a successful kwrInitBuffer, or after a
 /// failed one, draws nothing (the library survives it, but it is a host
 /// error).  Host memory bound by pointer (texture, alpha map, external depth
-/// buffer) must outlive its binding.
+/// buffer) must outlive its binding; with threads it is read until the next
+/// flush (see KWRRender::kwrSetThreads for the whole rule).
 ///
 /// **Threads.** A context is used by one host thread at a time (it may draw
 /// on several threads of its own, see KWRRender::kwrSetThreads); separate
@@ -188,7 +189,9 @@ public:
     /// Builds a frame buffer of width x height pixels at the current pixel
     /// format (releasing the previous one), clip bounds 0..width-1 and
     /// 0..height-1, and, when the depth buffer is enabled and none is
-    /// external, an own depth buffer (not cleared: call kwrClear).  At 8 bits
+    /// external, an own depth buffer (both start as zero bytes, the row
+    /// padding included; kwrClear fills them with the colour and the back
+    /// depth).  At 8 bits
     /// per pixel the palette's entries 0-215 become the colour cube.  Returns
     /// 1 on success; 0 on failure, when there is no frame buffer and
     /// kwrGetLastError says why (sizes from 1 to KWR_MAX_SURFACE_WIDTH /
@@ -241,7 +244,8 @@ public:
     /// depth buffer from now on, releasing an own one; null goes back to an
     /// own buffer at the next kwrInitBuffer.  The host keeps ownership; the
     /// buffer must outlive its use and be large enough for the frame.
-    /// Flushes first.
+    /// Flushes first: once it returns, a buffer it replaced is never read
+    /// again and may be released.
     void kwrSetExternalZBuffer(float* zbuffer);
     /// The depth kwrClear writes (1.0 by default).
     void kwrSetZBackDepth(float z);
@@ -252,7 +256,7 @@ public:
     /// height of them, rows rowPitch bytes apart, top row first.  Sampled at
     /// the nearest texel of (u * width, v * height), repeating.  The memory
     /// stays the host's and must outlive the binding (and, with threads, stay
-    /// unchanged until the next flush).  Null unbinds; a width or height
+    /// unchanged until the next flush, even when unbound or replaced).  Null unbinds; a width or height
     /// below 1 binds nothing usable.
     void kwrSetTexture(unsigned char* texels, int width, int height, int rowPitch);
     /// Binds host alpha values (1 byte each), as kwrSetTexture.  Blended
@@ -299,13 +303,28 @@ public:
     /// kwrGetDib, kwrGetZBuffer, kwrInitBuffer, kwrDestroy, kwrSetThreads,
     /// kwrSetExternalZBuffer, operator=, the destructor (and saving a frame
     /// with the image library).  Until then:
-    ///  - host memory handed in by pointer (textures, alpha maps, bitmaps,
-    ///    blit sources, an external depth buffer) must stay valid and
-    ///    unchanged;
+    ///  - bound memory (the texture of kwrSetTexture, the alpha map of
+    ///    kwrSetAlphaMap, the depth buffer of kwrSetExternalZBuffer) is kept
+    ///    by reference and read until the next flush: it must stay valid and
+    ///    unchanged until then.  Binding other memory in its place is fine;
+    ///    changing or releasing the memory that was bound is not, until the
+    ///    flush;
     ///  - a host reading or writing pixels or depths through a pointer it
     ///    kept must call kwrFlush first.
+    /// Memory a call only reads (the bitmap of kwrBitmap1, the source of
+    /// kwrImage2D and kwrImage2D3) is never read after the call returns: it is
+    /// copied into the record, or, when larger than a quarter of the list,
+    /// the call flushes and draws at once.  The host may change or release it
+    /// as soon as the call returns, at any thread count.
+    ///
     /// The environment variable KWRENDER_THREADS sets the count a new context
-    /// starts with (its threads start at its first kwrInitBuffer).
+    /// starts with (its threads start at its first kwrInitBuffer).  It gives
+    /// the bytes of one thread to every host that keeps its bound memory
+    /// unchanged until the frame is presented or read (kwrRender, kwrGetDib,
+    /// kwrGetZBuffer or saving a frame) and reads or writes the frame only
+    /// through those calls; a host that edits or frees a texture, alpha map or
+    /// external depth buffer between drawing calls must call kwrFlush before
+    /// it does.
     int kwrSetThreads(int n);
     /// The thread count in force.
     int kwrGetThreads();
@@ -334,8 +353,8 @@ public:
     /// Draws the set bits of a one-bit bitmap of w x h pixels with its
     /// top-left corner at (x, y) in the current colour: rows of (w + 7) / 8
     /// bytes, top row first, the leftmost pixel in bit 0 of each byte; clear
-    /// bits leave the frame alone.  Host memory, read during the call (with
-    /// threads: until the next flush).
+    /// bits leave the frame alone.  Host memory, read only during the call,
+    /// at any thread count.
     void kwrBitmap1(int x, int y, int w, int h, unsigned char* bitmap);
 
     // --- Image blits --------------------------------------------------------
@@ -343,7 +362,8 @@ public:
     /// green, red, rows padded to 4 bytes; 32: blue, green, red, alpha), top
     /// row first, scaled by nearest neighbour into the half-open rectangle
     /// x1..x2 by y1..y2 (corners in any order), clipped.  Other depths, empty
-    /// rectangles and 8 bpp frames draw nothing.
+    /// rectangles and 8 bpp frames draw nothing.  The source is read only
+    /// during the call, at any thread count.
     void kwrImage2D(int x1, int y1, int x2, int y2, int srcW, int srcH, int srcBpp, unsigned char* src);
     /// kwrImage2D drawn where the stored depth is greater than or equal to z,
     /// which is then stored; nothing without a depth buffer.

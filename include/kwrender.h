@@ -12,6 +12,13 @@
  * handle or a null array is an error code, never a crash; no C++ exception
  * or allocation failure crosses this interface.
  *
+ * Memory and threads (kwr_set_threads, KWRENDER_THREADS): memory bound by
+ * pointer (kwr_set_texture, kwr_set_alpha_map, kwr_set_external_zbuffer) is
+ * read until the next flush and must stay valid and unchanged until then;
+ * memory a call only reads (kwr_bitmap1, kwr_image2d, kwr_image2d3 and every
+ * batch array) is never read after the call returns.  The whole rule is at
+ * KWRRender::kwrSetThreads.
+ *
  * Batched drawing: kwr_triangles* draw `count` triangles from arrays, the
  * same bytes as `count` single calls.  Per vertex (three per triangle, in
  * order): xy = 2 floats (x, y), xyz = 3 floats (x, y, z), colors = 1
@@ -222,6 +229,9 @@ KWR_C_API int kwr_image_make_alpha_map(kwr_image* image, int source);
 KWR_C_API int kwr_image_from_frame(kwr_image* image, kwr_context* ctx);
 KWR_C_API int kwr_image_get(kwr_image* image, kwr_frame* frame);
 KWR_C_API int kwr_save_frame(kwr_context* ctx, const char* path);
+/* PNG files (KWRImage::kwrSavePng), where the library has libpng: 1 if so. */
+KWR_C_API int kwr_image_save_png(kwr_image* image, const char* path);
+KWR_C_API int kwr_png_supported(void);
 
 #ifdef __cplusplus
 }

@@ -57,40 +57,56 @@ AxisWalk startAxis(std::int64_t start, std::int64_t extent, int srcSize, bool fl
     return a;
 }
 
+// Bytes of a source row: 32-bit rows are packed, 24-bit rows are padded.
+std::int64_t sourcePitch(int srcW, int srcBpp) {
+    const std::int64_t w = srcW;
+    return srcBpp == 24 ? ((w + 1) * 3) & ~std::int64_t{3} : w * 4;
+}
+
+// The bytes a blit may read of its source, from its first byte: every row
+// but the last whole, the last one up to its last pixel.  0 for a source
+// that draws nothing.
+std::uint64_t sourceBytesRead(int srcW, int srcH, int srcBpp) {
+    if (srcW < 1 || srcH < 1 || (srcBpp != 24 && srcBpp != 32)) return 0;
+    return static_cast<std::uint64_t>(srcH - 1) * static_cast<std::uint64_t>(sourcePitch(srcW, srcBpp)) +
+           static_cast<std::uint64_t>(srcW) * static_cast<std::uint64_t>(srcBpp / 8);
+}
+
 template <class Fmt, int SrcBpp, bool Depth>
 void blitRows(const RenderState& s, std::int64_t xa, std::int64_t xEnd, std::int64_t ya, std::int64_t yEnd,
               AxisWalk col0, AxisWalk row, int srcW, int srcH, const unsigned char* src, float z) {
     constexpr int kSrcBytes = SrcBpp / 8;
-    const std::ptrdiff_t srcPitch = SrcBpp == 24 ? ((static_cast<std::ptrdiff_t>(srcW) + 1) * 3) & ~std::ptrdiff_t{3}
-                                                 : static_cast<std::ptrdiff_t>(srcW) * 4;
-    for (std::int64_t y = ya; y < yEnd; ++y, row.advance()) {
-        if (!ownsRow(s, static_cast<int>(y))) continue;
-        // A source index never leaves the image, whatever the clip did.
-        const std::int64_t sy = row.index < srcH ? row.index : srcH - 1;
-        const unsigned char* srcRow = src + sy * srcPitch;
-        unsigned char* px = s.bits + pixelOffset(static_cast<int>(xa), static_cast<int>(y), s.pitch, Fmt::kBytes);
-        float* d = Depth ? depthView(s).at(xa, y) : nullptr;
-        AxisWalk col = col0;
-        for (std::int64_t x = xa; x < xEnd; ++x, px += Fmt::kBytes, col.advance()) {
-            if constexpr (Depth) {
-                const bool pass = DepthView::nearerOrLevel(*d, z);
-                if (pass) *d = z;
-                ++d;
-                if (!pass) continue;
+    const std::ptrdiff_t srcPitch = static_cast<std::ptrdiff_t>(sourcePitch(srcW, SrcBpp));
+    // The rows this state draws; the source walk steps through the others.
+    std::int64_t y = ya;
+    forOwnedRows(s, static_cast<int>(ya), static_cast<int>(yEnd - 1), [&](int first, int last) {
+        for (; y < first; ++y) row.advance();
+        for (; y <= last; ++y, row.advance()) {
+            // A source index never leaves the image, whatever the clip did.
+            const std::int64_t sy = row.index < srcH ? row.index : srcH - 1;
+            const unsigned char* srcRow = src + sy * srcPitch;
+            unsigned char* px =
+                s.bits + pixelOffset(static_cast<int>(xa), static_cast<int>(y), s.pitch, Fmt::kBytes);
+            float* d = Depth ? depthView(s).at(xa, y) : nullptr;
+            AxisWalk col = col0;
+            for (std::int64_t x = xa; x < xEnd; ++x, px += Fmt::kBytes, col.advance()) {
+                if constexpr (Depth) {
+                    if (!DepthView::passNearerOrLevel(d++, z)) continue;
+                }
+                const std::int64_t sx = col.index < srcW ? col.index : srcW - 1;
+                const unsigned char* sp = srcRow + sx * kSrcBytes;
+                // The fourth byte of a 32 bpp pixel: the source's alpha; a
+                // 24-bit source leaves it alone, except in the depth blit,
+                // which makes it opaque.
+                if constexpr (SrcBpp == 32)
+                    Fmt::storeColourAlpha(px, sp[0], sp[1], sp[2], sp[3]);
+                else if constexpr (Depth)
+                    Fmt::storeOpaque(px, sp[0], sp[1], sp[2]);
+                else
+                    Fmt::storeColour(px, sp[0], sp[1], sp[2]);
             }
-            const std::int64_t sx = col.index < srcW ? col.index : srcW - 1;
-            const unsigned char* sp = srcRow + sx * kSrcBytes;
-            // The fourth byte of a 32 bpp pixel: the source's alpha; a 24-bit
-            // source leaves it alone, except in the depth blit, which makes it
-            // opaque.
-            if constexpr (SrcBpp == 32)
-                Fmt::storeColourAlpha(px, sp[0], sp[1], sp[2], sp[3]);
-            else if constexpr (Depth)
-                Fmt::storeOpaque(px, sp[0], sp[1], sp[2]);
-            else
-                Fmt::storeColour(px, sp[0], sp[1], sp[2]);
         }
-    }
+    });
 }
 
 template <bool Depth>
@@ -125,12 +141,15 @@ void blit(const RenderState& s, int x1, int y1, int x2, int y2, float z, int src
 }  // namespace kwr
 
 void KWRRender::kwrImage2D(int x1, int y1, int x2, int y2, int srcW, int srcH, int srcBpp, unsigned char* src) {
-    KWR_RECORD(kwrImage2D, x1, y1, x2, y2, srcW, srcH, srcBpp, src);
+    if (src == nullptr) return;
+    KWR_RECORD_COPYING(kwrImage2D, src, kwr::sourceBytesRead(srcW, srcH, srcBpp), x1, y1, x2, y2, srcW, srcH, srcBpp);
     kwr::blit<false>(s, x1, y1, x2, y2, 0.0f, srcW, srcH, srcBpp, src);
 }
 
 void KWRRender::kwrImage2D3(int x1, int y1, int x2, int y2, float z, int srcW, int srcH, int srcBpp,
                             unsigned char* src) {
-    KWR_RECORD(kwrImage2D3, x1, y1, x2, y2, z, srcW, srcH, srcBpp, src);
+    if (src == nullptr) return;
+    KWR_RECORD_COPYING(kwrImage2D3, src, kwr::sourceBytesRead(srcW, srcH, srcBpp), x1, y1, x2, y2, z, srcW, srcH,
+                       srcBpp);
     kwr::blit<true>(s, x1, y1, x2, y2, z, srcW, srcH, srcBpp, src);
 }

@@ -53,12 +53,8 @@ void fillBox(const RenderState& s, const Box& b, int firstRow, int lastRow, cons
             runs(p, n);
         } else {
             float* d = depthView(s).at(b.xa, y);
-            for (int i = 0; i < n; ++i, p += Fmt::kBytes, ++d) {
-                if (DepthView::nearerOrLevel(*d, *z)) {
-                    *d = *z;
-                    Fmt::storeSolid(p, c);
-                }
-            }
+            for (int i = 0; i < n; ++i, p += Fmt::kBytes, ++d)
+                if (DepthView::passNearerOrLevel(d, *z)) Fmt::storeSolid(p, c);
         }
     }
 }
@@ -118,13 +114,18 @@ void KWRRender::kwrBox3fg(float x1, float y1, float x2, float y2, float z) {
 }
 
 void KWRRender::kwrBitmap1(int x, int y, int w, int h, unsigned char* bitmap) {
-    KWR_RECORD(kwrBitmap1, x, y, w, h, bitmap);
     if (h < 1 || w < 1 || bitmap == nullptr) return;
     // Only rows and columns that land on the surface are visited, computed
     // in 64 bits so that x + c and y + r cannot overflow.
     const std::int64_t rowBytes = (static_cast<std::int64_t>(w) + 7) >> 3;
     const std::int64_t r0 = y < 0 ? -static_cast<std::int64_t>(y) : 0;
     const std::int64_t r1 = std::int64_t{s.height} - y < h ? std::int64_t{s.height} - y : h;
+    if (r0 >= r1) return;
+    // Recorded: the rows that land on the surface, copied, drawn from row
+    // y + r0 (which fits an int: it is 0 or y).
+    const std::uint64_t copied = static_cast<std::uint64_t>(r1 - r0) * static_cast<std::uint64_t>(rowBytes);
+    KWR_RECORD_COPYING(kwrBitmap1, bitmap + r0 * rowBytes, copied, x,
+                       static_cast<int>(y + r0), w, static_cast<int>(r1 - r0));
     const std::int64_t c0 = x < 0 ? -static_cast<std::int64_t>(x) : 0;
     const std::int64_t c1 = std::int64_t{s.width} - x < w ? std::int64_t{s.width} - x : w;
     for (std::int64_t r = r0; r < r1; ++r) {

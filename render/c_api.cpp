@@ -256,6 +256,11 @@ int kwr_image_save(kwr_image* image, const char* path) {
     if (path == nullptr) return KWR_ERROR_NULL_ARRAY;
     KWR_IMAGE_CALL(kwrSave(path));
 }
+int kwr_image_save_png(kwr_image* image, const char* path) {
+    if (path == nullptr) return KWR_ERROR_NULL_ARRAY;
+    KWR_IMAGE_CALL(kwrSavePng(path));
+}
+int kwr_png_supported(void) { return KWRImage::kwrPngSupported(); }
 int kwr_image_convert(kwr_image* image, int bpp) { KWR_IMAGE_CALL(kwrConvert(bpp)); }
 int kwr_image_resize(kwr_image* image, int width, int height) { KWR_IMAGE_CALL(kwrResize(width, height)); }
 int kwr_image_make_texture(kwr_image* image) { KWR_IMAGE_CALL(kwrMakeTexture()); }

@@ -2,6 +2,7 @@
 #include "render/simd_level.h"
 
 #include <atomic>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -75,7 +76,7 @@ bool builtLevel(SimdLevel level) {
 
 SimdLevel fromEnvironment(SimdLevel best) {
     const char* cap = std::getenv("KWRENDER_SIMD");
-    if (cap == nullptr) return best;
+    if (cap == nullptr || *cap == '\0') return best;
     for (int i = 0; i < kSimdLevelCount; ++i) {
         if (std::strcmp(cap, kNames[i]) != 0) continue;
         // The highest level this build has at or below both the cap and the
@@ -84,7 +85,11 @@ SimdLevel fromEnvironment(SimdLevel best) {
         while (level > 0 && !builtLevel(static_cast<SimdLevel>(level))) --level;
         return static_cast<SimdLevel>(level);
     }
-    return best;  // an unknown name caps nothing
+    // An unknown name caps nothing; said once a process.
+    static const bool said = std::fprintf(stderr, "kwrender: KWRENDER_SIMD=%s is not a level name; using %s\n", cap,
+                                          kNames[static_cast<int>(best)]) >= 0;
+    (void)said;
+    return best;
 }
 
 std::atomic<int> g_forced{-1};

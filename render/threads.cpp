@@ -2,6 +2,7 @@
 // context, and the command list they replay.
 #include "render/threads.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <string>
@@ -13,7 +14,13 @@ int threadsFromEnvironment() {
     if (v == nullptr || *v == '\0') return 1;
     char* end = nullptr;
     const long n = std::strtol(v, &end, 10);
-    if (*end != '\0' || n < 0) return 1;
+    if (*end != '\0' || n < 0) {
+        // Said once a process (a static's initialisation runs once, thread-safely).
+        static const bool said =
+            std::fprintf(stderr, "kwrender: KWRENDER_THREADS=%s is not a thread count; drawing on one thread\n", v) >= 0;
+        (void)said;
+        return 1;
+    }
     return threadsForRequest(n > kMaxThreads ? kMaxThreads : static_cast<int>(n));
 }
 

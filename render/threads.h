@@ -137,6 +137,39 @@ KWR_NOINLINE void recordMember(RenderState& s, A... a) {
     ::new (static_cast<void*>(s.pool->reserve(s, sizeof(Tuple), h))) Tuple(a...);
 }
 
+// The most host bytes a record carries: a call reading more is drawn at
+// once instead (see KWR_RECORD_COPYING).
+constexpr std::size_t kMaxCopiedBytes = kCommandListBytes / 4;
+
+// A call whose last argument points at host memory that the call reads and
+// that the host may change or release as soon as the call returns: the
+// record holds the other arguments followed by a copy of the bytes, and the
+// replay passes the copy in place of the host's pointer.
+template <auto Member, class Tuple>
+void replayCopying(KWRRender& self, RenderState&, const unsigned char* args) {
+    const Tuple& t = *std::launder(reinterpret_cast<const Tuple*>(args));
+    // The copy lies in the list's own (writable) storage, and the members
+    // only read through the pointer they take.
+    unsigned char* const copy = const_cast<unsigned char*>(args) + sizeof(Tuple);
+    std::apply([&](auto... a) { (self.*Member)(a..., copy); }, t);
+}
+
+// Records a call of the public member `Member` with the arguments `a` and,
+// as its last argument, a copy of the `bytes` bytes at `data`.  False, with
+// nothing recorded, when the copy is larger than a record may carry.
+template <auto Member, class... A>
+KWR_NOINLINE bool recordMemberCopying(RenderState& s, const unsigned char* data, std::uint64_t bytes, A... a) {
+    using Tuple = std::tuple<A...>;
+    static_assert(std::is_trivially_destructible<Tuple>::value, "recorded arguments are plain values");
+    if (bytes > kMaxCopiedBytes) return false;
+    CommandHeader h{&replayCopying<Member, Tuple>, 0, kAllThreads};
+    const std::size_t n = static_cast<std::size_t>(bytes);
+    unsigned char* const at = s.pool->reserve(s, sizeof(Tuple) + n, h);
+    ::new (static_cast<void*>(at)) Tuple(a...);
+    if (n != 0) std::memcpy(at + sizeof(Tuple), data, n);
+    return true;
+}
+
 // Records a call of an internal function F(RenderState&, Args...).
 template <class Tuple, void (*F)(RenderState&, const Tuple&)>
 void replayInternal(KWRRender&, RenderState& s, const unsigned char* args) {
@@ -161,6 +194,20 @@ inline bool recording(const RenderState& s) { return s.pool != nullptr; }
         if (kwr::recording(s)) {                                           \
             kwr::recordMember<&KWRRender::member>(s, __VA_ARGS__);         \
             return;                                                        \
+        }                                                                  \
+    } while (0)
+
+// In a drawing member whose last argument points at `bytes` bytes of host
+// memory read during the call (`data`: the first of them): record the call
+// with a copy of them and return when the context records.  A copy too large
+// for a record draws what is recorded and then this call at once, on the
+// caller's thread.  Either way the host's memory is never read after the
+// call returns.
+#define KWR_RECORD_COPYING(member, data, bytes, ...)                        \
+    do {                                                                   \
+        if (kwr::recording(s)) {                                           \
+            if (kwr::recordMemberCopying<&KWRRender::member>(s, data, bytes, __VA_ARGS__)) return; \
+            kwrFlush();                                                    \
         }                                                                  \
     } while (0)
 

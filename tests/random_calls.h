@@ -50,8 +50,9 @@ constexpr unsigned char kCanary = 0xC5;
 struct HostBlock {
     std::vector<unsigned char> bytes;
     std::vector<unsigned char> copy;
+    // New memory every time: the old block is released, not reused.
     void assign(std::size_t n, std::mt19937& rng) {
-        bytes.assign(n + 2 * kCanaryBytes, kCanary);
+        std::vector<unsigned char>(n + 2 * kCanaryBytes, kCanary).swap(bytes);
         for (std::size_t i = 0; i < n; ++i) bytes[kCanaryBytes + i] = static_cast<unsigned char>(rng());
         copy = bytes;
     }
@@ -60,14 +61,15 @@ struct HostBlock {
 };
 
 struct HostBuffers {
-    HostBlock texture, alphaMap, image, bitmap;
-    bool intact() const { return texture.intact() && alphaMap.intact() && image.intact() && bitmap.intact(); }
+    HostBlock texture, alphaMap;
+    bool sourcesIntact = true;  // every bitmap and blit source, checked when its call returned
+    bool intact() const { return texture.intact() && alphaMap.intact() && sourcesIntact; }
 };
 
 // Binds a texture and an alpha map of random, truthfully stated sizes, or
 // nothing.
 inline void bindRandomMaps(KWRRender& r, Fuzzer& f, HostBuffers& h) {
-    r.kwrFlush();  // recorded calls may still read the maps they replace
+    r.kwrFlush();  // recorded calls may still read the maps released below
     const int tw = 1 + f.pick(9), th = 1 + f.pick(7), tPitch = 4 * tw + 4 * f.pick(3);
     const int aw = 1 + f.pick(9), ah = 1 + f.pick(7), aPitch = aw + f.pick(5);
     h.texture.assign(static_cast<std::size_t>(tPitch) * th, f.rng);
@@ -140,11 +142,14 @@ inline bool randomCall(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
     case 7: r.kwrBox3(I(), J(), I(), J(), Z()); break;
     case 8: (r.*KWR_F_OR_FG(kwrBox3))(X(), Y(), X(), Y(), Z()); break;
     case 9: {
+        // Sources a call only reads are released as soon as it returns (no
+        // flush): the sanitizers catch any later read, at any thread count.
         const int bw = f.pick(40) - 4, bh = f.pick(20) - 4;
         const int rowBytes = bw > 0 ? (bw + 7) >> 3 : 0;
-        r.kwrFlush();
-        h.bitmap.assign(static_cast<std::size_t>(rowBytes) * (bh > 0 ? bh : 0) + 1, f.rng);
-        r.kwrBitmap1(I(), J(), bw, bh, h.bitmap.data());
+        HostBlock bitmap;
+        bitmap.assign(static_cast<std::size_t>(rowBytes) * (bh > 0 ? bh : 0) + 1, f.rng);
+        r.kwrBitmap1(I(), J(), bw, bh, bitmap.data());
+        h.sourcesIntact = h.sourcesIntact && bitmap.intact();
         break;
     }
     case 10:
@@ -153,12 +158,13 @@ inline bool randomCall(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
         const int srcBpp = f.chance(45) ? 24 : (f.chance(90) ? 32 : 16);
         const std::size_t w0 = static_cast<std::size_t>(srcW > 0 ? srcW : 0);
         const std::size_t pitch = srcBpp == 24 ? ((w0 + 1) * 3) & ~std::size_t{3} : w0 * 4;
-        r.kwrFlush();
-        h.image.assign(pitch * static_cast<std::size_t>(srcH > 0 ? srcH : 0) + 1, f.rng);
+        HostBlock image;
+        image.assign(pitch * static_cast<std::size_t>(srcH > 0 ? srcH : 0) + 1, f.rng);
         if (f.chance(50))
-            r.kwrImage2D(I(), J(), I(), J(), srcW, srcH, srcBpp, h.image.data());
+            r.kwrImage2D(I(), J(), I(), J(), srcW, srcH, srcBpp, image.data());
         else
-            r.kwrImage2D3(I(), J(), I(), J(), Z(), srcW, srcH, srcBpp, h.image.data());
+            r.kwrImage2D3(I(), J(), I(), J(), Z(), srcW, srcH, srcBpp, image.data());
+        h.sourcesIntact = h.sourcesIntact && image.intact();
         break;
     }
     case 12: r.kwrLine(I(), J(), I(), J()); break;

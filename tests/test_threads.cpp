@@ -3,12 +3,20 @@
 // with bands of several heights; and the pool's life around hostile use.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <cstdlib>
+#include <cstdio>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <random>
+#include <string>
+#include <thread>
 #include <vector>
 
+#include "KWRImage.h"
 #include "KWRRender.h"
 #include "random_calls.h"
 #include "raster/triangle_rows.h"
@@ -22,10 +30,40 @@ using kwr_test::HostBuffers;
 
 constexpr int kWidth = 61, kHeight = 47;
 
+// Everything a host can see of a frame: every byte of the surface (the row
+// padding included), the depth buffer and the bitmap file saved from it.
 struct Frame {
-    std::vector<unsigned char> pixels;
+    std::vector<unsigned char> surface;
     std::vector<float> depth;
+    std::vector<unsigned char> file;
 };
+
+std::vector<unsigned char> readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::vector<unsigned char>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+Frame capture(KWRRender& r, const std::string& name) {
+    Frame out;
+    void* header = nullptr;
+    void* pixels = nullptr;
+    EXPECT_EQ(r.kwrGetDib(&header, &pixels), 1);  // flushes
+    const auto& bih = *static_cast<const unsigned char*>(header);
+    std::int32_t width = 0, height = 0;
+    std::uint16_t bpp = 0;
+    std::memcpy(&width, &bih + 4, 4);
+    std::memcpy(&height, &bih + 8, 4);
+    std::memcpy(&bpp, &bih + 14, 2);
+    const std::size_t pitch = (static_cast<std::size_t>(width) * bpp + 31) / 32 * 4;
+    const auto* bytes = static_cast<const unsigned char*>(pixels);
+    out.surface.assign(bytes, bytes + pitch * static_cast<std::size_t>(-height));
+    if (const float* z = r.kwrGetZBuffer()) out.depth.assign(z, z + static_cast<std::size_t>(width) * -height);
+    const std::string path = ::testing::TempDir() + name + ".bmp";
+    EXPECT_EQ(KWRImage::kwrSaveFrame(r, path.c_str()), 1);
+    out.file = readFile(path);
+    std::remove(path.c_str());
+    return out;
+}
 
 // A seeded random scene: state changes, hostile arguments and plenty of
 // well-formed triangles, with or without a depth buffer.
@@ -48,17 +86,7 @@ Frame drawScene(int bpp, bool depth, std::uint32_t seed, int threads, int bandRo
         }
         kwr_test::randomCall(*r, f, h, kWidth, kHeight);
     }
-    Frame out;
-    void* pixels = nullptr;
-    EXPECT_EQ(r->kwrGetDib(nullptr, &pixels), 1);  // flushes
-    // The visible bytes of every row (24 bpp row padding is never written).
-    const int used = kWidth * bpp / 8, pitch = (used + 3) / 4 * 4;
-    for (int y = 0; y < kHeight; ++y) {
-        const auto* row = static_cast<const unsigned char*>(pixels) + y * pitch;
-        out.pixels.insert(out.pixels.end(), row, row + used);
-    }
-    if (const float* z = r->kwrGetZBuffer()) out.depth.assign(z, z + kWidth * kHeight);
-    return out;
+    return capture(*r, "scene" + std::to_string(threads));
 }
 
 TEST(Threads, EveryThreadCountAndBandDrawsTheOneCoreBytes) {
@@ -66,16 +94,111 @@ TEST(Threads, EveryThreadCountAndBandDrawsTheOneCoreBytes) {
         for (bool depth : {true, false}) {
             const std::uint32_t seed = 0xC0FFEEu + static_cast<std::uint32_t>(bpp * 2 + (depth ? 1 : 0));
             const Frame one = drawScene(bpp, depth, seed, 1, 1);
+            ASSERT_FALSE(one.file.empty());
             for (int threads : {2, 3, 7}) {
                 for (int band : {1, 2, 64}) {
                     const Frame many = drawScene(bpp, depth, seed, threads, band);
                     const auto what = std::to_string(bpp) + " bpp, depth " + std::to_string(depth) + ", " +
                                       std::to_string(threads) + " threads, bands of " + std::to_string(band);
-                    EXPECT_TRUE(many.pixels == one.pixels) << what;
+                    EXPECT_TRUE(many.surface == one.surface) << what;
                     EXPECT_TRUE(many.depth == one.depth) << what;
+                    EXPECT_TRUE(many.file == one.file) << what;
                 }
             }
         }
+    }
+}
+
+// A host that follows the rule for bound memory: it switches textures, alpha
+// maps and external depth buffers and releases the old ones after a flush
+// (or after kwrSetExternalZBuffer, which flushes), changes the surface's size
+// and depth between frames, and releases bitmap and blit sources as soon as
+// their calls return.  Under the sanitizers nothing released is read, and
+// every thread count leaves the bytes of one thread.
+Frame drawReleasingHost(std::uint32_t seed, int threads) {
+    auto r = std::make_unique<KWRRender>();
+    EXPECT_EQ(r->kwrSetThreads(threads), threads);
+    Fuzzer f{std::mt19937(seed)};
+    HostBuffers h;
+    std::unique_ptr<std::vector<float>> depth;
+    int w = 1, ht = 1;
+    for (int step = 0; step < 40; ++step) {
+        switch (f.pick(5)) {
+        case 0: {
+            const int bpps[] = {8, 16, 24, 32};
+            r->kwrSetRenderBpp(bpps[f.pick(4)]);
+            w = 1 + f.pick(70);
+            ht = 1 + f.pick(50);
+            r->kwrZBufferEnable(f.pick(3) != 0);
+            if (depth) {
+                // A bound buffer of the new size; the old one goes once
+                // kwrSetExternalZBuffer (which flushes) has returned.
+                auto next = std::make_unique<std::vector<float>>(static_cast<std::size_t>(w) * ht, 0.75f);
+                r->kwrSetExternalZBuffer(next->data());
+                depth = std::move(next);
+            }
+            EXPECT_EQ(r->kwrInitBuffer(w, ht), 1);
+            r->kwrSetColor(f.anyColor());
+            r->kwrClear();
+            break;
+        }
+        case 1: {
+            // A new external depth buffer, or back to an own one; the old
+            // one is released at once.
+            auto next = f.chance(70) ? std::make_unique<std::vector<float>>(static_cast<std::size_t>(w) * ht, 0.5f)
+                                     : nullptr;
+            r->kwrSetExternalZBuffer(next ? next->data() : nullptr);
+            depth = std::move(next);
+            break;
+        }
+        case 2: kwr_test::bindRandomMaps(*r, f, h); break;
+        default:
+            for (int i = 0; i < 60; ++i) kwr_test::randomCall(*r, f, h, w, ht);
+            break;
+        }
+    }
+    EXPECT_TRUE(h.intact());
+    Frame out = capture(*r, "host" + std::to_string(threads));
+    r.reset();
+    return out;
+}
+
+TEST(Threads, HostsReleasingMemoryAsTheRuleAllowsGetTheOneCoreBytes) {
+    for (std::uint32_t seed = 1; seed <= 6; ++seed) {
+        const Frame one = drawReleasingHost(seed, 1);
+        for (int threads : {2, 3, 7}) {
+            const Frame many = drawReleasingHost(seed, threads);
+            EXPECT_TRUE(many.surface == one.surface) << "seed " << seed << ", " << threads << " threads";
+            EXPECT_TRUE(many.depth == one.depth) << "seed " << seed << ", " << threads << " threads";
+            EXPECT_TRUE(many.file == one.file) << "seed " << seed << ", " << threads << " threads";
+        }
+    }
+}
+
+// Bytes no call writes (the padding of 24 bpp rows, pixels and depths never
+// drawn or cleared) are the same whatever the heap held before, so that they
+// cannot differ with the allocation history of a thread count.
+void* volatile gEscaped = nullptr;
+
+TEST(Threads, NewSurfacesAndDepthBuffersStartZeroedWhateverTheHeapHeld) {
+    for (int bpp : {8, 16, 24, 32}) {
+        const std::size_t pitch = (static_cast<std::size_t>(kWidth) * bpp + 31) / 32 * 4, bytes = pitch * kHeight;
+        for (std::size_t size : {bytes, std::size_t{kWidth} * kHeight * sizeof(float)}) {
+            // Released just before the surface is made; the pointer escapes,
+            // so the compiler keeps the block and its contents.
+            std::vector<unsigned char> used(size, 0xAB);
+            gEscaped = used.data();
+        }
+        KWRRender r;
+        ASSERT_EQ(r.kwrSetRenderBpp(bpp), 1);
+        ASSERT_EQ(r.kwrInitBuffer(kWidth, kHeight), 1);
+        void* pixels = nullptr;
+        ASSERT_EQ(r.kwrGetDib(nullptr, &pixels), 1);
+        const auto* p = static_cast<const unsigned char*>(pixels);
+        EXPECT_EQ(std::count(p, p + bytes, 0), static_cast<std::ptrdiff_t>(bytes)) << bpp << " bpp";
+        const float* z = r.kwrGetZBuffer();
+        ASSERT_NE(z, nullptr);
+        EXPECT_EQ(std::count(z, z + kWidth * kHeight, 0.0f), kWidth * kHeight) << bpp << " bpp";
     }
 }
 
@@ -104,10 +227,11 @@ TEST(Threads, CountsAreClampedAndRepeatedChangesAreClean) {
     auto r = std::make_unique<KWRRender>();
     EXPECT_EQ(r->kwrGetThreads(), 1);
     ASSERT_EQ(r->kwrInitBuffer(16, 16), 1);
-    const int cores = kwr::threadsForRequest(0);
-    EXPECT_GE(cores, 1);
+    // 0 asks for one thread per core, at most 64.
+    const unsigned hw = std::thread::hardware_concurrency();
+    const int cores = hw == 0 ? 1 : (hw > 64 ? 64 : static_cast<int>(hw));
     const int requests[] = {3, 0, -5, 1, 1000000, 2, 2, -2147483647 - 1, 7};
-    const int expected[] = {3, cores, 1, 1, kwr::kMaxThreads, 2, 2, 1, 7};
+    const int expected[] = {3, cores, 1, 1, 64, 2, 2, 1, 7};
     for (int i = 0; i < 9; ++i) {
         r->kwrTriangle(0, 0, 15, 3, 4, 15);  // recorded between the changes
         EXPECT_EQ(r->kwrSetThreads(requests[i]), expected[i]) << requests[i];
@@ -123,28 +247,65 @@ TEST(Threads, CountsAreClampedAndRepeatedChangesAreClean) {
     kwr::Access::state(*copy).scanBlock = nullptr;
 }
 
-TEST(Threads, LongListsFlushWhenFullAndDestroyCleanly) {
-    for (int round = 0; round < 2; ++round) {
-        auto r = std::make_unique<KWRRender>();
-        ASSERT_EQ(r->kwrSetRenderBpp(32), 1);
-        ASSERT_EQ(r->kwrInitBuffer(64, 64), 1);
-        ASSERT_EQ(r->kwrSetThreads(3), 3);
-        // More records than the list holds: it is drawn when full.
-        for (int i = 0; i < 100000; ++i) {
-            r->kwrSetColor(0xFF000000u | static_cast<unsigned>(i));
-            r->kwrTriangle3cf(0, 0, 0.5f, 0xFFFF0000, 63, static_cast<float>(i % 64), 0.5f, 0xFF00FF00, 10, 63, 0.5f,
-                              0xFF0000FF);
-        }
-        if (round == 1) r->kwrDestroy();  // else the destructor draws the rest
+// More records than the list holds: it is drawn whenever full, in order,
+// and the frame is the one thread's; a context destroyed with records left
+// draws them or drops them cleanly.
+void drawLongList(KWRRender& r) {
+    for (int i = 0; i < 20000; ++i) {
+        r.kwrSetColor(0xFF000000u | static_cast<unsigned>(i * 2654435761u >> 8));
+        r.kwrTriangle3cf(0, 0, 0.5f, 0xFFFF0000, 63, static_cast<float>(i % 64), 0.25f * (i % 4), 0xFF00FF00, 10, 63,
+                         0.5f, 0x80FF00FF);
+        if (i % 7 == 0) r.kwrBox3(i % 60, i % 50, i % 60 + 4, i % 50 + 9, 0.3f);
     }
 }
 
+TEST(Threads, LongListsFlushWhenFullAndDestroyCleanly) {
+    Frame frames[2];
+    for (int threads : {1, 3}) {
+        auto r = std::make_unique<KWRRender>();
+        ASSERT_EQ(r->kwrSetRenderBpp(32), 1);
+        ASSERT_EQ(r->kwrInitBuffer(64, 64), 1);
+        ASSERT_EQ(r->kwrSetThreads(threads), threads);
+        r->kwrAlphaEnable(1);
+        drawLongList(*r);
+        frames[threads == 1 ? 0 : 1] = capture(*r, "long" + std::to_string(threads));
+    }
+    EXPECT_TRUE(frames[0].surface == frames[1].surface);
+    EXPECT_TRUE(frames[0].depth == frames[1].depth);
+    for (bool destroyFirst : {true, false}) {
+        auto r = std::make_unique<KWRRender>();
+        ASSERT_EQ(r->kwrInitBuffer(64, 64), 1);
+        ASSERT_EQ(r->kwrSetThreads(3), 3);
+        drawLongList(*r);
+        if (destroyFirst) r->kwrDestroy();  // else the destructor draws the rest
+    }
+}
+
+// KWRENDER_THREADS gives a new context its count: a number, 0 for one per
+// core, clamped to 1..64; anything unreadable means one thread.
+void setThreadsVariable(const char* value) {
+#if defined(_WIN32)
+    _putenv_s("KWRENDER_THREADS", value);
+#else
+    setenv("KWRENDER_THREADS", value, 1);
+#endif
+}
+
 TEST(Threads, EnvironmentSetsTheStartingCount) {
-    EXPECT_EQ(kwr::threadsForRequest(5), 5);
-    // The count a new context starts with follows KWRENDER_THREADS, when a
-    // test run sets it; without it a context starts on one thread.
-    auto r = std::make_unique<KWRRender>();
-    EXPECT_EQ(r->kwrGetThreads(), kwr::threadsFromEnvironment());
+    const char* before = std::getenv("KWRENDER_THREADS");
+    const std::string saved = before != nullptr ? before : "";
+    const struct {
+        const char* value;
+        int threads;
+    } cases[] = {{"3", 3}, {"1", 1}, {"1000", 64}, {"abc", 1}, {"2x", 1}, {"-4", 1}, {"", 1}};
+    for (const auto& c : cases) {
+        setThreadsVariable(c.value);
+        KWRRender r;
+        EXPECT_EQ(r.kwrGetThreads(), c.threads) << '"' << c.value << '"';
+        ASSERT_EQ(r.kwrInitBuffer(8, 8), 1);  // the threads start here
+        EXPECT_EQ(r.kwrGetThreads(), c.threads) << '"' << c.value << '"';
+    }
+    setThreadsVariable(saved.c_str());
 }
 
 }  // namespace

@@ -6,14 +6,17 @@
 // Exits 0 on success (and for --help); on failure prints the error text on
 // standard error and exits non-zero (1 for a failed load, conversion or
 // save, 2 for a bad command line, whose message names what was wrong).
-// The output's format follows its name: .bmp through the image library (at
-// the image's own depth), .png as 8-bit RGB where the build has libpng.
+// The input may be a bitmap file or, where the library has libpng, a PNG
+// file.  The output's format follows its name: .bmp at the image's own
+// depth, .png (where the library has libpng) as 8-bit RGBA from 32 bits and
+// RGB from other depths.  The output is written beside its name and moved
+// over it when complete: a failed conversion leaves an existing file whole.
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "KWRImage.h"
-#include "picture.h"
 
 namespace {
 
@@ -37,24 +40,35 @@ bool hasExtension(const char* path, const char* ext) {
     return true;
 }
 
-// Writes the image as a PNG of its colours.
-int savePng(const KWRImage& image, const char* path) {
-    kwr_demo::Picture p;
-    p.width = image.kwrGetWidth();
-    p.height = image.kwrGetHeight();
-    p.pixels.resize(static_cast<std::size_t>(p.width) * static_cast<std::size_t>(p.height));
-    for (int y = 0; y < p.height; ++y)
-        for (int x = 0; x < p.width; ++x)
-            p.pixels[static_cast<std::size_t>(y) * p.width + x] = image.kwrGetPixel(x, y) & 0xFFFFFFu;
-    const std::string error = kwr_demo::savePicture(p, path);
-    if (error.empty()) return 0;
-    std::fprintf(stderr, "kwrimage: %s: %s\n", path, error.c_str());
-    return 1;
-}
-
 int fail(const char* what, const KWRImage& image) {
     std::fprintf(stderr, "kwrimage: %s: %s\n", what, image.kwrGetErrorText());
     return 1;
+}
+
+// A failed load; a PNG file where the library has no libpng says so.
+int failLoad(const char* path, const KWRImage& image) {
+    if (image.kwrGetError() == KWR_IMAGE_UNSUPPORT_TYPE && KWRImage::kwrPngSupported() == 0) {
+        std::FILE* f = std::fopen(path, "rb");
+        unsigned char sig[4] = {0, 0, 0, 0};
+        const bool png = f != nullptr && std::fread(sig, 1, 4, f) == 4 && std::memcmp(sig, "\x89PNG", 4) == 0;
+        if (f != nullptr) std::fclose(f);
+        if (png) {
+            std::fprintf(stderr, "kwrimage: %s: a PNG file; this build reads bitmap files only (no libpng)\n", path);
+            return 1;
+        }
+    }
+    return fail(path, image);
+}
+
+// A failed save: the library's text and the system's reason.
+int failSave(const char* path, const KWRImage& image, int reason) {
+    const int code = image.kwrGetError();
+    if ((code == KWR_IMAGE_OPEN_FILE || code == KWR_IMAGE_WRITE_FILE) && reason != 0) {
+        std::fprintf(stderr, "kwrimage: %s: %s: %s (the file there, if any, is unchanged)\n", path,
+                     image.kwrGetErrorText(), std::strerror(reason));
+        return 1;
+    }
+    return fail(path, image);
 }
 
 // A decimal number in 1..limit followed by `stop` (0: the end of the text).
@@ -77,7 +91,7 @@ const char* compressionName(int c) {
 
 int info(const char* path) {
     KWRImage image;
-    if (!image.kwrLoad(path)) return fail(path, image);
+    if (!image.kwrLoad(path)) return failLoad(path, image);
     const KWRImageFileInfo& f = image.kwrGetFileInfo();
     std::printf("size: %d x %d\n", f.width, f.height);
     std::printf("bits per pixel: %d\n", f.bitCount);
@@ -97,7 +111,8 @@ int convert(int argc, char** argv) {
     const char* out = argv[3];
     long bpp = 0, width = 0, height = 0;
     const bool png = hasExtension(out, ".png");
-    if (png && !kwr_demo::havePng()) return usage("this build writes no PNG files (it has no libpng): ", out);
+    if (png && KWRImage::kwrPngSupported() == 0)
+        return usage("this build writes no PNG files (the library has no libpng): ", out);
     if (!png && !hasExtension(out, ".bmp")) return usage("the output name must end in .bmp or .png: ", out);
     for (int i = 4; i < argc; i += 2) {
         if (std::strcmp(argv[i], "--bpp") != 0 && std::strcmp(argv[i], "--size") != 0)
@@ -116,13 +131,13 @@ int convert(int argc, char** argv) {
         }
     }
     KWRImage image;
-    if (!image.kwrLoad(in)) return fail(in, image);
+    if (!image.kwrLoad(in)) return failLoad(in, image);
     if (image.kwrGetFileInfo().truncated != 0)
         std::fprintf(stderr, "kwrimage: warning: %s: the pixel data ends early; the missing pixels are colour 0\n", in);
     if (bpp != 0 && bpp != image.kwrGetBpp() && !image.kwrConvert(static_cast<int>(bpp))) return fail("convert", image);
     if (width != 0 && !image.kwrResize(static_cast<int>(width), static_cast<int>(height))) return fail("resize", image);
-    if (png) return savePng(image, out);
-    if (!image.kwrSave(out)) return fail(out, image);
+    errno = 0;
+    if ((png ? image.kwrSavePng(out) : image.kwrSave(out)) == 0) return failSave(out, image, errno);
     return 0;
 }
 

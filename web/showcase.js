@@ -1,7 +1,13 @@
-// The showcase page: the module (kwrender_web.js, from examples/web.cpp)
-// draws each frame into the library's memory target and hands back RGBA
-// bytes, which go into the canvas unchanged.  The knot turns one degree a
-// frame, as in the native demo's animation.
+// The showcase page: the module (from examples/web.cpp) draws each frame
+// into the library's memory target and hands back RGBA bytes, which go into
+// the canvas unchanged, copied once (by putImageData, straight from the
+// module's memory).  The knot turns one degree a frame, as in the native
+// demo's animation.
+//
+// Two builds of the module sit beside the page: kwrender_web.js with the
+// SIMD128 lane blocks, and kwrender_web_scalar.js without them for engines
+// that have no SIMD128 (which cannot even compile the first).  The page
+// asks the engine with WebAssembly.validate and loads the one it can run.
 //
 // Query parameters: bpp=8|16|24|32 (the starting depth), simd=scalar (caps
 // the instruction set, as KWRENDER_SIMD does natively), still (frame 0 and
@@ -10,7 +16,7 @@
 // window.kwrPage is the hook the browser test drives: still(bpp, switches)
 // draws frame 0 (with everything on unless `switches` says otherwise: 1
 // depth, 2 blending, 4 texturing) and returns the canvas's pixels read back
-// (RGBA, base64); time(bpp, frames) draws that many frames of the
+// (RGBA, base64); module is the module's file name; time(bpp, frames) draws that many frames of the
 // animation and returns their mean, median and best drawing times in
 // milliseconds.
 'use strict';
@@ -27,8 +33,14 @@
   // The switches of kwrWebDraw (examples/web.cpp).
   const DEPTH = 1, BLENDING = 2, TEXTURING = 4, ALL = DEPTH | BLENDING | TEXTURING;
 
+  // A module of one SIMD128 function, () -> v128 returning
+  // i8x16.popcnt(i8x16.splat(0)): valid exactly where the engine has SIMD128.
+  const SIMD128_PROBE = new Uint8Array([0, 97, 115, 109, 1, 0, 0, 0, 1, 5, 1, 96, 0, 1, 123, 3, 2, 1, 0, 10, 10, 1, 8,
+                                        0, 65, 0, 253, 15, 253, 98, 11]);
+  const simd128 = typeof WebAssembly === 'object' && WebAssembly.validate(SIMD128_PROBE);
+  const moduleFile = simd128 ? 'kwrender_web.js' : 'kwrender_web_scalar.js';
+
   let lib = null;
-  let image = null;      // the canvas-sized ImageData the frames are copied into
   let frame = 0;         // animation frame number
   let running = !params.has('still');
   let recent = [];       // [drawing ms, triangles] of the last frames
@@ -49,7 +61,6 @@
       throw new Error('the library refused a ' + canvas.width + 'x' + canvas.height + ' frame of ' + bpp + ' bpp');
     }
     ui.bpp.value = String(bpp);
-    image = ctx.createImageData(canvas.width, canvas.height);
     recent = [];
   }
 
@@ -57,8 +68,10 @@
   function draw(n, which) {
     const at = lib._kwrWebDraw(n, which);
     if (!at) throw new Error('no frame buffer');
-    image.data.set(lib.HEAPU8.subarray(at, at + image.data.length));
-    ctx.putImageData(image, 0, 0);
+    // An image over the module's memory (made anew each frame: the memory
+    // may have grown and moved); putImageData's copy is the only one.
+    const bytes = new Uint8ClampedArray(lib.HEAPU8.buffer, at, canvas.width * canvas.height * 4);
+    ctx.putImageData(new ImageData(bytes, canvas.width, canvas.height), 0, 0);
     return lib._kwrWebDrawMs();
   }
 
@@ -114,6 +127,7 @@
   window.kwrPage = {
     ready: false,
     level: '',
+    module: moduleFile,
     still(bpp, which = ALL) {
       stop();
       setDepth(bpp);
@@ -156,11 +170,13 @@
     window.location.search = next.toString();
   });
 
-  if (typeof kwrenderShowcase !== 'function') {
-    fail('kwrender_web.js did not load: build the page with tools/web.sh');
-    return;
-  }
-  kwrenderShowcase().then((module) => {
+  new Promise((resolve, reject) => {
+    const script = document.createElement('script');
+    script.src = moduleFile;
+    script.onload = resolve;
+    script.onerror = () => reject(new Error(moduleFile + ' did not load: build the page with tools/web.sh'));
+    document.head.appendChild(script);
+  }).then(() => kwrenderShowcase()).then((module) => {
     lib = module;
     lib.ccall('kwrWebStart', 'number', ['string'], [params.get('simd') || '']);
     const bpp = Number(params.get('bpp') || 32);
@@ -175,5 +191,5 @@
       recent = [[lib._kwrWebDrawMs(), lib._kwrWebTriangles()]];
       showStats();
     }
-  }, (e) => fail('the WebAssembly module did not start: ' + e));
+  }, (e) => fail('the WebAssembly module did not start: ' + e.message));
 })();

@@ -10,8 +10,6 @@ from __future__ import annotations
 
 import functools
 import hashlib
-import struct
-import zlib
 from typing import Dict, Tuple
 
 import numpy as np
@@ -123,7 +121,7 @@ TARGET = np.array([0.2, -0.05, 0.0])
 
 def render_frame(index: int, width: int, height: int) -> Tuple[int, str, bytes]:
     """Frame `index` of the animation: (index, SHA-256 of the 32 bpp frame
-    bytes, the frame as a PNG file)."""
+    bytes, the frame as a PNG file, RGBA, written by the library)."""
     import kwrender
 
     mesh = knot_mesh()
@@ -177,19 +175,7 @@ def render_frame(index: int, width: int, height: int) -> Tuple[int, str, bytes]:
                   np.ascontiguousarray(uv[tri]))
     frame = ctx.frame()
     digest = hashlib.sha256(frame.tobytes()).hexdigest()
-    png = encode_png(ctx.to_rgb())
+    png = ctx.to_png()
     del frame
     ctx.close()
     return index, digest, png
-
-
-def encode_png(rgb: np.ndarray) -> bytes:
-    """An 8-bit RGB PNG file of (H, W, 3) uint8 pixels (zlib and struct only)."""
-    h, w, _ = rgb.shape
-
-    def chunk(kind: bytes, data: bytes) -> bytes:
-        return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
-
-    rows = np.concatenate([np.zeros((h, 1), np.uint8), rgb.reshape(h, w * 3)], axis=1)  # filter 0 per row
-    return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", w, h, 8, 2, 0, 0, 0))
-            + chunk(b"IDAT", zlib.compress(rows.tobytes(), 6)) + chunk(b"IEND", b""))

@@ -35,18 +35,41 @@ def as_argb(name: str, value: Any) -> int:
     return v
 
 
-def array(name: str, value: Any, dtype: Any, *, writable: bool = False) -> np.ndarray:
-    """`value` itself, if it is a C-contiguous NumPy array of `dtype`."""
+def array(name: str, value: Any, dtype: Any, *, writable: bool = False, convert: bool = False) -> np.ndarray:
+    """`value` itself, if it is a C-contiguous NumPy array of `dtype`; with
+    `convert`, anything np.ascontiguousarray turns into one (one copy at
+    most) whose values fit `dtype`."""
     dtype = np.dtype(dtype)
+    if convert and not (isinstance(value, np.ndarray) and value.dtype == dtype and value.flags.c_contiguous):
+        value = converted(name, value, dtype)
     if not isinstance(value, np.ndarray):
-        raise TypeError(f"{name} must be a NumPy array of {dtype}, got {type(value).__name__}")
+        raise TypeError(f"{name} must be a NumPy array of {dtype}, got {type(value).__name__} (or pass convert=True)")
     if value.dtype != dtype:
-        raise TypeError(f"{name} must have dtype {dtype}, got {value.dtype} (convert with np.asarray(..., np.{dtype}))")
+        raise TypeError(f"{name} must have dtype {dtype}, got {value.dtype} (or pass convert=True)")
     if not value.flags.c_contiguous:
-        raise ValueError(f"{name} must be C-contiguous (use np.ascontiguousarray)")
+        raise ValueError(f"{name} must be C-contiguous (use np.ascontiguousarray, or pass convert=True)")
     if writable and not value.flags.writeable:
         raise ValueError(f"{name} must be writable")
     return value
+
+
+def converted(name: str, value: Any, dtype: np.dtype) -> np.ndarray:
+    """`value` as a C-contiguous array of `dtype`: numbers of any kind to a
+    float dtype; integers (not floats, not bools) that fit to an int dtype."""
+    try:
+        a = np.asarray(value, dtype=dtype if dtype.kind == "f" and not isinstance(value, np.ndarray) else None)
+    except (TypeError, ValueError) as e:
+        raise TypeError(f"{name} does not convert to an array of {dtype}: {e}") from None
+    if dtype.kind == "f":
+        if a.dtype.kind not in "biuf":
+            raise TypeError(f"{name} has dtype {a.dtype}, which does not convert to {dtype}")
+    else:
+        if a.dtype.kind not in "iu":
+            raise TypeError(f"{name} has dtype {a.dtype}; it converts to {dtype} only from integers")
+        info = np.iinfo(dtype)
+        if a.size and (a.min() < info.min or a.max() > info.max):
+            raise ValueError(f"{name} has values outside the range of {dtype}")
+    return np.ascontiguousarray(a, dtype=dtype)
 
 
 def rows(name: str, value: Any, dtype: Any, channels: Tuple[int, ...], *, writable: bool = False) -> np.ndarray:

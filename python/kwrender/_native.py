@@ -3,9 +3,9 @@
 The library is searched for in this order:
 
 1. the file named by the environment variable ``KWRENDER_LIBRARY``;
-2. a copy next to this package (``libkwrender.so*``, ``kwrender.dll`` or
-   ``libkwrender*.dylib`` in the package directory, placed there before
-   ``pip install``);
+2. the copy inside this package (``libkwrender.so``, ``kwrender.dll`` or
+   ``libkwrender.dylib``), which ``python -m pip install .`` builds and
+   puts there;
 3. the system loader (``ldconfig``'s cache, ``LD_LIBRARY_PATH``, ``PATH`` on
    Windows), e.g. after ``cmake --install`` into ``/usr/local``.
 """
@@ -14,7 +14,6 @@ from __future__ import annotations
 
 import ctypes
 import ctypes.util
-import glob
 import os
 import sys
 from typing import Dict, List, Optional, Tuple
@@ -52,8 +51,9 @@ def _candidates() -> List[str]:
     env = os.environ.get("KWRENDER_LIBRARY")
     if env:
         found.append(env)
-    for pattern in ("libkwrender.so", "libkwrender.so.*", "kwrender.dll", "libkwrender*.dylib"):
-        found.extend(sorted(glob.glob(os.path.join(_HERE, pattern))))
+    for name in ("libkwrender.so", "kwrender.dll", "libkwrender.dylib"):
+        if os.path.exists(os.path.join(_HERE, name)):
+            found.append(os.path.join(_HERE, name))
     system = ctypes.util.find_library("kwrender")
     if system:
         found.append(system)
@@ -66,7 +66,8 @@ def _load() -> Tuple[ctypes.CDLL, str]:
     env = os.environ.get("KWRENDER_LIBRARY")
     for path in _candidates():
         try:
-            return ctypes.CDLL(path), path
+            # use_errno: a failed save reports the system's reason.
+            return ctypes.CDLL(path, use_errno=True), path
         except OSError as e:
             if env and path == env:
                 # An explicit choice that does not load is an error, not a
@@ -75,7 +76,8 @@ def _load() -> Tuple[ctypes.CDLL, str]:
             errors.append(f"{path}: {e}")
     raise ImportError(
         "the kwrender shared library was not found: set KWRENDER_LIBRARY to its path, copy it next to the "
-        "kwrender package, or install it where the system loader looks (" + "; ".join(errors) + ")"
+        "kwrender package (python -m pip install . from the source tree builds it there), or install it where "
+        "the system loader looks (" + "; ".join(errors) + ")"
     )
 
 
@@ -156,6 +158,8 @@ _SIGNATURES: Dict[str, Tuple[Optional[type], List[type]]] = {
     "kwr_image_from_frame": (_I, [_P, _P]),
     "kwr_image_get": (_I, [_P, ctypes.POINTER(Frame)]),
     "kwr_save_frame": (_I, [_P, ctypes.c_char_p]),
+    "kwr_image_save_png": (_I, [_P, ctypes.c_char_p]),
+    "kwr_png_supported": (_I, []),
 }
 
 

@@ -3,11 +3,12 @@
 from __future__ import annotations
 
 import ctypes
+import errno as _errno
 import gc
-import inspect
 import os
+import tempfile
 import weakref
-from typing import Any, List, Optional, Union
+from typing import Any, List, Optional, Tuple, Union
 
 import numpy as np
 
@@ -37,6 +38,20 @@ def _check(function: str, status: int) -> None:
         raise KwrenderError(function, status)
 
 
+_OPEN_FILE, _WRITE_FILE = 3, 5  # the image library's codes of failed file calls
+
+
+def _check_save(function: str, status: int, path: Any) -> None:
+    """A failed save: OSError with the system's reason when the file could
+    not be created or written (the file that was there is then unchanged),
+    else KwrenderError."""
+    if status in (_OPEN_FILE, _WRITE_FILE):
+        code = ctypes.get_errno() or _errno.EIO
+        raise OSError(code, f"{function}: {error_text(status)}: {os.strerror(code)} "
+                            "(the file that was there, if any, is unchanged)", os.fspath(path))
+    _check(function, status)
+
+
 def _address(a: np.ndarray) -> int:
     return a.__array_interface__["data"][0]
 
@@ -57,52 +72,92 @@ class Context:
     """A render context: a frame buffer of `width` x `height` pixels at `bpp`
     bits (8, 16, 24 or 32), with a float depth buffer when `depth` is true,
     drawing on `threads` threads (0: one per core; default KWRENDER_THREADS
-    or 1).  A new context is cleared: colour 0, depth 1.0; the current
-    colour is then 0xFF000000, depth test on, blending off.
+    or 1).  A new context is cleared as clear() clears: every pixel the
+    current colour, opaque black 0xFF000000, every depth 1.0; the depth test
+    is on, blending off.
 
     Colours are ints 0xAARRGGBB.  Coordinates are pixels, row 0 at the top;
     the methods are the library's operations (``triangle3ctf`` is
     ``kwr_triangle3ctf``), and ``triangles``, ``lines`` and ``points`` draw
-    whole NumPy arrays in one call.  A failing call raises KwrenderError
-    with the library's text; a bad argument raises TypeError or ValueError.
+    whole NumPy arrays in one call.  Textured calls multiply each texel by
+    the current colour (or by the vertex colours of the ``ct`` calls): set
+    the colour to 0xFFFFFFFF to draw the texels as they are.
+
+    Arrays must have the documented dtype and be C-contiguous; with
+    ``convert=True`` (here, or per call) other arrays and lists are converted
+    as ``np.ascontiguousarray(a, dtype)`` does, with one copy at most, and
+    integers out of range are refused.
+
+    Arrays the context reads after the call that takes them are never read
+    from your memory: textures and alpha maps are copied when bound, bitmaps
+    and images when drawn, and an external depth buffer is made read-only
+    while bound.  So a program gives the same bytes at every thread count
+    whatever it does to its arrays afterwards.
+
+    A failing call raises KwrenderError with the library's text; a bad
+    argument raises TypeError or ValueError; any call on a closed context
+    raises ValueError.  ``with Context(...) as ctx:`` closes it at the end.
     """
 
-    def __init__(self, width: int, height: int, bpp: int = 32, depth: bool = True, threads: Optional[int] = None):
-        self._handle: Optional[int] = None
+    def __init__(self, width: int, height: int, bpp: int = 32, depth: bool = True, threads: Optional[int] = None,
+                 convert: bool = False):
+        self._raw: Optional[int] = None
         self._views: "weakref.WeakSet[_Memory]" = weakref.WeakSet()
         self._texture: Optional[np.ndarray] = None
         self._alpha_map: Optional[np.ndarray] = None
         self._external_depth: Optional[np.ndarray] = None
-        self._pending: List[Any] = []  # host memory recorded calls may still read
+        self._pending: List[Any] = []  # copies of host memory recorded calls may still read
+        self._ztest, self._alpha, self._zbuffer, self._zback = True, False, bool(depth), 1.0
+        self.convert = bool(convert)
+        """Whether array arguments are converted when they have another dtype
+        or layout (default False: they raise TypeError or ValueError)."""
         handle = lib.kwr_create()
         if not handle:
             raise MemoryError("kwr_create: out of memory")
-        self._handle = handle
+        self._raw = handle
         if threads is not None:
             self.set_threads(threads)
         self.set_render_bpp(bpp)
         self.zbuffer_enable(depth)
         self.init_buffer(width, height)
-        self.set_color(0)
-        self.clear()
         self.set_color(0xFF000000)
+        self.clear()
 
     # --- lifetime -------------------------------------------------------------
-    def close(self) -> None:
-        """Frees the context now (also done when it is garbage).  Raises
-        while arrays from frame() or depth() are still alive."""
-        if self._handle is not None:
-            self._no_views("close")
-            lib.kwr_destroy(self._handle)
-            self._handle = None
-            self._pending.clear()
-            self._texture = self._alpha_map = self._external_depth = None
+    @property
+    def _handle(self) -> int:
+        if self._raw is None or self._closed:
+            raise ValueError("operation on a closed kwrender.Context")
+        return self._raw
 
-    def __del__(self) -> None:
-        handle = getattr(self, "_handle", None)
+    _closed = False
+
+    def close(self) -> None:
+        """Closes the context: every later call raises ValueError.  Its memory
+        is freed now, or, while arrays from frame() or depth() are alive,
+        when the last of them goes.  Never raises; closing twice is harmless."""
+        if self._closed or self._raw is None:
+            self._closed = True
+            return
+        lib.kwr_flush(self._raw)  # nothing recorded reads the copies after this
+        self._closed = True
+        self._release_external_depth()
+        self._pending.clear()
+        self._texture = self._alpha_map = None
+        if len(self._views):
+            gc.collect()
+        if not len(self._views):
+            self._destroy()
+
+    def _destroy(self) -> None:
+        handle, self._raw = self._raw, None
         if handle is not None:
             lib.kwr_destroy(handle)
-            self._handle = None
+
+    def __del__(self) -> None:
+        if getattr(self, "_raw", None) is not None:
+            self._release_external_depth()
+            self._destroy()
 
     def __enter__(self) -> "Context":
         return self
@@ -111,7 +166,7 @@ class Context:
         self.close()
 
     def __repr__(self) -> str:
-        if self._handle is None:
+        if self._closed or self._raw is None:
             return "<kwrender.Context closed>"
         f = self._frame_struct(flush=False)
         if f is None:
@@ -123,9 +178,14 @@ class Context:
         )
 
     @property
+    def closed(self) -> bool:
+        """True after close() (or the end of a with block)."""
+        return self._closed
+
+    @property
     def handle(self) -> Optional[int]:
-        """The kwr_context* address, for other bindings of the C interface."""
-        return self._handle
+        """The kwr_context* address, for other bindings of the C interface (None when closed)."""
+        return None if self._closed else self._raw
 
     def _no_views(self, what: str) -> None:
         if len(self._views):
@@ -194,23 +254,102 @@ class Context:
     def zbuffer_enable(self, enable: bool) -> None:
         """Whether the next init_buffer makes a depth buffer and clear() clears it."""
         _check("kwr_zbuffer_enable", lib.kwr_zbuffer_enable(self._handle, 1 if enable else 0))
+        self._zbuffer = bool(enable)
 
     def ztest_enable(self, enable: bool) -> None:
         """Switches the depth test of the `3` calls on or off."""
         _check("kwr_ztest_enable", lib.kwr_ztest_enable(self._handle, 1 if enable else 0))
+        self._ztest = bool(enable)
 
     def alpha_enable(self, enable: bool) -> None:
         """Switches blending on or off."""
         _check("kwr_alpha_enable", lib.kwr_alpha_enable(self._handle, 1 if enable else 0))
+        self._alpha = bool(enable)
 
     def set_zback_depth(self, z: float) -> None:
         """The depth clear() writes (1.0 by default)."""
-        _check("kwr_set_zback_depth", lib.kwr_set_zback_depth(self._handle, chk.as_float("z", z)))
+        value = chk.as_float("z", z)
+        _check("kwr_set_zback_depth", lib.kwr_set_zback_depth(self._handle, value))
+        self._zback = float(np.float32(value))
+
+    # The switches as properties: reading gives what was last set here.
+    @property
+    def zbuffer(self) -> bool:
+        """Whether init_buffer makes a depth buffer (zbuffer_enable)."""
+        self._handle
+        return self._zbuffer
+
+    @zbuffer.setter
+    def zbuffer(self, enable: bool) -> None:
+        self.zbuffer_enable(enable)
+
+    @property
+    def ztest(self) -> bool:
+        """Whether the `3` calls test and store depth (ztest_enable)."""
+        self._handle
+        return self._ztest
+
+    @ztest.setter
+    def ztest(self, enable: bool) -> None:
+        self.ztest_enable(enable)
+
+    @property
+    def alpha(self) -> bool:
+        """Whether drawing blends with the colour's alpha (alpha_enable)."""
+        self._handle
+        return self._alpha
+
+    @alpha.setter
+    def alpha(self, enable: bool) -> None:
+        self.alpha_enable(enable)
+
+    @property
+    def zback_depth(self) -> float:
+        """The depth clear() writes (set_zback_depth)."""
+        self._handle
+        return self._zback
+
+    @zback_depth.setter
+    def zback_depth(self, z: float) -> None:
+        self.set_zback_depth(z)
+
+    # The frame's size and format.
+    @property
+    def width(self) -> int:
+        """The frame's width in pixels (0 without a frame buffer)."""
+        f = self._frame_struct(flush=False)
+        return f.width if f is not None else 0
+
+    @property
+    def height(self) -> int:
+        """The frame's height in pixels (0 without a frame buffer)."""
+        f = self._frame_struct(flush=False)
+        return f.height if f is not None else 0
+
+    @property
+    def bpp(self) -> int:
+        """The frame's bits per pixel (0 without a frame buffer)."""
+        f = self._frame_struct(flush=False)
+        return f.bits_per_pixel if f is not None else 0
+
+    @property
+    def shape(self) -> Tuple[int, ...]:
+        """The shape of frame(): (height, width, 4 or 3) at 32 or 24 bpp, (height, width) at 16 and 8."""
+        f = self._frame_struct(flush=False)
+        if f is None:
+            return (0, 0)
+        if f.bits_per_pixel in (24, 32):
+            return (f.height, f.width, f.bits_per_pixel // 8)
+        return (f.height, f.width)
 
     def set_external_zbuffer(self, zbuffer: Optional[np.ndarray]) -> None:
-        """Uses a float32 array of at least width * height values (C order,
-        row stride width) as the depth buffer; the context keeps it alive
-        while bound.  None goes back to an own buffer at the next init_buffer."""
+        """Uses a writable float32 array of at least width * height values (C
+        order, row stride width) as the depth buffer.  While bound, the
+        context may read and write it at any later drawing call, so the array
+        is made read-only (its own flag; other views of the memory are not
+        changed) and writable again when unbound: read it through depth()
+        or after flush(), change it through the context (clear()).  None
+        goes back to an own buffer at the next init_buffer."""
         self._no_views("set_external_zbuffer")
         if zbuffer is None:
             ptr = None
@@ -222,13 +361,24 @@ class Context:
                 raise ValueError(f"zbuffer has {z.size} floats, the frame needs {need}")
             ptr = _address(z)
         _check("kwr_set_external_zbuffer", lib.kwr_set_external_zbuffer(self._handle, ptr))
-        self._flushed()
-        self._external_depth = zbuffer
+        self.flush()
+        self._release_external_depth()
+        if zbuffer is not None:
+            zbuffer.flags.writeable = False
+            self._external_depth = zbuffer
+
+    def _release_external_depth(self) -> None:
+        z, self._external_depth = self._external_depth, None
+        if z is not None:
+            z.flags.writeable = True
 
     def set_texture(self, texels: Optional[np.ndarray]) -> None:
-        """Binds texels: uint8 (height, width, 4) blue, green, red, alpha, or
-        uint32 (height, width) 0xAARRGGBB; rows may be apart by any stride.
-        The context keeps the array alive while bound.  None unbinds."""
+        """Binds a copy of texels: uint8 (height, width, 4) blue, green, red,
+        alpha, or uint32 (height, width) 0xAARRGGBB; rows may be apart by any
+        stride.  Textured calls multiply each texel by the current colour (or
+        the vertex colours).  The array may be changed or freed after the
+        call: the context draws with the texels as they were.  None unbinds."""
+        copy = None
         if texels is None:
             args = (None, 0, 0, 0)
         else:
@@ -236,37 +386,43 @@ class Context:
                 t = chk.rows("texels", texels, np.uint32, (1,))
             else:
                 t = chk.rows("texels", texels, np.uint8, (4,))
-            args = (_address(t), t.shape[1], t.shape[0], t.strides[0])
+            copy = np.array(t, order="C", copy=True)
+            args = (_address(copy), copy.shape[1], copy.shape[0], copy.strides[0])
         _check("kwr_set_texture", lib.kwr_set_texture(self._handle, *args))
         if self._texture is not None:
             self._pending.append(self._texture)
-        self._texture = texels
+        self._texture = copy
 
     def set_alpha_map(self, values: Optional[np.ndarray]) -> None:
-        """Binds alpha values: uint8 (height, width), rows at any stride; kept
-        alive while bound.  None unbinds."""
+        """Binds a copy of alpha values: uint8 (height, width), rows at any
+        stride; the array may be changed or freed after the call.  None unbinds."""
+        copy = None
         if values is None:
             args = (None, 0, 0, 0)
         else:
             a = chk.rows("values", values, np.uint8, (1,))
-            args = (_address(a), a.shape[1], a.shape[0], a.strides[0])
+            copy = np.array(a, order="C", copy=True)
+            args = (_address(copy), copy.shape[1], copy.shape[0], copy.strides[0])
         _check("kwr_set_alpha_map", lib.kwr_set_alpha_map(self._handle, *args))
         if self._alpha_map is not None:
             self._pending.append(self._alpha_map)
-        self._alpha_map = values
+        self._alpha_map = copy
 
     def set_threads(self, n: int) -> int:
-        """Draws on n threads (0: one per core); returns the count in force."""
+        """Draws on n threads (0: one per core); returns the count in force.
+        Every count gives the same bytes."""
         in_force = lib.kwr_set_threads(self._handle, chk.as_int("n", n))
-        if self._handle is None:
-            _check("kwr_set_threads", 20)
         self._flushed()
         return in_force
 
     @property
     def threads(self) -> int:
-        """The thread count in force."""
+        """The thread count in force (assigning calls set_threads)."""
         return lib.kwr_get_threads(self._handle)
+
+    @threads.setter
+    def threads(self, n: int) -> None:
+        self.set_threads(n)
 
     def flush(self) -> None:
         """Returns when every recorded call has been drawn."""
@@ -277,8 +433,6 @@ class Context:
     def _frame_struct(self, flush: bool = True) -> Optional[Frame]:
         f = Frame()
         status = lib.kwr_get_frame(self._handle, ctypes.byref(f))
-        if status == 20:
-            _check("kwr_get_frame", status)
         if flush:
             self._flushed()
         return f if status == 0 else None
@@ -300,8 +454,6 @@ class Context:
         uint8 colour-cube indices (see palette()).  Everything recorded is
         drawn first; with several threads, call it (or flush) again after
         drawing more before reading."""
-        if self._handle is None:
-            _check("kwr_get_frame", 20)
         f = self._frame_struct()
         if f is None:
             raise KwrenderError("kwr_get_frame", 22)
@@ -324,8 +476,6 @@ class Context:
 
     def depth(self) -> Optional[np.ndarray]:
         """The depth buffer as a writable (H, W) float32 view, or None without one."""
-        if self._handle is None:
-            _check("kwr_get_zbuffer", 20)
         z = lib.kwr_get_zbuffer(self._handle)
         self._flushed()
         f = self._frame_struct(flush=False)
@@ -364,13 +514,60 @@ class Context:
         self._flushed()
 
     def save_bmp(self, path: PathLike) -> None:
-        """Saves the frame as a .bmp file at its own depth."""
-        _check("kwr_save_frame", lib.kwr_save_frame(self._handle, os.fsencode(path)))
+        """Saves the frame as a .bmp file at its own depth.  The file is
+        written beside `path` and moved over it when complete; a failure
+        raises OSError (the system's reason) and leaves the file that was
+        there unchanged."""
+        _check_save("kwr_save_frame", lib.kwr_save_frame(self._handle, os.fsencode(path)), path)
         self._flushed()
+
+    def save_png(self, path: PathLike) -> None:
+        """Saves the frame as a PNG file through the library (which needs
+        libpng: see kwrender.png_supported()): 32 bpp frames as RGBA with
+        their alpha bytes, other depths as RGB of their colours (8 bpp
+        through the palette, 16 bpp widened as to_rgb does).  Written as
+        save_bmp writes; a failure raises OSError and leaves the old file."""
+        from .image import _save_png_image
+
+        image = lib.kwr_image_create()
+        if not image:
+            raise MemoryError("kwr_image_create: out of memory")
+        try:
+            _check("kwr_image_from_frame", lib.kwr_image_from_frame(image, self._handle))
+            self._flushed()
+            _save_png_image(image, path)
+        finally:
+            lib.kwr_image_destroy(image)
+
+    def to_png(self) -> bytes:
+        """The frame as the bytes of the PNG file save_png writes."""
+        self._handle
+        with tempfile.TemporaryDirectory(prefix="kwrender-") as d:
+            path = os.path.join(d, "frame.png")
+            self.save_png(path)
+            with open(path, "rb") as f:
+                return f.read()
+
+    def _repr_png_(self) -> Optional[bytes]:
+        """The frame as PNG bytes: Jupyter shows a Context as its picture."""
+        from .image import png_supported
+
+        if self._closed or self._raw is None or self._frame_struct(flush=False) is None or not png_supported():
+            return None
+        return self.to_png()
+
+    def to_pil(self) -> Any:
+        """The frame as a PIL.Image in mode "RGB" (a copy, as to_rgb gives
+        it); needs Pillow (Debian: python3-pil)."""
+        try:
+            from PIL import Image
+        except ImportError as e:
+            raise ImportError("to_pil needs Pillow: install python3-pil (Debian) or pip install Pillow") from e
+        return Image.fromarray(self.to_rgb(), "RGB")
 
     # --- batched drawing ------------------------------------------------------------
     def triangles(
-        self, xyz: np.ndarray, colors: Optional[np.ndarray] = None, uv: Optional[np.ndarray] = None
+        self, xyz: Any, colors: Optional[Any] = None, uv: Optional[Any] = None, *, convert: Optional[bool] = None
     ) -> None:
         """Draws N triangles in one call, the same bytes as N single calls.
 
@@ -378,19 +575,22 @@ class Context:
         or (N, 3, 2) x, y without depth.  colors: uint32 0xAARRGGBB per
         vertex, (3N,) or (N, 3); without them the current colour is used.
         uv: float32 u, v per vertex, (3N, 2) or (N, 3, 2), textured with the
-        bound texture.  The call drawn follows from what is given:
-        trianglef, triangle3f, trianglecf, ..., triangle3ctf."""
-        pos, n, dims = _vertices(xyz, 3)
+        bound texture, each texel times the vertex's colour (or the current
+        colour).  The call drawn follows from what is given: trianglef,
+        triangle3f, trianglecf, ..., triangle3ctf.  convert: as the
+        context's `convert` when None."""
+        conv = self.convert if convert is None else convert
+        pos, n, dims = _vertices(xyz, 3, conv)
         args = [_address(pos)]
         name = "kwr_triangles" + ("3" if dims == 3 else "")
         if colors is not None:
-            c = chk.array("colors", colors, np.uint32)
+            c = chk.array("colors", colors, np.uint32, convert=conv)
             if c.shape not in ((3 * n,), (n, 3)):
                 raise ValueError(f"colors must have shape ({3 * n},) or ({n}, 3) for {n} triangles, got {c.shape}")
             args.append(_address(c))
             name += "c"
         if uv is not None:
-            t = chk.array("uv", uv, np.float32)
+            t = chk.array("uv", uv, np.float32, convert=conv)
             if t.shape not in ((3 * n, 2), (n, 3, 2)):
                 raise ValueError(f"uv must have shape ({3 * n}, 2) or ({n}, 3, 2) for {n} triangles, got {t.shape}")
             args.append(_address(t))
@@ -398,16 +598,16 @@ class Context:
         name += "f"
         _check(name, getattr(lib, name)(self._handle, n, *args))
 
-    def lines(self, xyz: np.ndarray) -> None:
+    def lines(self, xyz: Any, *, convert: Optional[bool] = None) -> None:
         """Draws N lines in one call (linef, or line3f with depth): float32
         (N, 2, 2) or (2N, 2) x, y per end, or (N, 2, 3) or (2N, 3) x, y, depth."""
-        pos, n, dims = _vertices(xyz, 2)
+        pos, n, dims = _vertices(xyz, 2, self.convert if convert is None else convert)
         name = "kwr_lines3f" if dims == 3 else "kwr_linesf"
         _check(name, getattr(lib, name)(self._handle, n, _address(pos)))
 
-    def points(self, xy: np.ndarray) -> None:
+    def points(self, xy: Any, *, convert: Optional[bool] = None) -> None:
         """Sets N pixels to the current colour in one call: int32 (N, 2) x, y."""
-        p = chk.array("xy", xy, np.int32)
+        p = chk.array("xy", xy, np.int32, convert=self.convert if convert is None else convert)
         if p.ndim != 2 or p.shape[1] != 2:
             raise ValueError(f"xy must have shape (N, 2), got {p.shape}")
         _check("kwr_points", lib.kwr_points(self._handle, p.shape[0], _address(p)))
@@ -418,9 +618,10 @@ class Context:
 
     def _call(self, name: str, kinds: str, values: tuple) -> None:
         # kinds: one letter per value, i = int, f = float, c = colour.
+        handle = self._handle
         conv = {"i": chk.as_int, "f": chk.as_float, "c": chk.as_argb}
         args = [conv[k](f"argument {i + 1}", v) for i, (k, v) in enumerate(zip(kinds, values))]
-        _check(name, getattr(lib, name)(self._handle, *args))
+        _check(name, getattr(lib, name)(handle, *args))
 
     def put(self, x: int, y: int) -> None:
         """Sets pixel (x, y) to the current colour."""
@@ -493,6 +694,188 @@ class Context:
         _check("kwr_image2d3", lib.kwr_image2d3(self._handle, *coords, chk.as_float("z", z), image.shape[1],
                                                 image.shape[0], bpp, _address(src)))
 
+    # --- single triangles: x, y per vertex, then z (3), colour c, texture u, v --------
+    def triangle(self, x1: int, y1: int, x2: int, y2: int, x3: int, y3: int) -> None:
+        """A flat triangle in the current colour, integer x, y (kwr_triangle)."""
+        self._call("kwr_triangle", "iiiiii", (x1, y1, x2, y2, x3, y3))
+
+    def triangle3(
+        self, x1: int, y1: int, z1: float,
+        x2: int, y2: int, z2: float,
+        x3: int, y3: int, z3: float
+    ) -> None:
+        """A flat, depth-tested triangle, integer x, y (kwr_triangle3)."""
+        self._call("kwr_triangle3", "iifiifiif", (x1, y1, z1, x2, y2, z2, x3, y3, z3))
+
+    def trianglec(self, x1: int, y1: int, c1: int, x2: int, y2: int, c2: int, x3: int, y3: int, c3: int) -> None:
+        """A Gouraud triangle (vertex colours), integer x, y (kwr_trianglec)."""
+        self._call("kwr_trianglec", "iiciiciic", (x1, y1, c1, x2, y2, c2, x3, y3, c3))
+
+    def triangle3c(
+        self, x1: int, y1: int, z1: float, c1: int,
+        x2: int, y2: int, z2: float, c2: int,
+        x3: int, y3: int, z3: float, c3: int
+    ) -> None:
+        """A Gouraud, depth-tested triangle, integer x, y (kwr_triangle3c)."""
+        self._call("kwr_triangle3c", "iifciifciifc", (x1, y1, z1, c1, x2, y2, z2, c2, x3, y3, z3, c3))
+
+    def trianglet(
+        self, x1: int, y1: int, u1: float, v1: float,
+        x2: int, y2: int, u2: float, v2: float,
+        x3: int, y3: int, u3: float, v3: float
+    ) -> None:
+        """A textured triangle: texels times the current colour, integer x, y (kwr_trianglet)."""
+        self._call("kwr_trianglet", "iiffiiffiiff", (x1, y1, u1, v1, x2, y2, u2, v2, x3, y3, u3, v3))
+
+    def triangle3t(
+        self, x1: int, y1: int, z1: float, u1: float, v1: float,
+        x2: int, y2: int, z2: float, u2: float, v2: float,
+        x3: int, y3: int, z3: float, u3: float, v3: float
+    ) -> None:
+        """A textured, depth-tested triangle: texels times the current colour, integer x, y (kwr_triangle3t)."""
+        self._call("kwr_triangle3t", "iifffiifffiifff", (x1, y1, z1, u1, v1, x2, y2, z2, u2, v2, x3, y3, z3, u3, v3))
+
+    def trianglect(
+        self, x1: int, y1: int, c1: int, u1: float, v1: float,
+        x2: int, y2: int, c2: int, u2: float, v2: float,
+        x3: int, y3: int, c3: int, u3: float, v3: float
+    ) -> None:
+        """A textured triangle: texels times the vertex colours, integer x, y (kwr_trianglect)."""
+        self._call("kwr_trianglect", "iicffiicffiicff", (x1, y1, c1, u1, v1, x2, y2, c2, u2, v2, x3, y3, c3, u3, v3))
+
+    def triangle3ct(
+        self, x1: int, y1: int, z1: float, c1: int, u1: float, v1: float,
+        x2: int, y2: int, z2: float, c2: int, u2: float, v2: float,
+        x3: int, y3: int, z3: float, c3: int, u3: float, v3: float
+    ) -> None:
+        """A textured, depth-tested triangle: texels times the vertex colours, integer x, y (kwr_triangle3ct)."""
+        self._call("kwr_triangle3ct", "iifcffiifcffiifcff",
+                   (x1, y1, z1, c1, u1, v1, x2, y2, z2, c2, u2, v2, x3, y3, z3, c3, u3, v3))
+
+    def trianglef(self, x1: float, y1: float, x2: float, y2: float, x3: float, y3: float) -> None:
+        """A flat triangle in the current colour, float x, y (kwr_trianglef)."""
+        self._call("kwr_trianglef", "ffffff", (x1, y1, x2, y2, x3, y3))
+
+    def triangle3f(
+        self, x1: float, y1: float, z1: float,
+        x2: float, y2: float, z2: float,
+        x3: float, y3: float, z3: float
+    ) -> None:
+        """A flat, depth-tested triangle, float x, y (kwr_triangle3f)."""
+        self._call("kwr_triangle3f", "fffffffff", (x1, y1, z1, x2, y2, z2, x3, y3, z3))
+
+    def trianglecf(
+        self, x1: float, y1: float, c1: int,
+        x2: float, y2: float, c2: int,
+        x3: float, y3: float, c3: int
+    ) -> None:
+        """A Gouraud triangle (vertex colours), float x, y (kwr_trianglecf)."""
+        self._call("kwr_trianglecf", "ffcffcffc", (x1, y1, c1, x2, y2, c2, x3, y3, c3))
+
+    def triangle3cf(
+        self, x1: float, y1: float, z1: float, c1: int,
+        x2: float, y2: float, z2: float, c2: int,
+        x3: float, y3: float, z3: float, c3: int
+    ) -> None:
+        """A Gouraud, depth-tested triangle, float x, y (kwr_triangle3cf)."""
+        self._call("kwr_triangle3cf", "fffcfffcfffc", (x1, y1, z1, c1, x2, y2, z2, c2, x3, y3, z3, c3))
+
+    def triangletf(
+        self, x1: float, y1: float, u1: float, v1: float,
+        x2: float, y2: float, u2: float, v2: float,
+        x3: float, y3: float, u3: float, v3: float
+    ) -> None:
+        """A textured triangle: texels times the current colour, float x, y (kwr_triangletf)."""
+        self._call("kwr_triangletf", "ffffffffffff", (x1, y1, u1, v1, x2, y2, u2, v2, x3, y3, u3, v3))
+
+    def triangle3tf(
+        self, x1: float, y1: float, z1: float, u1: float, v1: float,
+        x2: float, y2: float, z2: float, u2: float, v2: float,
+        x3: float, y3: float, z3: float, u3: float, v3: float
+    ) -> None:
+        """A textured, depth-tested triangle: texels times the current colour, float x, y (kwr_triangle3tf)."""
+        self._call("kwr_triangle3tf", "fffffffffffffff", (x1, y1, z1, u1, v1, x2, y2, z2, u2, v2, x3, y3, z3, u3, v3))
+
+    def trianglectf(
+        self, x1: float, y1: float, c1: int, u1: float, v1: float,
+        x2: float, y2: float, c2: int, u2: float, v2: float,
+        x3: float, y3: float, c3: int, u3: float, v3: float
+    ) -> None:
+        """A textured triangle: texels times the vertex colours, float x, y (kwr_trianglectf)."""
+        self._call("kwr_trianglectf", "ffcffffcffffcff", (x1, y1, c1, u1, v1, x2, y2, c2, u2, v2, x3, y3, c3, u3, v3))
+
+    def triangle3ctf(
+        self, x1: float, y1: float, z1: float, c1: int, u1: float, v1: float,
+        x2: float, y2: float, z2: float, c2: int, u2: float, v2: float,
+        x3: float, y3: float, z3: float, c3: int, u3: float, v3: float
+    ) -> None:
+        """A textured, depth-tested triangle: texels times the vertex colours, float x, y (kwr_triangle3ctf)."""
+        self._call("kwr_triangle3ctf", "fffcfffffcfffffcff",
+                   (x1, y1, z1, c1, u1, v1, x2, y2, z2, c2, u2, v2, x3, y3, z3, c3, u3, v3))
+
+    def trianglefg(self, x1: float, y1: float, x2: float, y2: float, x3: float, y3: float) -> None:
+        """A flat triangle in the current colour, centred float x, y (kwr_trianglefg)."""
+        self._call("kwr_trianglefg", "ffffff", (x1, y1, x2, y2, x3, y3))
+
+    def triangle3fg(
+        self, x1: float, y1: float, z1: float,
+        x2: float, y2: float, z2: float,
+        x3: float, y3: float, z3: float
+    ) -> None:
+        """A flat, depth-tested triangle, centred float x, y (kwr_triangle3fg)."""
+        self._call("kwr_triangle3fg", "fffffffff", (x1, y1, z1, x2, y2, z2, x3, y3, z3))
+
+    def trianglecfg(
+        self, x1: float, y1: float, c1: int,
+        x2: float, y2: float, c2: int,
+        x3: float, y3: float, c3: int
+    ) -> None:
+        """A Gouraud triangle (vertex colours), centred float x, y (kwr_trianglecfg)."""
+        self._call("kwr_trianglecfg", "ffcffcffc", (x1, y1, c1, x2, y2, c2, x3, y3, c3))
+
+    def triangle3cfg(
+        self, x1: float, y1: float, z1: float, c1: int,
+        x2: float, y2: float, z2: float, c2: int,
+        x3: float, y3: float, z3: float, c3: int
+    ) -> None:
+        """A Gouraud, depth-tested triangle, centred float x, y (kwr_triangle3cfg)."""
+        self._call("kwr_triangle3cfg", "fffcfffcfffc", (x1, y1, z1, c1, x2, y2, z2, c2, x3, y3, z3, c3))
+
+    def triangletfg(
+        self, x1: float, y1: float, u1: float, v1: float,
+        x2: float, y2: float, u2: float, v2: float,
+        x3: float, y3: float, u3: float, v3: float
+    ) -> None:
+        """A textured triangle: texels times the current colour, centred float x, y (kwr_triangletfg)."""
+        self._call("kwr_triangletfg", "ffffffffffff", (x1, y1, u1, v1, x2, y2, u2, v2, x3, y3, u3, v3))
+
+    def triangle3tfg(
+        self, x1: float, y1: float, z1: float, u1: float, v1: float,
+        x2: float, y2: float, z2: float, u2: float, v2: float,
+        x3: float, y3: float, z3: float, u3: float, v3: float
+    ) -> None:
+        """A textured, depth-tested triangle: texels times the current colour, centred float x, y (kwr_triangle3tfg)."""
+        self._call("kwr_triangle3tfg", "fffffffffffffff",
+                   (x1, y1, z1, u1, v1, x2, y2, z2, u2, v2, x3, y3, z3, u3, v3))
+
+    def trianglectfg(
+        self, x1: float, y1: float, c1: int, u1: float, v1: float,
+        x2: float, y2: float, c2: int, u2: float, v2: float,
+        x3: float, y3: float, c3: int, u3: float, v3: float
+    ) -> None:
+        """A textured triangle: texels times the vertex colours, centred float x, y (kwr_trianglectfg)."""
+        self._call("kwr_trianglectfg", "ffcffffcffffcff",
+                   (x1, y1, c1, u1, v1, x2, y2, c2, u2, v2, x3, y3, c3, u3, v3))
+
+    def triangle3ctfg(
+        self, x1: float, y1: float, z1: float, c1: int, u1: float, v1: float,
+        x2: float, y2: float, z2: float, c2: int, u2: float, v2: float,
+        x3: float, y3: float, z3: float, c3: int, u3: float, v3: float
+    ) -> None:
+        """A textured, depth-tested triangle: texels times the vertex colours, centred float x, y (kwr_triangle3ctfg)."""
+        self._call("kwr_triangle3ctfg", "fffcfffffcfffffcff",
+                   (x1, y1, z1, c1, u1, v1, x2, y2, z2, c2, u2, v2, x3, y3, z3, c3, u3, v3))
+
     # --- lines --------------------------------------------------------------------------
     def line(self, x1: int, y1: int, x2: int, y2: int) -> None:
         """A line in the current colour between integer ends."""
@@ -519,55 +902,12 @@ class Context:
         self._call("kwr_line3fg", "ffffff", (x1, y1, z1, x2, y2, z2))
 
 
-def _vertices(xyz: Any, per: int) -> "tuple[np.ndarray, int, int]":
+def _vertices(xyz: Any, per: int, convert: bool) -> "tuple[np.ndarray, int, int]":
     """The float32 vertices of N primitives of `per` vertices each, shaped
     (per * N, 2|3) or (N, per, 2|3): the array, N, and 2 or 3 values a vertex."""
-    pos = chk.array("xyz", xyz, np.float32)
+    pos = chk.array("xyz", xyz, np.float32, convert=convert)
     if pos.ndim == 3 and pos.shape[1] == per and pos.shape[2] in (2, 3):
         return pos, pos.shape[0], pos.shape[2]
     if pos.ndim == 2 and pos.shape[1] in (2, 3) and pos.shape[0] % per == 0:
         return pos, pos.shape[0] // per, pos.shape[1]
     raise ValueError(f"xyz must have shape ({per}N, 2|3) or (N, {per}, 2|3), got {pos.shape}")
-
-
-def _triangle_method(variant: str):
-    from ._native import triangle_vertex_fields
-
-    fields = triangle_vertex_fields(variant)
-    kinds = "".join("c" if n == "c" else ("i" if t is ctypes.c_int else "f") for n, t in fields) * 3
-    names = [f"{n}{k}" for k in (1, 2, 3) for n, _ in fields]
-    c_name = "kwr_triangle" + variant
-
-    def method(self: Context, *args: Any) -> None:
-        if len(args) != len(kinds):
-            raise TypeError(f"triangle{variant} takes {len(kinds)} arguments ({', '.join(names)}), got {len(args)}")
-        self._call(c_name, kinds, args)
-
-    what = {"": "flat, current colour", "3": "flat, depth-tested", "c": "Gouraud (vertex colours)",
-            "3c": "Gouraud, depth-tested", "t": "textured, tinted by the current colour",
-            "3t": "textured, depth-tested", "ct": "textured, tinted by vertex colours",
-            "3ct": "textured, vertex colours, depth-tested"}
-    kind = variant[:-2] if variant.endswith("fg") else variant[:-1] if variant.endswith("f") else variant
-    coords = "centred float" if variant.endswith("fg") else "float" if variant.endswith("f") else "integer"
-    method.__name__ = method.__qualname__ = "triangle" + variant
-    # The signature help() and editors show: positional ints, floats and colours.
-    hints = {n: (float if k == "f" else int) for n, k in zip(names, kinds)}
-    method.__annotations__ = dict(hints, **{"return": None})
-    method.__signature__ = inspect.Signature(  # type: ignore[attr-defined]
-        [inspect.Parameter("self", inspect.Parameter.POSITIONAL_ONLY)]
-        + [inspect.Parameter(n, inspect.Parameter.POSITIONAL_ONLY, annotation=t) for n, t in hints.items()],
-        return_annotation=None,
-    )
-    method.__doc__ = (f"triangle{variant}({', '.join(names)}): a {what[kind]} triangle with {coords} x, y "
-                      f"(kwr_triangle{variant}).")
-    return method
-
-
-def _add_triangle_methods() -> None:
-    from ._native import triangle_variants
-
-    for variant in triangle_variants():
-        setattr(Context, "triangle" + variant, _triangle_method(variant))
-
-
-_add_triangle_methods()

@@ -1,4 +1,8 @@
-"""Bitmap files (.bmp) to and from NumPy arrays, through the library's loader and writer."""
+"""Picture files to and from NumPy arrays, through the library's loader and
+writers: bitmap files (.bmp) everywhere, PNG files where the library was
+built with libpng (png_supported()).  Every save writes a temporary file
+beside the target and moves it over the target when complete, so a failed
+save (OSError, with the system's reason) leaves the old file whole."""
 
 from __future__ import annotations
 
@@ -10,14 +14,26 @@ import numpy as np
 
 from . import _checks as chk
 from ._native import Frame, lib
-from .context import Context, KwrenderError, PathLike
+from .context import Context, KwrenderError, PathLike, _check_save
 
 _CHANNELS = {32: 4, 24: 3}
 
 
-def load_bmp(source: Union[PathLike, bytes, bytearray, memoryview], bpp: int = 32) -> np.ndarray:
-    """Loads a .bmp file (a path, or the file's bytes) of any kind the
-    library reads and returns its pixels, row 0 at the top, converted to
+def png_supported() -> bool:
+    """Whether this library reads and writes PNG files (it was built with libpng)."""
+    return bool(lib.kwr_png_supported())
+
+
+def _save_png_image(image: int, path: PathLike) -> None:
+    if not png_supported():
+        raise KwrenderError("kwr_image_save_png (this library was built without libpng: it writes .bmp only)", 7)
+    _check_save("kwr_image_save_png", lib.kwr_image_save_png(image, os.fsencode(path)), path)
+
+
+def load_image(source: Union[PathLike, bytes, bytearray, memoryview], bpp: int = 32) -> np.ndarray:
+    """Loads a picture file (a path, or the file's bytes): a .bmp file of
+    any kind the library reads, or a PNG file of any colour type where the
+    library has libpng; returns its pixels, row 0 at the top, converted to
     `bpp` bits: 32 (default) uint8 (H, W, 4) blue, green, red, alpha ready
     for Context.set_texture (alpha 255 unless the file has an alpha
     channel); 24 uint8 (H, W, 3) blue, green, red; 16 uint16 (H, W)
@@ -63,11 +79,12 @@ def load_bmp(source: Union[PathLike, bytes, bytearray, memoryview], bpp: int = 3
     return out.view(np.uint16) if bpp == 16 else out
 
 
-def save_bmp(path: PathLike, pixels: np.ndarray) -> None:
-    """Saves pixels as an uncompressed .bmp file at the depth their layout
-    gives: uint8 (H, W, 4) blue, green, red, alpha (32 bits); uint8 (H, W, 3)
-    blue, green, red (24); uint16 (H, W) X1R5G5B5 (16); uint8 (H, W)
-    colour-cube indices (8, with the cube's palette).  Row 0 is the top."""
+load_bmp = load_image
+"""load_image under its first name."""
+
+
+def _frame_of(pixels: np.ndarray) -> Context:
+    """A context whose frame holds `pixels`, at the depth their layout gives."""
     if not isinstance(pixels, np.ndarray):
         raise TypeError(f"pixels must be a NumPy array, got {type(pixels).__name__}")
     if pixels.ndim == 3 and pixels.dtype == np.uint8 and pixels.shape[2] in (3, 4):
@@ -81,8 +98,25 @@ def save_bmp(path: PathLike, pixels: np.ndarray) -> None:
         )
     if 0 in pixels.shape:
         raise ValueError(f"pixels is empty ({pixels.shape})")
-    with Context(pixels.shape[1], pixels.shape[0], bpp=bpp, depth=False) as ctx:
-        frame = ctx.frame()
-        frame[...] = pixels
-        del frame
+    ctx = Context(pixels.shape[1], pixels.shape[0], bpp=bpp, depth=False)
+    frame = ctx.frame()
+    frame[...] = pixels
+    del frame
+    return ctx
+
+
+def save_bmp(path: PathLike, pixels: np.ndarray) -> None:
+    """Saves pixels as an uncompressed .bmp file at the depth their layout
+    gives: uint8 (H, W, 4) blue, green, red, alpha (32 bits); uint8 (H, W, 3)
+    blue, green, red (24); uint16 (H, W) X1R5G5B5 (16); uint8 (H, W)
+    colour-cube indices (8, with the cube's palette).  Row 0 is the top."""
+    with _frame_of(pixels) as ctx:
         ctx.save_bmp(path)
+
+
+def save_png(path: PathLike, pixels: np.ndarray) -> None:
+    """Saves pixels, laid out as for save_bmp, as a PNG file: (H, W, 4)
+    as RGBA, every other layout as RGB of its colours.  Needs a library with
+    libpng (png_supported())."""
+    with _frame_of(pixels) as ctx:
+        ctx.save_png(path)

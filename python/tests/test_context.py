@@ -2,8 +2,12 @@
 the C++ program's bytes, batches equal single calls, bad arguments raise."""
 
 import gc
+import inspect
 import os
+import re
 import subprocess
+import sys
+import weakref
 
 import numpy as np
 import pytest
@@ -103,8 +107,13 @@ def test_new_context_views_and_conversion(bpp):
     ctx = Context(7, 5, bpp=bpp)
     assert repr(ctx) == f"<kwrender.Context 7x5 {bpp} bpp, depth, 1 thread, colour 0xff000000>"
     frame = ctx.frame()
-    assert frame.shape == {8: (5, 7), 16: (5, 7), 24: (5, 7, 3), 32: (5, 7, 4)}[bpp]
-    assert not frame.any() and (ctx.depth() == 1.0).all()
+    assert frame.shape == ctx.shape == {8: (5, 7), 16: (5, 7), 24: (5, 7, 3), 32: (5, 7, 4)}[bpp]
+    assert (ctx.width, ctx.height, ctx.bpp) == (7, 5, bpp)
+    # Cleared as clear() clears: the colour (opaque black), depth 1.0.
+    new = raw(ctx)
+    ctx.clear()
+    assert raw(ctx) == new and (ctx.depth() == 1.0).all()
+    assert bpp != 32 or (frame[..., 3] == 255).all() and not frame[..., :3].any()
     assert (ctx.palette() is not None) == (bpp == 8)
     # to_rgb converts as the frame is presented.
     draw_scene_small(ctx)
@@ -156,7 +165,7 @@ def test_batches_equal_single_calls(dims, with_colors, with_uv):
         single(*args)
     frames = [raw(ctx) for ctx in contexts]
     assert frames[0] == frames[1] == frames[2]
-    assert contexts[0].frame().any()
+    assert frames[0] != raw(Context(53, 41))  # something was drawn
 
 
 @pytest.mark.parametrize("dims", [2, 3])
@@ -166,13 +175,15 @@ def test_line_and_point_batches_equal_single_calls(dims):
     ends = ends.astype(np.float32)
     points = rng.integers(-3, 40, (30, 2)).astype(np.int32)
     a, b = Context(37, 29), Context(37, 29)
+    blank = raw(a)
+    a.color = b.color = 0xFF80C040
     a.lines(ends)
     a.points(points)
     for p, q in zip(ends[0::2], ends[1::2]):
         (b.line3f if dims == 3 else b.linef)(*map(float, p), *map(float, q))
     for x, y in points:
         b.put(int(x), int(y))
-    assert raw(a) == raw(b) and a.frame().any()
+    assert raw(a) == raw(b) != blank
 
 
 def test_every_triangle_variant_draws():
@@ -184,12 +195,15 @@ def test_every_triangle_variant_draws():
         ctx.set_color(0xFFFFFFFF)
         args = {"x": [1, 18, 1], "y": [1, 1, 18], "z": [0.5] * 3, "c": [0xFF00FF00] * 3, "u": [0, 1, 0], "v": [0, 0, 1]}
         fields = [f[0] for f in kwrender._native.triangle_vertex_fields(name[len("triangle"):])]
+        # The method's parameters are the C function's, vertex by vertex.
+        assert list(inspect.signature(getattr(Context, name)).parameters)[1:] == [
+            f"{f}{k}" for k in (1, 2, 3) for f in fields], name
         if name.endswith("fg"):
             args["x"], args["y"] = [-9, 8, -9], [9, 9, -8]
         values = [args[f][k] for k in range(3) for f in fields]
         getattr(ctx, name)(*[float(v) if isinstance(v, float) or name.endswith(("f", "fg")) and f in "xy" else v
                              for v, f in zip(values, fields * 3)])
-        assert ctx.frame()[10, 5].any(), name
+        assert ctx.frame()[10, 5, :3].any(), name  # drawn over the opaque black
 
 
 def test_state_calls():
@@ -224,18 +238,53 @@ def test_state_calls():
     del frame
 
 
-def test_texture_kept_alive_while_bound():
-    ref = Context(16, 16)
+def edit_bound_arrays(threads: int) -> bytes:
+    """Binds a texture, an alpha map and an external depth buffer, draws,
+    then overwrites, frees and rebinds the arrays right after the calls."""
+    rng = np.random.default_rng(24)
+    ctx = Context(48, 40, threads=threads)
+    ctx.color = 0xFFFFFFFF
+    texture = rng.integers(0, 256, (8, 8, 4), dtype=np.uint8)
+    alpha = rng.integers(0, 256, (4, 4), dtype=np.uint8)
+    zbuf = np.full(48 * 40, 0.9, np.float32)
+    ctx.set_external_zbuffer(zbuf)
+    assert not zbuf.flags.writeable  # the context may read it at any later call
+    ctx.set_texture(texture)
+    ctx.triangle3tf(0.0, 0.0, 0.5, 0.0, 0.0, 48.0, 0.0, 0.5, 1.0, 0.0, 0.0, 40.0, 0.5, 0.0, 1.0)
+    texture[...] = 0  # after the call: the recorded triangle keeps the texels it was given
+    ctx.set_alpha_map(alpha)
+    ctx.alpha = True
+    ctx.triangletf(48.0, 40.0, 1.0, 1.0, 0.0, 40.0, 0.0, 1.0, 48.0, 0.0, 1.0, 0.0)
+    alpha[...] = 255
+    texture = alpha = None
+    gc.collect()
+    ctx.set_texture(np.full((2, 2, 4), 200, np.uint8))
+    ctx.triangles(np.array([[5, 5, 0.2], [40, 8, 0.2], [20, 35, 0.2]], np.float32), uv=np.zeros((3, 2), np.float32))
+    out = raw(ctx)
+    ctx.set_external_zbuffer(None)
+    assert zbuf.flags.writeable
+    return out
+
+
+def test_bound_arrays_changed_after_the_call_give_the_same_bytes_at_every_thread_count():
+    one = edit_bound_arrays(1)
+    assert one == edit_bound_arrays(2) == edit_bound_arrays(3)
+    assert len(set(one)) > 3  # something was drawn
+
+
+def test_bound_textures_are_copies():
     texture = np.random.default_rng(1).integers(0, 256, (8, 8, 4), dtype=np.uint8)
-    ref.set_texture(texture)
-    ctx = Context(16, 16)
-    ctx.set_threads(2)
-    ctx.set_texture(texture.copy())  # the context's only reference
+    held = weakref.ref(texture)
+    ref = Context(16, 16)
+    ref.set_texture(texture.copy())
+    ctx = Context(16, 16, threads=2)
+    ctx.set_texture(texture)
+    del texture
     gc.collect()
+    assert held() is None  # the context holds no reference: it has its own copy
     for c in (ref, ctx):
+        c.color = 0xFFFFFFFF
         c.triangletf(0.0, 0.0, 0.0, 0.0, 16.0, 0.0, 1.0, 0.0, 0.0, 16.0, 0.0, 1.0)
-    ctx.set_texture(None)  # a recorded call may still read the old texels
-    gc.collect()
     assert raw(ctx) == raw(ref)
 
 
@@ -272,7 +321,14 @@ def test_bmp_files(tmp_path):
 
 
 def test_versions():
-    assert kwrender.version() == kwrender.__version__ and kwrender.version().count(".") == 2
+    root = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+    with open(os.path.join(root, "include", "kwrender_version.h")) as f:
+        header = re.search(r'KWRENDER_VERSION_STRING "([0-9.]+)"', f.read()).group(1)
+    assert kwrender.version() == kwrender.__version__ == header
+    if os.environ.get("KWRENDER_TEST_INSTALLED"):
+        from importlib.metadata import version
+
+        assert version("kwrender") == header
     assert kwrender.simd_level()
     assert kwrender.error_text(0) == "" and kwrender.error_text(21) == "null array"
 
@@ -294,7 +350,7 @@ HOSTILE = [
     (TypeError, "must be a number", lambda c: c.linef("0", 0, 1, 1)),
     (ValueError, "not a 32-bit colour", lambda c: c.set_color(-1)),
     (ValueError, "not a 32-bit colour", lambda c: c.trianglec(0, 0, 2**32, 1, 0, 0, 0, 1, 0)),
-    (TypeError, "takes 9 arguments", lambda c: c.trianglecf(0.0, 0.0, 0)),
+    (TypeError, "missing 6 required", lambda c: c.trianglecf(0.0, 0.0, 0)),
     (ValueError, "shape", lambda c: c.set_texture(np.zeros((4, 4, 3), np.uint8))),
     (ValueError, "packed pixels", lambda c: c.set_texture(np.zeros((4, 8, 4), np.uint8)[:, ::2])),
     (TypeError, "dtype uint8", lambda c: c.set_alpha_map(np.zeros((4, 4), np.float32))),
@@ -327,16 +383,61 @@ def test_hostile_arguments_raise(error, text, call):
         assert raw(ctx) == before
 
 
-def test_closed_context_is_an_error_not_a_crash():
+@pytest.mark.parametrize("call", [lambda c: c.triangles(GOOD), lambda c: c.frame(), lambda c: c.put(0, 0),
+                                  lambda c: c.threads, lambda c: c.width, lambda c: c.set_threads(2),
+                                  lambda c: c.triangle3ctf(*[0.0, 0.0, 0.0, 0, 0.0, 0.0] * 3), lambda c: c.save_bmp("x.bmp")])
+def test_closed_context_raises_value_error(call):
     ctx = Context(4, 4)
     ctx.close()
-    assert repr(ctx) == "<kwrender.Context closed>"
-    with pytest.raises(KwrenderError, match="null handle"):
-        ctx.triangles(GOOD)
-    with pytest.raises(KwrenderError, match="null handle"):
+    ctx.close()
+    assert repr(ctx) == "<kwrender.Context closed>" and ctx.closed and ctx.handle is None
+    with pytest.raises(ValueError, match="closed"):
+        call(ctx)
+
+
+def test_with_block_never_raises_and_views_outlive_it():
+    with Context(6, 4) as ctx:
+        ctx.color = 0xFF112233
+        ctx.clear()
+        img = ctx.frame()
+        zs = ctx.depth()
+    assert ctx.closed and img[3, 5].tolist() == [0x33, 0x22, 0x11, 0xFF] and zs[0, 0] == 1.0
+    with pytest.raises(ValueError):
         ctx.frame()
-    with pytest.raises(KwrenderError, match="null handle"):
-        ctx.put(0, 0)
+    del ctx, img, zs
+    gc.collect()
+
+
+def test_switches_and_sizes_are_properties():
+    ctx = Context(9, 7, bpp=24, depth=False)
+    assert (ctx.width, ctx.height, ctx.bpp, ctx.shape) == (9, 7, 24, (7, 9, 3))
+    assert ctx.ztest and not ctx.alpha and not ctx.zbuffer and ctx.zback_depth == 1.0
+    ctx.alpha, ctx.ztest, ctx.zback_depth, ctx.threads, ctx.color = True, False, 0.25, 2, 0x80FFFFFF
+    assert ctx.alpha and not ctx.ztest and ctx.zback_depth == 0.25 and ctx.threads == 2
+    ctx.triangles([[0, 0], [30, 0], [0, 30]], convert=True)  # blended half over black
+    assert set(np.unique(ctx.frame())) <= {0x7F, 0x80}
+    ctx.zbuffer = True
+    ctx.init_buffer(3, 2)
+    assert ctx.shape == (2, 3, 3) and (ctx.depth() == 0.0).all() is not None
+
+
+def test_conversion_is_opt_in_and_exact():
+    tri = [[1.0, 1.0, 0.5], [30.0, 2.0, 0.5], [4.0, 20.0, 0.5]]
+    colors = [0xFFFF0000, 0xFF00FF00, 0xFF0000FF]
+    ref, ctx, conv = Context(32, 24), Context(32, 24), Context(32, 24, convert=True)
+    ref.triangles(np.array(tri, np.float32), np.array(colors, np.uint32))
+    with pytest.raises(TypeError, match="convert=True"):
+        ctx.triangles(tri)
+    ctx.triangles(np.array(tri), colors, convert=True)  # float64 array and a list
+    conv.triangles(tri, np.array(colors, np.int64))
+    assert raw(ctx) == raw(ref) == raw(conv)
+    for bad, error in (([0xFFFFFFFF + 1] * 3, ValueError), ([-1] * 3, ValueError), ([1.0] * 3, TypeError)):
+        with pytest.raises(error):
+            conv.triangles(tri, bad)
+    with pytest.raises(TypeError):
+        conv.triangles([["a", "b", "c"]] * 3)
+    conv.points([[1, 1], [2, 2]])
+    conv.lines(np.zeros((2, 2, 2)))
 
 
 @pytest.mark.parametrize("bpp", BPPS)
@@ -359,3 +460,18 @@ def test_extreme_values_are_drawn_as_single_calls_draw_them(bpp):
     for k in range(0, 90, 2):
         b.line3f(*map(float, xyz[k]), *map(float, xyz[k + 1]))
     assert raw(a) == raw(b)
+
+
+@pytest.mark.parametrize("name, value, said", [("KWRENDER_THREADS", "abc", "is not a thread count"),
+                                               ("KWRENDER_SIMD", "avx9", "is not a level name")])
+def test_unreadable_environment_values_are_said_once(name, value, said):
+    program = ("import kwrender, numpy as np\n"
+               "for _ in range(3):\n"
+               "    c = kwrender.Context(8, 8)\n"
+               "    c.triangles(np.zeros((3, 2), np.float32))\n"
+               "print(c.threads, kwrender.simd_level())\n")
+    env = dict(os.environ, PYTHONPATH=os.path.dirname(os.path.dirname(kwrender.__file__)), **{name: value})
+    run = subprocess.run([sys.executable, "-c", program], env=env, capture_output=True, text=True, check=True)
+    lines = run.stderr.splitlines()
+    assert len(lines) == 1 and lines[0].startswith(f"kwrender: {name}={value} {said}"), run.stderr
+    assert run.stdout.split()[0] == "1" or name != "KWRENDER_THREADS"

@@ -27,11 +27,24 @@ expect_usage '--size takes' "$@" convert in.bmp o.bmp --size 0x0
 expect_usage '--size takes' "$@" convert in.bmp o.bmp --size abc
 expect_usage 'unknown command' "$@" frobnicate in.bmp
 [ ! -e out.jpg ] && [ ! -e o.bmp ] || { echo "a refused command wrote a file"; exit 1; }
-# PNG output where the build has libpng (the file starts with the PNG signature).
+# PNG where the build has libpng: written, read back to the same pixels.
 if "$@" convert in.bmp out.png 2> err.txt; then
   [ "$(head -c 4 out.png | tail -c 3)" = PNG ] || { echo "out.png is no PNG"; exit 1; }
+  "$@" convert in.bmp same.bmp && "$@" convert out.png back.bmp && cmp -s same.bmp back.bmp || { echo "png: read back differs"; exit 1; }
 else
   grep -q 'writes no PNG' err.txt || { echo "png: wrong failure"; cat err.txt; exit 1; }
+  printf '\211PNG\r\n\032\n' > sig.png
+  "$@" info sig.png 2> err.txt
+  [ $? -eq 1 ] && grep -q 'bitmap files only' err.txt || { echo "png without libpng: wrong text"; cat err.txt; exit 1; }
+fi
+# A save that fails half-way (the file size limit, natively only) leaves the
+# file that was there whole, names the reason and leaves no temporary file.
+if [ $# -eq 1 ]; then
+  cp out.bmp keep.bmp
+  ( ulimit -f 1; trap '' XFSZ; "$@" convert out.bmp out.bmp --size 1000x500 ) 2> err.txt
+  [ $? -eq 1 ] && grep -q 'write file: File too large' err.txt || { echo "failed save: wrong exit or text"; cat err.txt; exit 1; }
+  cmp -s out.bmp keep.bmp || { echo "a failed save changed the file"; exit 1; }
+  [ -z "$(ls | grep tmp)" ] || { echo "a failed save left a temporary file:" *tmp*; exit 1; }
 fi
 "$@" --help > help.txt && grep -q 'usage: kwrimage' help.txt || { echo "--help failed"; exit 1; }
 echo "kwrimage: convert, info, --help and failures behave"
