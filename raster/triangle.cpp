@@ -249,6 +249,7 @@ void rasterisePolygon(RenderState& s, const ScreenPolygon<N>& p, bool blend) {
     for (int i = 0; i < p.count; ++i) {
         const ScreenVertex& a = p.v[i];
         const ScreenVertex& b = p.v[i + 1 < p.count ? i + 1 : 0];
+        if (a.y == b.y) continue;  // a level edge writes nothing
         if constexpr (kPerspective)
             walkEdge<Carried | kCarryPerspective>(s, perspectiveEnd(a), perspectiveEnd(b), store.first, store.last);
         else
