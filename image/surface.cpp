@@ -137,22 +137,13 @@ void rowToArgb(const SurfaceView& view, const unsigned char* row, std::uint32_t*
         for (int x = 0; x < w; ++x) out[x] = tableColor(view, indexAt(row, x, view.bpp));
         break;
     case 16:
-        for (int x = 0; x < w; ++x) {
-            out[x] = 0xFF000000u | fromX1R5G5B5(load16(row + 2 * x));
-        }
+        for (int x = 0; x < w; ++x) out[x] = directPixelArgb<16>(row, x);
         break;
     case 24:
-        for (int x = 0; x < w; ++x) {
-            const unsigned char* p = row + 3 * x;
-            out[x] = 0xFF000000u | (static_cast<std::uint32_t>(p[2]) << 16) | (static_cast<std::uint32_t>(p[1]) << 8) | p[0];
-        }
+        for (int x = 0; x < w; ++x) out[x] = directPixelArgb<24>(row, x);
         break;
     default:
-        for (int x = 0; x < w; ++x) {
-            const unsigned char* p = row + 4 * x;
-            out[x] = (static_cast<std::uint32_t>(p[3]) << 24) | (static_cast<std::uint32_t>(p[2]) << 16) |
-                     (static_cast<std::uint32_t>(p[1]) << 8) | p[0];
-        }
+        for (int x = 0; x < w; ++x) out[x] = directPixelArgb<32>(row, x);
         break;
     }
 }

@@ -77,34 +77,36 @@ void blitRows(const RenderState& s, std::int64_t xa, std::int64_t xEnd, std::int
               AxisWalk col0, AxisWalk row, int srcW, int srcH, const unsigned char* src, float z) {
     constexpr int kSrcBytes = SrcBpp / 8;
     const std::ptrdiff_t srcPitch = static_cast<std::ptrdiff_t>(sourcePitch(srcW, SrcBpp));
-    for (std::int64_t y = ya; y < yEnd; ++y, row.advance()) {
-        if (!ownsRow(s, static_cast<int>(y))) continue;
-        // A source index never leaves the image, whatever the clip did.
-        const std::int64_t sy = row.index < srcH ? row.index : srcH - 1;
-        const unsigned char* srcRow = src + sy * srcPitch;
-        unsigned char* px = s.bits + pixelOffset(static_cast<int>(xa), static_cast<int>(y), s.pitch, Fmt::kBytes);
-        float* d = Depth ? depthView(s).at(xa, y) : nullptr;
-        AxisWalk col = col0;
-        for (std::int64_t x = xa; x < xEnd; ++x, px += Fmt::kBytes, col.advance()) {
-            if constexpr (Depth) {
-                const bool pass = DepthView::nearerOrLevel(*d, z);
-                if (pass) *d = z;
-                ++d;
-                if (!pass) continue;
+    // The rows this state draws; the source walk steps through the others.
+    std::int64_t y = ya;
+    forOwnedRows(s, static_cast<int>(ya), static_cast<int>(yEnd - 1), [&](int first, int last) {
+        for (; y < first; ++y) row.advance();
+        for (; y <= last; ++y, row.advance()) {
+            // A source index never leaves the image, whatever the clip did.
+            const std::int64_t sy = row.index < srcH ? row.index : srcH - 1;
+            const unsigned char* srcRow = src + sy * srcPitch;
+            unsigned char* px =
+                s.bits + pixelOffset(static_cast<int>(xa), static_cast<int>(y), s.pitch, Fmt::kBytes);
+            float* d = Depth ? depthView(s).at(xa, y) : nullptr;
+            AxisWalk col = col0;
+            for (std::int64_t x = xa; x < xEnd; ++x, px += Fmt::kBytes, col.advance()) {
+                if constexpr (Depth) {
+                    if (!DepthView::passNearerOrLevel(d++, z)) continue;
+                }
+                const std::int64_t sx = col.index < srcW ? col.index : srcW - 1;
+                const unsigned char* sp = srcRow + sx * kSrcBytes;
+                // The fourth byte of a 32 bpp pixel: the source's alpha; a
+                // 24-bit source leaves it alone, except in the depth blit,
+                // which makes it opaque.
+                if constexpr (SrcBpp == 32)
+                    Fmt::storeColourAlpha(px, sp[0], sp[1], sp[2], sp[3]);
+                else if constexpr (Depth)
+                    Fmt::storeOpaque(px, sp[0], sp[1], sp[2]);
+                else
+                    Fmt::storeColour(px, sp[0], sp[1], sp[2]);
             }
-            const std::int64_t sx = col.index < srcW ? col.index : srcW - 1;
-            const unsigned char* sp = srcRow + sx * kSrcBytes;
-            // The fourth byte of a 32 bpp pixel: the source's alpha; a 24-bit
-            // source leaves it alone, except in the depth blit, which makes it
-            // opaque.
-            if constexpr (SrcBpp == 32)
-                Fmt::storeColourAlpha(px, sp[0], sp[1], sp[2], sp[3]);
-            else if constexpr (Depth)
-                Fmt::storeOpaque(px, sp[0], sp[1], sp[2]);
-            else
-                Fmt::storeColour(px, sp[0], sp[1], sp[2]);
         }
-    }
+    });
 }
 
 template <bool Depth>

@@ -52,15 +52,13 @@ void walkLine(const RenderState& s, LineEnd a, LineEnd b) {
     }
     int y = L.y;
     const int yAlong = xMajor ? 0 : (up ? -1 : 1), yAcross = xMajor ? (up ? -1 : 1) : 0;
+    BandCursor band(s);
     auto plot = [&]() {
         if constexpr (Banded) {
-            if (!ownsRow(s, y)) return;
+            if (!band.owns(y)) return;
         }
         if constexpr (kTested) {
-            if (DepthView::nearerOrLevel(*zp, z)) {
-                *zp = z;
-                Fmt::storeSolid(px, c);
-            }
+            if (DepthView::passNearerOrLevel(zp, z)) Fmt::storeSolid(px, c);
         } else {
             Fmt::storeSolid(px, c);
         }

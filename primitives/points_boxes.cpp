@@ -53,12 +53,8 @@ void fillBox(const RenderState& s, const Box& b, int firstRow, int lastRow, cons
             runs(p, n);
         } else {
             float* d = depthView(s).at(b.xa, y);
-            for (int i = 0; i < n; ++i, p += Fmt::kBytes, ++d) {
-                if (DepthView::nearerOrLevel(*d, *z)) {
-                    *d = *z;
-                    Fmt::storeSolid(p, c);
-                }
-            }
+            for (int i = 0; i < n; ++i, p += Fmt::kBytes, ++d)
+                if (DepthView::passNearerOrLevel(d, *z)) Fmt::storeSolid(p, c);
         }
     }
 }

@@ -51,6 +51,22 @@ inline std::uint32_t fromX1R5G5B5(std::uint32_t w) {
     const std::uint32_t r = (w >> 10) & 0x1Fu, g = (w >> 5) & 0x1Fu, b = w & 0x1Fu;
     return (((r << 3) | (r >> 2)) << 16) | (((g << 3) | (g >> 2)) << 8) | ((b << 3) | (b >> 2));
 }
+// Pixel x of a row of direct colours (Bpp 16, 24 or 32) as 0xAARRGGBB:
+// 16 and 24 bits have no alpha and read as opaque.  The one reading of
+// pixels back, for presenting and for the image library.
+template <int Bpp>
+inline std::uint32_t directPixelArgb(const unsigned char* row, std::ptrdiff_t x) {
+    static_assert(Bpp == 16 || Bpp == 24 || Bpp == 32, "a direct-colour depth");
+    if constexpr (Bpp == 16) {
+        return 0xFF000000u | fromX1R5G5B5(load16(row + 2 * x));
+    } else {
+        const unsigned char* p = row + static_cast<std::ptrdiff_t>(Bpp / 8) * x;
+        std::uint32_t alpha = 0xFF000000u;
+        if constexpr (Bpp == 32) alpha = static_cast<std::uint32_t>(p[3]) << 24;
+        return alpha | (static_cast<std::uint32_t>(p[2]) << 16) | (static_cast<std::uint32_t>(p[1]) << 8) | p[0];
+    }
+}
+
 // Index into the 6x6x6 colour cube (each channel divided by 43, truncated).
 inline std::uint8_t toColorCube(std::uint32_t argb) {
     const unsigned r = (argb >> 16) & 0xFFu, g = (argb >> 8) & 0xFFu, b = argb & 0xFFu;
@@ -149,12 +165,42 @@ enum class Cube8 {
 // stored alpha toward 255.
 // blendInt(w): each channel becomes (old * keep + term) >> 8 (IntBlend).
 
+// Fills `bytes` bytes (a multiple of `period`) with a repeated pattern of
+// `period` bytes: the first block pattern by pattern, the rest by copying
+// blocks already filled, which the C library does with its widest stores.
+// The copied block stays small so that it is read from the first-level cache.
+inline void fillRepeating(unsigned char* dst, std::size_t bytes, const unsigned char* pattern, std::size_t period) {
+    bool uniform = true;
+    for (std::size_t i = 1; i < period; ++i) uniform = uniform && pattern[i] == pattern[0];
+    if (uniform) {
+        std::memset(dst, pattern[0], bytes);
+        return;
+    }
+    const std::size_t block = 1024 * period;  // a multiple of the period
+    std::size_t done = 0;
+    for (; done < bytes && done < 16 * period; done += period) std::memcpy(dst + done, pattern, period);
+    while (done < bytes) {
+        std::size_t n = done < block ? done : block;
+        if (n > bytes - done) n = bytes - done;
+        std::memcpy(dst + done, dst, n);
+        done += n;
+    }
+}
+
+// Clearing: clearRows(top, pitch, rows, width, c) fills `rows` rows of
+// `pitch` bytes from `top` with the colour.  8, 16 and 32 bpp fill the rows
+// whole as one run, padding included; 24 bpp fills the first `width` pixels
+// of every row and leaves the padding as it is.
+
 struct Format8 {
     static constexpr int kBpp = 8;
     static constexpr int kBytes = 1;
     static void storeSolid(unsigned char* p, const SolidColor& c) { *p = c.c8; }
     // The pixel word of the colour drawn opaque through lanes.
     static std::uint32_t opaqueWord(const SolidColor& c) { return c.c8; }
+    static void clearRows(unsigned char* top, int pitch, int rows, int, const SolidColor& c) {
+        std::memset(top, c.c8, static_cast<std::size_t>(pitch) * static_cast<std::size_t>(rows));
+    }
 
     // The 8 bpp behaviour of every fill.  Fills without a depth test draw
     // in the cube colour when flat, and nothing when shaded or textured; a
@@ -191,6 +237,12 @@ struct Format16 {
     static constexpr bool kDrawsImages = true;
     static void storeSolid(unsigned char* p, const SolidColor& c) { store16(p, c.c16); }
     static std::uint32_t opaqueWord(const SolidColor& c) { return c.c16; }
+    static void clearRows(unsigned char* top, int pitch, int rows, int, const SolidColor& c) {
+        unsigned char pattern[4];  // two words: the pitch is a multiple of 4
+        store16(pattern, c.c16);
+        store16(pattern + 2, c.c16);
+        fillRepeating(top, static_cast<std::size_t>(pitch) * static_cast<std::size_t>(rows), pattern, 4);
+    }
     // A pixel from the bytes of a colour: the top five bits of each; 16 bpp
     // has no alpha to keep or store.
     static void storeColour(unsigned char* p, std::uint32_t b, std::uint32_t g, std::uint32_t r) {
@@ -277,6 +329,17 @@ struct FormatBytes {
         } else {  // blue and green as one word, then red
             store16(p, static_cast<std::uint16_t>(c.c32 & 0xFFFFu));
             p[2] = static_cast<unsigned char>((c.c32 >> 16) & 0xFFu);
+        }
+    }
+    static void clearRows(unsigned char* top, int pitch, int rows, int width, const SolidColor& c) {
+        unsigned char pattern[4];
+        storeSolid(pattern, c);
+        if constexpr (Bpp == 32) {  // the colour word, alpha included
+            fillRepeating(top, static_cast<std::size_t>(pitch) * static_cast<std::size_t>(rows), pattern, 4);
+        } else {  // blue, green, red: the first row, the others copied from it
+            const std::size_t rowBytes = static_cast<std::size_t>(width) * 3;
+            fillRepeating(top, rowBytes, pattern, 3);
+            for (int y = 1; y < rows; ++y) std::memcpy(top + static_cast<std::ptrdiff_t>(y) * pitch, top, rowBytes);
         }
     }
     // The colour bytes; a 32 bpp alpha byte stays as it is.

@@ -24,19 +24,9 @@ std::uint32_t sourcePixel(const unsigned char* row, int x, int bitCount, const R
     case 1:
     case 4:
     case 8: return fromTable(indexAt(row, x, bitCount));
-    case 16: {
-        std::uint16_t w;
-        std::memcpy(&w, row + 2 * x, 2);
-        return fromX1R5G5B5(w);
-    }
-    case 24: {
-        const unsigned char* p = row + 3 * x;
-        return (static_cast<std::uint32_t>(p[2]) << 16) | (static_cast<std::uint32_t>(p[1]) << 8) | p[0];
-    }
-    case 32: {
-        const unsigned char* p = row + 4 * x;
-        return (static_cast<std::uint32_t>(p[2]) << 16) | (static_cast<std::uint32_t>(p[1]) << 8) | p[0];
-    }
+    case 16: return directPixelArgb<16>(row, x) & 0xFFFFFFu;
+    case 24: return directPixelArgb<24>(row, x) & 0xFFFFFFu;
+    case 32: return directPixelArgb<32>(row, x) & 0xFFFFFFu;
     default: return 0;
     }
 }

@@ -304,63 +304,13 @@ int KWRRender::kwrGetLastError() { return s.lastError; }
 const char* KWRRender::kwrGetErrorText(int code) { return kwr::dibErrorText(code); }
 
 namespace {
-// Fills `bytes` bytes (a multiple of `period`) with a repeated pattern of
-// `period` bytes: the first block pattern by pattern, the rest by copying
-// blocks already filled, which the C library does with its widest stores.
-// The copied block stays small so that it is read from the first-level cache.
-void fillRepeating(unsigned char* dst, std::size_t bytes, const unsigned char* pattern, std::size_t period) {
-    bool uniform = true;
-    for (std::size_t i = 1; i < period; ++i) uniform = uniform && pattern[i] == pattern[0];
-    if (uniform) {
-        std::memset(dst, pattern[0], bytes);
-        return;
-    }
-    const std::size_t block = 1024 * period;  // a multiple of the period
-    std::size_t done = 0;
-    for (; done < bytes && done < 16 * period; done += period) std::memcpy(dst + done, pattern, period);
-    while (done < bytes) {
-        std::size_t n = done < block ? done : block;
-        if (n > bytes - done) n = bytes - done;
-        std::memcpy(dst + done, dst, n);
-        done += n;
-    }
-}
-}  // namespace
-
-namespace {
-// Clears rows first..last: 8, 16 and 32 bpp fill the whole rows, padding
-// included; 24 bpp fills the first `width` pixels of every row and leaves
-// the padding as it is.
+// Clears rows first..last to the current colour in the format's own way
+// (Format::clearRows), and the depth buffer's rows to the back depth.
 void clearRows(const RenderState& s, int first, int last) {
     unsigned char* const top = s.bits + static_cast<std::ptrdiff_t>(first) * s.pitch;
-    const std::size_t areaBytes = static_cast<std::size_t>(s.pitch) * static_cast<std::size_t>(last - first + 1);
-    switch (s.renderBpp) {
-    case 8: std::memset(top, s.color8, areaBytes); break;
-    case 16: {
-        unsigned char pattern[4];
-        std::memcpy(pattern, &s.color16, 2);
-        std::memcpy(pattern + 2, &s.color16, 2);
-        fillRepeating(top, areaBytes, pattern, 4);  // the pitch is a multiple of 4
-        break;
-    }
-    case 24: {
-        const unsigned char bgr[3] = {static_cast<unsigned char>(s.color),
-                                      static_cast<unsigned char>(s.color >> 8),
-                                      static_cast<unsigned char>(s.color >> 16)};
-        const std::size_t rowBytes = static_cast<std::size_t>(s.width) * 3;
-        fillRepeating(top, rowBytes, bgr, 3);
-        for (int y = first + 1; y <= last; ++y)
-            std::memcpy(s.bits + static_cast<std::ptrdiff_t>(y) * s.pitch, top, rowBytes);
-        break;
-    }
-    case 32: {
-        unsigned char pattern[4];
-        std::memcpy(pattern, &s.color, 4);
-        fillRepeating(top, areaBytes, pattern, 4);
-        break;
-    }
-    default: break;
-    }
+    kwr::withFormat(s.renderBpp, [&](auto format) {
+        decltype(format)::clearRows(top, s.pitch, last - first + 1, s.width, kwr::solidColor(s));
+    });
     if (s.zBufferEnable != 0 && s.zBuffer != nullptr) {
         const std::ptrdiff_t w = s.width;
         std::fill(s.zBuffer + first * w, s.zBuffer + (last + std::ptrdiff_t{1}) * w, s.zBackDepth);

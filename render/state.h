@@ -129,6 +129,14 @@ struct DepthView {
     // Points, boxes, lines, image blits and the blended shaded fills: in
     // front or level with what is stored.
     static bool nearerOrLevel(float stored, float z) { return stored >= z; }
+    // The one depth-tested write of points, boxes, lines and image blits:
+    // where z is nearer or level with the stored depth, z replaces it and
+    // the pixel is to be drawn.
+    static bool passNearerOrLevel(float* stored, float z) {
+        if (!nearerOrLevel(*stored, z)) return false;
+        *stored = z;
+        return true;
+    }
 };
 inline DepthView depthView(const RenderState& s) { return DepthView{s.zBuffer, s.width}; }
 
@@ -159,6 +167,26 @@ inline void clampRows(const RenderState& s, int& first, int& last) {
 inline bool ownsRow(const RenderState& s, int y) {
     return s.bandCount == 1 || (y / s.bandHeight) % s.bandCount == s.bandIndex;
 }
+
+// ownsRow for a walk that moves through neighbouring rows (lines): it looks
+// the band up only when the walk enters another one.
+class BandCursor {
+public:
+    explicit BandCursor(const RenderState& s) : s_(s) {}
+    bool owns(int y) {
+        if (y < first_ || y > last_) {
+            first_ = y / s_.bandHeight * s_.bandHeight;
+            last_ = first_ + s_.bandHeight - 1;
+            owned_ = ownsRow(s_, y);
+        }
+        return owned_;
+    }
+
+private:
+    const RenderState& s_;
+    int first_ = 1, last_ = 0;  // the band of the row last asked about
+    bool owned_ = false;
+};
 
 // Calls f(first, last) for each run of consecutive rows of first..last that
 // this state draws, top to bottom; once with the whole range when it draws
