@@ -355,6 +355,9 @@ class Context:
         changed) and writable again when unbound: read it through depth()
         or after flush(), change it through the context (clear()).  None
         goes back to an own buffer at the next init_buffer."""
+        if zbuffer is not None and zbuffer is self._external_depth:
+            self._handle
+            return  # bound already
         self._no_views("set_external_zbuffer")
         if zbuffer is None:
             ptr = None

@@ -248,6 +248,7 @@ def edit_bound_arrays(threads: int) -> bytes:
     alpha = rng.integers(0, 256, (4, 4), dtype=np.uint8)
     zbuf = np.full(48 * 40, 0.9, np.float32)
     ctx.set_external_zbuffer(zbuf)
+    ctx.set_external_zbuffer(zbuf)  # bound again: nothing changes
     assert not zbuf.flags.writeable  # the context may read it at any later call
     ctx.set_texture(texture)
     ctx.triangle3tf(0.0, 0.0, 0.5, 0.0, 0.0, 48.0, 0.0, 0.5, 1.0, 0.0, 0.0, 40.0, 0.5, 0.0, 1.0)

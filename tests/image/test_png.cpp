@@ -26,16 +26,6 @@ std::string tempPath(const std::string& name) {
            name;
 }
 
-std::vector<unsigned char> readFile(const std::string& path) {
-    std::vector<unsigned char> bytes;
-    if (std::FILE* f = std::fopen(path.c_str(), "rb")) {
-        int c;
-        while ((c = std::fgetc(f)) != EOF) bytes.push_back(static_cast<unsigned char>(c));
-        std::fclose(f);
-    }
-    return bytes;
-}
-
 // A test image with pixels of every kind: a ramp, a second ramp across, and
 // alpha that varies, at 8, 16, 24 or 32 bits.
 KWRImage sampleImage(int bpp, int w = 13, int h = 7) {
@@ -264,6 +254,16 @@ TEST(Png, WithoutLibpngPngFilesAreRefused) {
 #endif
 
 #if !defined(_WIN32) && !defined(__EMSCRIPTEN__)
+
+std::vector<unsigned char> readFile(const std::string& path) {
+    std::vector<unsigned char> bytes;
+    if (std::FILE* f = std::fopen(path.c_str(), "rb")) {
+        int c;
+        while ((c = std::fgetc(f)) != EOF) bytes.push_back(static_cast<unsigned char>(c));
+        std::fclose(f);
+    }
+    return bytes;
+}
 
 // A save that cannot be finished (here: the process's file size limit,
 // as a full disk would) fails with "write file", leaves the file that was
