@@ -1,5 +1,7 @@
 #include "families.h"
 
+#include <cstdint>
+
 #include "KWRRender.h"
 #include "camera.h"
 #include "font.h"
@@ -109,6 +111,52 @@ void blended(KWRRender& r, ShowcaseAssets&) {
     r.kwrAlphaEnable(0);
 }
 
+// A textured floor running to the horizon, seen by a camera 1 above it:
+// on the left drawn from its projected corners (interpolated linearly on
+// the screen, nearest texel), on the right from clip space (perspective-
+// correct, bilinear).  Each half is a view of its own, 128 x 160.
+void perspective(KWRRender& r, ShowcaseAssets& a) {
+    clear(r, 0xFF6A8CB0);
+    r.kwrSetTexture(a.texture.data(), a.texture.width, a.texture.height, a.texture.pitch);
+    r.kwrSetColor(0xFFFFFFFF);
+    // A projection of 60 degrees vertically, near 0.5, far 50, aspect 0.8.
+    const float f = 1.7320508f, aspect = 0.8f, nearZ = 0.5f, farZ = 50.0f;
+    const float corners[4][2] = {{-40, -0.6f}, {40, -0.6f}, {40, -40}, {-40, -40}};
+    const int tris[2][3] = {{0, 1, 2}, {0, 2, 3}};
+    for (int half = 0; half < 2; ++half) {
+        float xyzw[4][4], uv[4][2];
+        for (int i = 0; i < 4; ++i) {
+            const float x = corners[i][0], z = corners[i][1], w = -z;
+            // x shifted and halved in clip space: the left or right half of the frame.
+            xyzw[i][0] = 0.5f * (f / aspect * x) + (half == 0 ? -0.5f : 0.5f) * w;
+            xyzw[i][1] = -f;
+            xyzw[i][2] = farZ / (nearZ - farZ) * z + nearZ * farZ / (nearZ - farZ);
+            xyzw[i][3] = w;
+            uv[i][0] = x * 0.125f;
+            uv[i][1] = -z * 0.125f;
+        }
+        if (half == 0) {
+            r.kwrSetTextureFilter(KWR_FILTER_NEAREST);
+            float p[4][3];
+            for (int i = 0; i < 4; ++i) {
+                p[i][0] = (xyzw[i][0] / xyzw[i][3] + 1) * 0.5f * kW;
+                p[i][1] = (1 - xyzw[i][1] / xyzw[i][3]) * 0.5f * kH;
+                p[i][2] = xyzw[i][2] / xyzw[i][3];
+            }
+            for (const auto& t : tris)
+                r.kwrTriangle3tf(p[t[0]][0], p[t[0]][1], p[t[0]][2], uv[t[0]][0], uv[t[0]][1], p[t[1]][0], p[t[1]][1],
+                                 p[t[1]][2], uv[t[1]][0], uv[t[1]][1], p[t[2]][0], p[t[2]][1], p[t[2]][2],
+                                 uv[t[2]][0], uv[t[2]][1]);
+        } else {
+            r.kwrSetTextureFilter(KWR_FILTER_BILINEAR);
+            const std::uint32_t indices[] = {0, 1, 2, 0, 2, 3};
+            r.kwrTrianglesClipIndexed(4, &xyzw[0][0], nullptr, &uv[0][0], 2, indices);
+        }
+    }
+    r.kwrSetTextureFilter(KWR_FILTER_NEAREST);
+    r.kwrSetTexture(nullptr, 0, 0, 0);
+}
+
 // An alpha map: the showcase's ring disc over a field of tiles.
 void alphaMapped(KWRRender& r, ShowcaseAssets& a) {
     clear(r);
@@ -204,6 +252,7 @@ const std::vector<Family>& families() {
         {"textured", "textured triangles, with depth and with vertex colours", textured},
         {"blended", "blended triangles: flat alpha and vertex alpha", blended},
         {"alpha_mapped", "a textured quad through an alpha map", alphaMapped},
+        {"perspective", "a floor to the horizon: affine and nearest, perspective-correct and bilinear", perspective},
         {"lines", "lines and depth-tested lines", lines},
         {"bitmaps", "one-bit bitmaps, points and boxes", bitmaps},
         {"blits", "scaled image blits, with and without depth", blits},
