@@ -1,9 +1,11 @@
 #!/usr/bin/python3
-"""Renders the turning torus knot on a Dask cluster, one frame per task,
+"""Renders the turning torus knot (or, with --scene bunny, the Stanford
+bunny through the clip-space call) on a Dask cluster, one frame per task,
 and writes the frames as PNG files with a manifest of their hashes.
 
     render_farm.py [--frames N] [--size WxH] [--workers K] [--scheduler ADDRESS]
                    [--out DIR] [--retries R] [--library PATH] [--local-directory DIR]
+                   [--scene knot|bunny]
 
 Without --scheduler a LocalCluster of K worker processes (default 4) runs
 here; with it, the frames go to the cluster at ADDRESS (``dask scheduler``
@@ -46,6 +48,13 @@ PACKAGE_DIR = os.path.dirname(HERE)
 def frame_task(index: int, width: int, height: int):
     """One frame on a worker: (index, SHA-256 of its pixels, its PNG bytes)."""
     from knot_scene import render_frame
+
+    return render_frame(index, width, height)
+
+
+def bunny_task(index: int, width: int, height: int):
+    """One frame of the turning bunny (bunny_scene.py) on a worker."""
+    from bunny_scene import render_frame
 
     return render_frame(index, width, height)
 
@@ -151,6 +160,8 @@ def main(argv=None) -> int:
     ap.add_argument("--retries", type=int, default=2, help="more tries of a frame whose task fails")
     ap.add_argument("--library", help="the kwrender shared library (else as the package finds it)")
     ap.add_argument("--local-directory", help="scratch directory of the local workers")
+    ap.add_argument("--scene", choices=("knot", "bunny"), default="knot",
+                    help="the torus knot, or the Stanford bunny through the clip-space call")
     args = ap.parse_args(argv)
     width, height = (int(v) for v in args.size.lower().split("x"))
 
@@ -166,6 +177,16 @@ def main(argv=None) -> int:
     if args.local_directory:
         os.environ["DASK_TEMPORARY_DIRECTORY"] = os.path.abspath(args.local_directory)
 
+    render = frame_task
+    if args.scene == "bunny":
+        from bunny_scene import missing
+
+        why = missing()
+        if why is not None:
+            print(f"skipped: {why}")
+            return 0
+        render = bunny_task
+
     from dask.distributed import Client, LocalCluster
 
     start = time.perf_counter()
@@ -174,12 +195,13 @@ def main(argv=None) -> int:
         client = Client(args.scheduler)
         # The scene goes to the workers with the tasks; kwrender must be installed there.
         client.upload_file(os.path.join(HERE, "knot_scene.py"))
+        client.upload_file(os.path.join(HERE, "bunny_scene.py"))
     else:
         cluster = LocalCluster(n_workers=args.workers, threads_per_worker=1, processes=True,
                                dashboard_address=None, local_directory=args.local_directory)
         client = Client(cluster)
     try:
-        manifest = farm(client, args.frames, width, height, args.out, args.retries)
+        manifest = farm(client, args.frames, width, height, args.out, args.retries, render=render)
         print(f"{len(manifest['frames'])} of {args.frames} frames of {width}x{height} in "
               f"{time.perf_counter() - start:.1f} s: {os.path.join(args.out, 'manifest.json')}")
     finally:
