@@ -81,6 +81,19 @@ public:
                 true};
     }
 
+    // The same point in clip space (x, y, z, w) for the clip-space calls:
+    // w is the distance along the line of sight, z = 0 at the near plane and
+    // z = w at the far one; x / w and y / w land where project() puts the
+    // point.
+    void clip(Vec3 p, float out[4]) const {
+        const Vec3 d = p - eye_;
+        const double w = dot(d, forward_);
+        out[0] = static_cast<float>(focal_ / cx_ * dot(d, right_));
+        out[1] = static_cast<float>(focal_ / cy_ * dot(d, up_));
+        out[2] = static_cast<float>(far_ / (far_ - near_) * (w - near_));
+        out[3] = static_cast<float>(w);
+    }
+
 private:
     Vec3 eye_, forward_, right_, up_;
     double near_, far_, cx_, cy_, focal_;

@@ -2,12 +2,14 @@
 // animation or in a window, and writes the gallery pictures.
 //
 //   kwrender_demo [--size WxH] [--bpp 8|16|24|32] [--out FILE.png|FILE.bmp]
-//                 [--frames N] [--window] [--gallery DIR] [--format png|bmp]
+//                 [--frames N] [--window] [--perspective] [--gallery DIR] [--format png|bmp]
 //
 // Without --frames one frame is drawn and timed; with --frames N the knot
 // turns for N frames and the frame rate is printed (with a progress line on
 // a terminal).  --window shows the frames in a window until it is closed
-// (or for N frames).  --gallery writes the README's pictures into DIR.
+// (or for N frames).  --perspective adds the tiled floor drawn from clip
+// space (perspective-correct, bilinear).  --gallery writes the README's
+// pictures into DIR.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -43,6 +45,7 @@ struct Options {
     std::string out;
     int frames = 0;           // 0: one timed picture
     bool window = false;
+    bool perspective = false;  // the showcase's floor drawn from clip space
     std::string gallery;      // directory, empty when not asked for
     std::string format;       // "png" or "bmp" for the gallery
     std::string windowTest;   // directory of the window test's hand-shake files
@@ -51,7 +54,7 @@ struct Options {
 void usage() {
     std::fprintf(stderr,
                  "usage: kwrender_demo [--size WxH] [--bpp 8|16|24|32] [--out FILE.png|FILE.bmp]\n"
-                 "                     [--frames N] [--window] [--gallery DIR] [--format png|bmp]\n");
+                 "                     [--frames N] [--window] [--perspective] [--gallery DIR] [--format png|bmp]\n");
 }
 
 bool parse(int argc, char** argv, Options& o) {
@@ -78,6 +81,8 @@ bool parse(int argc, char** argv, Options& o) {
                 std::fprintf(stderr, "--frames wants a positive count\n");
                 return false;
             }
+        } else if (a == "--perspective") {
+            o.perspective = true;
         } else if (a == "--window") {
             o.window = true;
         } else if (a == "--gallery" && hasValue) {
@@ -138,6 +143,7 @@ int renderPicture(const Options& o, ShowcaseAssets& assets) {
     auto r = makeRender(o.width, o.height, o.bpp);
     if (!r) return 1;
     ShowcaseFrame f;
+    f.perspectiveFloor = o.perspective;
     double best = 1e30;
     for (int i = 0; i < 5; ++i) {
         const auto start = Clock::now();
@@ -163,6 +169,7 @@ int renderAnimation(const Options& o, ShowcaseAssets& assets, Window* window) {
     if (!r) return 1;
     const bool progress = KWR_ISATTY(2) != 0 && window == nullptr;
     ShowcaseFrame f;
+    f.perspectiveFloor = o.perspective;
     double total = 0, last = 0, best = 1e30;
     int done = 0;
     const int frames = o.frames > 0 ? o.frames : 1 << 30;

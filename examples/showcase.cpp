@@ -92,6 +92,7 @@ public:
     // Draws the scene; returns the number of triangles drawn.
     int draw() {
         background();
+        if (f_.perspectiveFloor) texturedFloor();
         floorGrid();
         knotShadow();
         knot();
@@ -142,6 +143,29 @@ private:
     }
 
     // A floor of depth lines that fades into the distance.
+    // The floor as tiles running to the horizon: clip-space vertices, cut
+    // by the library where they reach behind the camera, textured in
+    // perspective and bilinearly.
+    void texturedFloor() {
+        const double extent = 12.0;
+        const Vec3 corners[4] = {{-extent, kFloorY, -extent}, {extent, kFloorY, -extent},
+                                 {extent, kFloorY, extent}, {-extent, kFloorY, extent}};
+        float xyzw[16], uv[8];
+        for (int i = 0; i < 4; ++i) {
+            cam_.clip(corners[i], xyzw + 4 * i);
+            uv[2 * i] = static_cast<float>(corners[i].x / 3.0);
+            uv[2 * i + 1] = static_cast<float>(corners[i].z / 3.0);
+        }
+        const std::uint32_t indices[] = {0, 1, 2, 0, 2, 3};
+        r_.kwrSetTexture(a_.texture.data(), a_.texture.width, a_.texture.height, a_.texture.pitch);
+        r_.kwrSetTextureFilter(KWR_FILTER_BILINEAR);
+        r_.kwrSetColor(rgb(150, 160, 190));
+        r_.kwrTrianglesClipIndexed(4, xyzw, nullptr, uv, 2, indices);
+        r_.kwrSetTextureFilter(KWR_FILTER_NEAREST);
+        r_.kwrSetTexture(nullptr, 0, 0, 0);
+        triangles_ += 2;
+    }
+
     void floorGrid() {
         const double extent = 9.0, step = 0.75;
         const int pieces = 12;

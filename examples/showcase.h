@@ -63,6 +63,9 @@ struct ShowcaseFrame {
     bool depth = true;               // the depth test
     bool blending = true;            // alpha blending (off: the blended parts drawn opaque)
     bool texturing = true;           // textures on the knot and the disc (off: Gouraud knot, plain disc)
+    // A tiled floor under the grid, drawn from clip space: perspective-correct
+    // and filtered bilinearly (off in the pictures).
+    bool perspectiveFloor = false;
 };
 
 // The turn of frame `n` of an animation.

@@ -72,10 +72,11 @@ EMSCRIPTEN_KEEPALIVE int kwrWebSetFrame(int width, int height, int bpp) {
 }
 
 // Switches of kwrWebDraw.
-enum { kDepth = 1, kBlending = 2, kTexturing = 4 };
+enum { kDepth = 1, kBlending = 2, kTexturing = 4, kPerspectiveFloor = 8 };
 
 // Draws animation frame `n` with the switches in `switches` (kDepth |
-// kBlending | kTexturing: everything), presents it and returns its RGBA
+// kBlending | kTexturing: the pictures; kPerspectiveFloor adds the floor
+// drawn from clip space), presents it and returns its RGBA
 // bytes (width * height * 4, valid until the next call), or null without a
 // frame buffer.
 EMSCRIPTEN_KEEPALIVE unsigned char* kwrWebDraw(int n, int switches) {
@@ -85,6 +86,7 @@ EMSCRIPTEN_KEEPALIVE unsigned char* kwrWebDraw(int n, int switches) {
     f.depth = (switches & kDepth) != 0;
     f.blending = (switches & kBlending) != 0;
     f.texturing = (switches & kTexturing) != 0;
+    f.perspectiveFloor = (switches & kPerspectiveFloor) != 0;
     const double start = emscripten_get_now();
     page->triangles = drawShowcase(*page->render, page->assets, f);
     page->drawMs = emscripten_get_now() - start;

@@ -28,10 +28,11 @@
   const ctx = canvas.getContext('2d');
   const ui = {
     bpp: el('bpp'), depth: el('depth'), blending: el('blending'), texturing: el('texturing'),
+    perspective: el('perspective'),
     pause: el('pause'), simd: el('simd'), stats: el('stats'), error: el('error'),
   };
   // The switches of kwrWebDraw (examples/web.cpp).
-  const DEPTH = 1, BLENDING = 2, TEXTURING = 4, ALL = DEPTH | BLENDING | TEXTURING;
+  const DEPTH = 1, BLENDING = 2, TEXTURING = 4, PERSPECTIVE = 8, ALL = DEPTH | BLENDING | TEXTURING;
 
   // A module of one SIMD128 function, () -> v128 returning
   // i8x16.popcnt(i8x16.splat(0)): valid exactly where the engine has SIMD128.
@@ -53,7 +54,7 @@
 
   function switches() {
     return (ui.depth.checked ? DEPTH : 0) | (ui.blending.checked ? BLENDING : 0) |
-           (ui.texturing.checked ? TEXTURING : 0);
+           (ui.texturing.checked ? TEXTURING : 0) | (ui.perspective.checked ? PERSPECTIVE : 0);
   }
 
   function setDepth(bpp) {
@@ -134,6 +135,7 @@
       ui.depth.checked = (which & DEPTH) !== 0;
       ui.blending.checked = (which & BLENDING) !== 0;
       ui.texturing.checked = (which & TEXTURING) !== 0;
+      ui.perspective.checked = (which & PERSPECTIVE) !== 0;
       draw(0, which);
       recent = [[lib._kwrWebDrawMs(), lib._kwrWebTriangles()]];
       showStats();
@@ -159,7 +161,7 @@
     setDepth(Number(ui.bpp.value));
     if (!running) draw(frame, switches());
   });
-  for (const box of [ui.depth, ui.blending, ui.texturing]) {
+  for (const box of [ui.depth, ui.blending, ui.texturing, ui.perspective]) {
     box.addEventListener('change', () => { recent = []; if (!running) draw(frame, switches()); });
   }
   ui.pause.addEventListener('click', () => (running ? stop() : start()));
