@@ -265,8 +265,9 @@ public:
     /// Chooses how every textured triangle (screen-space or clip-space)
     /// samples its texture and alpha map: KWR_FILTER_NEAREST (the default)
     /// takes texel floor(u * width + 0.5); KWR_FILTER_BILINEAR mixes texels
-    /// i and i + 1 (wrapped) around t = floor(u * width * 256), i = t >> 8,
-    /// with weights (256 - f) and f for f = t & 255, likewise in v; per byte
+    /// i = floor(u * width) and i + 1 (both wrapped) with weights 256 - f and
+    /// f, f = floor(u * width * 256) & 255 (products in float, converted
+    /// saturating), likewise in v; per byte
     /// (blue, green, red, alpha, and the alpha map's value)
     /// ((a * (256 - fu) + b * fu) * (256 - fv) + (c * (256 - fu) + d * fu) * fv
     /// + 32768) >> 16, exact integers.  Other values are ignored.

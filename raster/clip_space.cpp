@@ -75,8 +75,8 @@ int clipAgainst(const ClipVertex* in, int n, int plane, ClipVertex* out) {
     return m;
 }
 
-// Which planes a vertex is outside of, a bit each; kSideX/Y bits for the
-// frame's own sides (|x| > w, |y| > w), used only to reject.
+// Which planes a vertex is outside of, a bit each, and which of the
+// frame's own sides (x > w, x < -w, y > w, y < -w), used only to reject.
 constexpr unsigned kOutsideRightSide = 1u << kPlaneCount, kOutsideLeftSide = kOutsideRightSide << 1,
                    kOutsideTopSide = kOutsideRightSide << 2, kOutsideBottomSide = kOutsideRightSide << 3;
 unsigned outcode(const ClipVertex& p) {
