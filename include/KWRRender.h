@@ -108,7 +108,7 @@ constexpr std::uint64_t KWR_MAX_SURFACE_PIXEL_BYTES = std::uint64_t{1} << 28;
 /// a frame buffer needs the triangle rasteriser's scan-line table: this many
 /// bytes a row, the rows rounded up to a multiple of 1024 (with more than one
 /// thread, one table per thread).
-constexpr int KWR_SCAN_TABLE_BYTES_PER_ROW = 64;
+constexpr int KWR_SCAN_TABLE_BYTES_PER_ROW = 72;
 
 // ---------------------------------------------------------------------------
 /// Why kwrInitBuffer or kwrSetRenderBpp failed (KWRRender::kwrGetLastError),
@@ -122,8 +122,30 @@ enum KWRRenderError {
     KWR_ERROR_TOO_TALL = 11,        ///< "too tall": height above KWR_MAX_SURFACE_HEIGHT
     KWR_ERROR_TOO_LARGE = 12,       ///< "too many pixel bytes": above KWR_MAX_SURFACE_PIXEL_BYTES
     KWR_ERROR_BAD_DEPTH = 13,       ///< "bad depth": bits per pixel other than 8, 16, 24 or 32
-    KWR_ERROR_BAD_SIZE = 14         ///< "width or height below 1"
+    KWR_ERROR_BAD_SIZE = 14,        ///< "width or height below 1"
+    KWR_ERROR_BAD_ARGUMENT = 15,    ///< "bad argument": a negative count or a missing vertex array
+    KWR_ERROR_BAD_INDEX = 16,       ///< "index out of range": a vertex index at or above the vertex count
+    KWR_ERROR_NOT_FINITE = 17,      ///< "vertex not finite": a NaN or infinite component (that triangle skipped)
+    KWR_ERROR_NO_FRAME = 18         ///< "no frame buffer": drawing before a successful kwrInitBuffer
 };
+
+// (kwrender.h, the C interface, defines the same names as macros when it
+// is included first.)
+#if !defined(KWR_CULL_NONE)
+/// Which clip-space triangles kwrSetCull drops.  Front faces wind
+/// counter-clockwise with y up (as seen on the frame, y pointing up).
+enum KWRCullMode {
+    KWR_CULL_NONE = 0,   ///< draw both sides (the default)
+    KWR_CULL_BACK = 1,   ///< drop clockwise (back) faces
+    KWR_CULL_FRONT = 2   ///< drop counter-clockwise (front) faces
+};
+
+/// How textured triangles sample their texture and alpha map (kwrSetTextureFilter).
+enum KWRTextureFilter {
+    KWR_FILTER_NEAREST = 0,  ///< the nearest texel (the default)
+    KWR_FILTER_BILINEAR = 1  ///< the four texels around the sample point, integer weights
+};
+#endif
 
 // ---------------------------------------------------------------------------
 /// A colour word 0xAARRGGBB (blue in bits 0-7 ... alpha in bits 24-31).
@@ -183,8 +205,9 @@ public:
     /// next).  Any other value returns 0 (KWR_ERROR_BAD_DEPTH) and changes
     /// nothing; success returns 1.
     int kwrSetRenderBpp(int bpp);
-    /// The reason (KWRRenderError) of the last failed kwrInitBuffer or
-    /// kwrSetRenderBpp; 0 after a successful one.
+    /// The reason (KWRRenderError) of the last failed kwrInitBuffer,
+    /// kwrSetRenderBpp, kwrTrianglesClip or kwrTrianglesClipIndexed; 0 after
+    /// a successful one.
     int kwrGetLastError();
     /// The text of an error code: "" for 0, "(undefined)" for codes that name
     /// nothing.  The texts of codes 1 to 9 are the bitmap library's.
@@ -239,6 +262,18 @@ public:
     /// Binds host alpha values (1 byte each), as kwrSetTexture.  Blended
     /// textured triangles take their weight from it where bound.
     void kwrSetAlphaMap(unsigned char* values, int width, int height, int rowPitch);
+    /// Chooses how every textured triangle (screen-space or clip-space)
+    /// samples its texture and alpha map: KWR_FILTER_NEAREST (the default)
+    /// takes texel floor(u * width + 0.5); KWR_FILTER_BILINEAR mixes texels
+    /// i and i + 1 (wrapped) around t = floor(u * width * 256), i = t >> 8,
+    /// with weights (256 - f) and f for f = t & 255, likewise in v; per byte
+    /// (blue, green, red, alpha, and the alpha map's value)
+    /// ((a * (256 - fu) + b * fu) * (256 - fv) + (c * (256 - fu) + d * fu) * fv
+    /// + 32768) >> 16, exact integers.  Other values are ignored.
+    void kwrSetTextureFilter(int filter);
+    /// Chooses which clip-space triangles are dropped (KWRCullMode; the
+    /// screen-space calls never cull).  Other values are ignored.
+    void kwrSetCull(int mode);
     /// Hands out the frame buffer: *header gets its BITMAPINFO block (header
     /// and colour table), *pixels its first row (either pointer may be null).
     /// Returns 1, or 0 and nulls without a frame buffer.  The memory stays
@@ -457,6 +492,51 @@ public:
     void kwrTriangletfg(float x1, float y1, float u1, float v1,
                         float x2, float y2, float u2, float v2,
                         float x3, float y3, float u3, float v3);
+
+    // --- Clip-space triangles ----------------------------------------------
+    // Vertices in homogeneous clip space (x, y, z, w), as a host's
+    // projection matrix gives them.  Visible where -w <= x <= w,
+    // -w <= y <= w and 0 <= z <= w.  A vertex lands on pixel
+    // x' = (x / w + 1) * 0.5 * width, y' = (1 - y / w) * 0.5 * height (y up in
+    // clip space) with depth z / w, tested and written as by the `3` calls
+    // (smaller is nearer); these are computed in double precision and then
+    // rounded to float, and the triangle is then drawn by the rules of the
+    // float screen-space calls: kwrTriangle3f (no colours, no uv),
+    // kwrTriangle3cf, kwrTriangle3tf, kwrTriangle3ctf, with the same
+    // fallbacks (depth test off, nothing bound) and blending.
+    //
+    // Clipping: each triangle is clipped in double precision against the
+    // near (z = 0) and far (z = w) planes, and, where a vertex lies outside
+    // -64w <= x <= 64w or -64w <= y <= 64w, against those planes too (a
+    // guard band 32 frames wide around the frame that keeps pixel
+    // coordinates small and exact);
+    // at a crossing of the plane d(v) = 0, t = d0 / (d0 - d1) and every
+    // component a becomes a0 + (a1 - a0) * t.  What remains is drawn as one
+    // convex polygon, so no pixel is drawn twice.  A triangle wholly outside,
+    // or whose clipped polygon has a vertex with w <= 0, draws nothing.
+    //
+    // Perspective: colours and u, v are interpolated perspective-correctly:
+    // a / w and 1 / w are interpolated as the screen-space calls
+    // interpolate a, and divided per pixel (IEEE division, the same bytes at
+    // every instruction-set level and thread count).  A triangle whose three
+    // w are equal and that needs no clipping is drawn exactly as the
+    // screen-space call with its projected vertices.
+    //
+    // Culling (kwrSetCull) looks at the clipped polygon's winding in
+    // normalised coordinates (x / w, y / w): positive area is front.
+
+    /// Draws `count` triangles of three vertices each.  Per vertex: xyzw[4];
+    /// argb[1] (0xAARRGGBB; null: the current colour); uv[2] (null:
+    /// untextured).  Returns 1; 0 with kwrGetLastError set when count is
+    /// negative or xyzw is null with count > 0 (nothing drawn), when a
+    /// triangle has a NaN or infinite component (that triangle is skipped,
+    /// the others drawn) or without a frame buffer.
+    int kwrTrianglesClip(int count, const float* xyzw, const std::uint32_t* argb, const float* uv);
+    /// The same with shared vertices: triangle i uses the vertices
+    /// indices[3i], indices[3i + 1], indices[3i + 2], each below vertexCount
+    /// (else 0 is returned and nothing is drawn).
+    int kwrTrianglesClipIndexed(int vertexCount, const float* xyzw, const std::uint32_t* argb, const float* uv,
+                                int count, const std::uint32_t* indices);
 
 private:
     friend struct kwr::Access;

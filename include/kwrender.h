@@ -186,6 +186,30 @@ KWR_C_API int kwr_trianglesctf(kwr_context* ctx, size_t count, const float* xy, 
                                const float* uv);
 KWR_C_API int kwr_triangles3ctf(kwr_context* ctx, size_t count, const float* xyz, const uint32_t* colors,
                                 const float* uv);
+/* --- Clip-space triangles (KWRRender::kwrTrianglesClip) ---
+ * xyzw = 4 floats a vertex in homogeneous clip space (visible where
+ * -w <= x, y <= w and 0 <= z <= w; y up); colors and uv may be null (the
+ * current colour; untextured).  Clipped at the near and far planes,
+ * perspective-correct, culled as kwr_set_cull says.  The indexed form takes
+ * 3 * count indices into vertex_count vertices.  Status: KWR_OK, or
+ * KWR_ERROR_NULL_ARRAY, 15 "bad argument" (negative count), 16 "index out
+ * of range" (nothing drawn), 17 "vertex not finite" (those triangles
+ * skipped), 18 "no frame buffer". */
+#if !defined(KWRRENDER_H) /* the C++ header has them as enumerations */
+#define KWR_CULL_NONE 0
+#define KWR_CULL_BACK 1  /* drop clockwise faces (counter-clockwise with y up is front) */
+#define KWR_CULL_FRONT 2
+#define KWR_FILTER_NEAREST 0
+#define KWR_FILTER_BILINEAR 1
+#endif
+KWR_C_API int kwr_triangles_clip(kwr_context* ctx, int count, const float* xyzw, const uint32_t* colors,
+                                 const float* uv);
+KWR_C_API int kwr_triangles_clip_indexed(kwr_context* ctx, int vertex_count, const float* xyzw,
+                                         const uint32_t* colors, const float* uv, int count,
+                                         const uint32_t* indices);
+KWR_C_API int kwr_set_cull(kwr_context* ctx, int mode);             /* KWR_CULL_*; others ignored */
+KWR_C_API int kwr_set_texture_filter(kwr_context* ctx, int filter); /* KWR_FILTER_*; others ignored */
+
 /* `count` lines: 2 ends each, xy = 4 floats a line, xyz = 6. */
 KWR_C_API int kwr_linesf(kwr_context* ctx, size_t count, const float* xy);
 KWR_C_API int kwr_lines3f(kwr_context* ctx, size_t count, const float* xyz);

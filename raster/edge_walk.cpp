@@ -23,6 +23,7 @@ void lerpAttributes(EdgeEnd& a, const EdgeEnd& b, float t) {
         a.u = a.u + (b.u - a.u) * t;
         a.v = a.v + (b.v - a.v) * t;
     }
+    if constexpr (K::kPerspective) a.q = a.q + (b.q - a.q) * t;
 }
 
 // Far-out x values are held inside this range so that x - 1 and the span
@@ -49,6 +50,7 @@ void copyEnd(EdgeEnd& to, const EdgeEnd& from) {
     for (int k = 0; k < 4; ++k) to.c[k] = K::kColour ? from.c[k] : 0.0f;
     to.u = K::kTexCoords ? from.u : 0.0f;
     to.v = K::kTexCoords ? from.v : 0.0f;
+    to.q = K::kPerspective ? from.q : 0.0f;
 }
 
 // The arrays of one end (left or right) of the table's rows.
@@ -57,6 +59,7 @@ struct Ends {
     float* c[4];
     float* u;
     float* v;
+    float* q;
 };
 
 }  // namespace
@@ -103,7 +106,8 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFir
     // x distance travelled: q steps every row, one more on a carry.
     const float fdy = static_cast<float>(dy);
     float dc[4] = {0, 0, 0, 0};
-    float du = 0, dv = 0;
+    float du = 0, dv = 0, dq = 0;
+    if constexpr (K::kPerspective) dq = (bot.q - top.q) / fdy;
     if constexpr (K::kColour)
         for (int k = 0; k < 4; ++k) dc[k] = (bot.c[k] - top.c[k]) / fdy;
     if constexpr (K::kTexCoords) {
@@ -133,13 +137,13 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFir
     std::int32_t* const leftX = t.scanLeftX;
     std::int32_t* const rightX = t.scanRightX;
     const Ends left{t.scanLeftZ, {t.scanLeftColor[0], t.scanLeftColor[1], t.scanLeftColor[2], t.scanLeftColor[3]},
-                    t.scanLeftU, t.scanLeftV};
+                    t.scanLeftU, t.scanLeftV, t.scanLeftQ};
     const Ends right{t.scanRightZ,
                      {t.scanRightColor[0], t.scanRightColor[1], t.scanRightColor[2], t.scanRightColor[3]},
-                     t.scanRightU, t.scanRightV};
+                     t.scanRightU, t.scanRightV, t.scanRightQ};
     std::int64_t x = top.x;
     const std::int64_t xStep = sx * q;
-    float z = top.z, c0 = top.c[0], c1 = top.c[1], c2 = top.c[2], c3 = top.c[3], u = top.u, v = top.v;
+    float z = top.z, c0 = top.c[0], c1 = top.c[1], c2 = top.c[2], c3 = top.c[3], u = top.u, v = top.v, rw = top.q;
     auto store = [&](int y, const Ends& e) {
         if constexpr (K::kDepth) e.z[y] = z;
         if constexpr (K::kColour) {
@@ -152,6 +156,7 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFir
             e.u[y] = u;
             e.v[y] = v;
         }
+        if constexpr (K::kPerspective) e.q[y] = rw;
     };
     const int lastRow = static_cast<int>(bot.y) - 1 < storeLast ? static_cast<int>(bot.y) - 1 : storeLast;
     auto step = [&]() {
@@ -173,6 +178,7 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFir
             u += du;
             v += dv;
         }
+        if constexpr (K::kPerspective) rw += dq;
         if constexpr (K::kDepth) {
             z += zRow;
             if (xMajor && carry) z += zCarry;
@@ -249,6 +255,14 @@ template void walkEdge<kCarryDepth>(RenderState&, const EdgeEnd&, const EdgeEnd&
 template void walkEdge<kCarryDepth | kCarryColour>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
 template void walkEdge<kCarryDepth | kCarryColour | kCarryTexCoords>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
 template void walkEdge<kCarryDepth | kCarryTexCoords>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
+// Clip-space triangles in perspective.
+constexpr unsigned kP = kCarryPerspective;
+template void walkEdge<kCarryColour | kP>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
+template void walkEdge<kCarryColour | kCarryTexCoords | kP>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
+template void walkEdge<kCarryTexCoords | kP>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
+template void walkEdge<kCarryDepth | kCarryColour | kP>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
+template void walkEdge<kCarryDepth | kCarryColour | kCarryTexCoords | kP>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
+template void walkEdge<kCarryDepth | kCarryTexCoords | kP>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
 template void walkFloatEdge<kCarryNothing>(RenderState&, float, float, float, float, float, float, int, int);
 template void walkFloatEdge<kCarryDepth>(RenderState&, float, float, float, float, float, float, int, int);
 

@@ -17,6 +17,9 @@ enum Carry : unsigned {
     kCarryDepth = 1,
     kCarryColour = 2,
     kCarryTexCoords = 4,
+    // Colour and texture coordinates come divided by w, with 1 / w beside
+    // them (clip-space triangles interpolated in perspective).
+    kCarryPerspective = 8,
 };
 
 // The members of a set, for `if constexpr`.
@@ -25,6 +28,7 @@ struct Carries {
     static constexpr bool kDepth = (Carried & kCarryDepth) != 0;
     static constexpr bool kColour = (Carried & kCarryColour) != 0;
     static constexpr bool kTexCoords = (Carried & kCarryTexCoords) != 0;
+    static constexpr bool kPerspective = (Carried & kCarryPerspective) != 0;
 };
 
 // One end of an edge.  x and y are 64-bit so that the clipping products
@@ -35,6 +39,7 @@ struct EdgeEnd {
     float z;
     float c[4];  // red, green, blue, alpha on 0..255
     float u, v;
+    float q;  // 1 / w (perspective edges)
 };
 
 // An edge end from the values a caller passes; the colour word 0xAARRGGBB
@@ -51,6 +56,7 @@ inline EdgeEnd edgeEnd(std::int64_t x, std::int64_t y, float z = 0, std::uint32_
     e.c[3] = static_cast<float>((argb >> 24) & 0xFFu);
     e.u = u;
     e.v = v;
+    e.q = 1.0f;
     return e;
 }
 

@@ -115,6 +115,11 @@ struct SpanContext {
     SampledMap texture;
     SampledMap alphaMap;
     enum { kAlphaFromTexel, kAlphaSameSize, kAlphaOwnSize } alphaSource;
+    // The table holds colour / w, u / w and v / w with 1 / w beside them
+    // (clip-space triangles in perspective).
+    bool perspective;
+    // Textures and alpha maps are sampled bilinearly (else the nearest texel).
+    bool bilinear;
 };
 
 inline SampledMap sampledMap(const unsigned char* data, int width, int height, std::ptrdiff_t pitch) {
@@ -127,10 +132,12 @@ inline SampledMap sampledMap(const unsigned char* data, int width, int height, s
 // The integer blends are prepared only for the flat blended fills, the
 // maps only for the fills that sample them; the rest stays unset.
 template <class Rule>
-SpanContext makeSpanContext(const RenderState& s) {
+SpanContext makeSpanContext(const RenderState& s, bool perspective) {
     constexpr FillLetters kLetters = Rule::kTraits.letters;
     SpanContext k;
     k.solid = solidColor(s);
+    k.perspective = perspective && Rule::kTraits.interpolates();
+    k.bilinear = kLetters.textured && s.textureFilter == KWR_FILTER_BILINEAR;
     if constexpr (kLetters.blended && !kLetters.shaded && !kLetters.textured) {
         k.blend = intBlendOf(s.color, false);
         k.flatBlend = intBlendOf(s.color, true);
@@ -159,6 +166,8 @@ SpanContext makeSpanContext(const RenderState& s) {
 struct RowEnds {
     float leftColor[4], rightColor[4];
     float leftU, rightU, leftV, rightV;
+    float leftQ, rightQ;  // 1 / w at the ends (in perspective)
+    bool perspective;     // the attributes are divided by w
 };
 
 // Filled in place (copying a just-built RowEnds as a whole would load it in
@@ -166,7 +175,14 @@ struct RowEnds {
 // with what the fill interpolates.  The channels are spelled out: as a loop
 // they cost 2-5% more instructions per small triangle with g++ 12.
 template <bool Shaded, bool Textured>
-KWR_ALWAYS_INLINE void loadRowEnds(const ScanLineTable& t, int row, RowEnds& e) {
+KWR_ALWAYS_INLINE void loadRowEnds(const ScanLineTable& t, int row, bool perspective, RowEnds& e) {
+    if constexpr (Shaded || Textured) {
+        e.perspective = perspective;
+        if (perspective) {
+            e.leftQ = t.scanLeftQ[row];
+            e.rightQ = t.scanRightQ[row];
+        }
+    }
     if constexpr (Shaded) {
         e.leftColor[0] = t.scanLeftColor[0][row];
         e.leftColor[1] = t.scanLeftColor[1][row];
@@ -231,7 +247,7 @@ struct RowRun {
 // parameter corrections taken from the unclipped ends; false for a row
 // that draws nothing.
 template <class Rule, class Fmt>
-bool clipRow(const RenderState& s, int row, RowRun& r) {
+bool clipRow(const RenderState& s, const SpanContext& k, int row, RowRun& r) {
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
     constexpr bool kParam = Rule::kTraits.interpolates();
     const ScanLineTable& t = s.scan;
@@ -260,7 +276,7 @@ bool clipRow(const RenderState& s, int row, RowRun& r) {
     if constexpr (kDepth) {
         if (L < R) dz = (zR - zL) / static_cast<float>(R - L);
     }
-    loadRowEnds<Rule::kTraits.letters.shaded, Rule::kTraits.letters.textured>(t, row, r.ends);
+    loadRowEnds<Rule::kTraits.letters.shaded, Rule::kTraits.letters.textured>(t, row, k.perspective, r.ends);
     r.p = p;
     r.sp = sp;
     r.z = zL;
@@ -386,7 +402,7 @@ void walkSpans(const RenderState& s, int firstRow, int lastRow, const SpanContex
         RowRun runs[kRowsAtOnce];
         int count = 0;
         for (int row = firstRow; row <= lastRow; ++row) {
-            if (!clipRow<Rule, Fmt>(s, row, runs[count])) continue;
+            if (!clipRow<Rule, Fmt>(s, k, row, runs[count])) continue;
             if (runs[count].n < kShortSpan<Rule>) {
                 shortSpan(runs[count]);
                 continue;

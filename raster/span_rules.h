@@ -30,7 +30,7 @@ template <class V>
 struct ShadeLanes {
     typename V::F c[4];
     ShadeLanes(const RowEnds& e, typename V::F p, int count = 4) {
-        for (int i = 0; i < count; ++i) c[i] = lerpLanes<V>(p, e.leftColor[i], e.rightColor[i]);
+        for (int i = 0; i < count; ++i) c[i] = attributeLanes<V>(e, p, e.leftColor[i], e.rightColor[i]);
     }
 };
 template <class V>
@@ -385,10 +385,12 @@ void walkRule(const RenderState& s, int firstRow, int lastRow, const SpanContext
 
 // Runs `Rule` over rows firstRow..lastRow on the surface's format; on 8 bpp
 // surfaces what Format8 draws for the rule's fill.
+// With `perspective` the table holds attributes divided by w and 1 / w
+// (clip-space triangles), and each pixel's attributes are divided by its 1 / w.
 template <class Rule>
-void fillTriangleRows(const RenderState& s, int firstRow, int lastRow) {
+void fillTriangleRows(const RenderState& s, int firstRow, int lastRow, bool perspective = false) {
     if (firstRow > lastRow) return;
-    const SpanContext k = makeSpanContext<Rule>(s);
+    const SpanContext k = makeSpanContext<Rule>(s, perspective);
     withFormat(s.renderBpp, [&](auto format) {
         using Fmt = decltype(format);
         if constexpr (Fmt::kBpp == 8) {

@@ -44,10 +44,12 @@ KWR_ALWAYS_INLINE typename V::I texelCoordLanes(typename V::F n, int size, doubl
     return wrapLanes<V>(roundLanes<V>(V::mul(n, V::splatF(static_cast<float>(size)))), size, inverse);
 }
 
-// Texels of the lanes in `m` (others read nothing and give 0).
+// Texels of the lanes in `m` (others read nothing and give 0).  Sampled
+// bilinearly, iu, iv are the first texel column and row, iu1, iv1 the next
+// ones (wrapped) and fu, fv the next ones' weights out of 256.
 template <class V>
 struct TexelLanes {
-    typename V::I word, iu, iv;
+    typename V::I word, iu, iv, iu1, iv1, fu, fv;
     typename V::F un, vn;
     typename V::I b() const { return V::andI(word, V::splatI(0xFF)); }
     typename V::I g() const { return V::andI(V::shr(8, word), V::splatI(0xFF)); }
@@ -83,23 +85,108 @@ KWR_ALWAYS_INLINE typename V::I readLanes(const SampledMap& map, typename V::I u
     return V::loadI(out);
 }
 
+// The bilinear coordinates of n across a map of `size` texels: the texel
+// i = floor(n * size), its neighbour i + 1, both wrapped, and the
+// neighbour's weight f = floor(n * size * 256) & 255 (out of 256).
 template <class V>
-KWR_ALWAYS_INLINE TexelLanes<V> sampleLanes(const SpanContext& k, const RowEnds& e, typename V::F p, typename V::I m) {
-    TexelLanes<V> x;
-    x.un = lerpLanes<V>(p, e.leftU, e.rightU);
-    x.vn = lerpLanes<V>(p, e.leftV, e.rightV);
-    x.iu = texelCoordLanes<V>(x.un, k.texture.width, k.texture.inverseWidth);
-    x.iv = texelCoordLanes<V>(x.vn, k.texture.height, k.texture.inverseHeight);
-    x.word = readLanes<V, 4>(k.texture, x.iu, x.iv, m);
+struct BilinearAxis {
+    typename V::I i0, i1, f;
+};
+template <class V>
+KWR_ALWAYS_INLINE BilinearAxis<V> bilinearAxisLanes(typename V::F n, int size, double inverse) {
+    const typename V::F a = V::mul(n, V::splatF(static_cast<float>(size)));
+    const typename V::I i = V::floorInt(a);
+    BilinearAxis<V> x;
+    x.f = V::andI(V::floorInt(V::mul(a, V::splatF(256.0f))), V::splatI(0xFF));
+    x.i0 = wrapLanes<V>(i, size, inverse);
+    x.i1 = wrapLanes<V>(V::addI(i, V::splatI(1)), size, inverse);
     return x;
 }
 
-// The alpha byte of each lane: the texel's own, or the alpha map's.
+// The bilinear mix of four bytes (0..255 per lane): a, b along u on the
+// first row, c, d on the next, weights fu and fv out of 256, rounded half
+// up.  The first stage stays below 2^16, the second below 2^24, so both are
+// exact (the second in float).
+template <class V>
+KWR_ALWAYS_INLINE typename V::I mixLanes(typename V::I a, typename V::I b, typename V::I c, typename V::I d,
+                                         typename V::I fu, typename V::I fv) {
+    const typename V::I gu = V::subI(V::splatI(256), fu);
+    const typename V::I top = V::addI(V::mulSmall(a, gu), V::mulSmall(b, fu));
+    const typename V::I bottom = V::addI(V::mulSmall(c, gu), V::mulSmall(d, fu));
+    const typename V::F gv = V::toF(V::subI(V::splatI(256), fv));
+    const typename V::F sum =
+        V::add(V::add(V::mul(V::toF(top), gv), V::mul(V::toF(bottom), V::toF(fv))), V::splatF(32768.0f));
+    return V::shr(16, V::floorInt(sum));
+}
+
+// Byte k (0..3) of each lane's word.
+template <class V>
+KWR_ALWAYS_INLINE typename V::I byteLanes(typename V::I w, int k) {
+    return k == 3 ? V::shr(24, w) : V::andI(V::shr(8 * k, w), V::splatI(0xFF));
+}
+
+// The attribute pair (left, right) at p, divided by the interpolated 1 / w
+// in perspective.
+template <class V>
+KWR_ALWAYS_INLINE typename V::F attributeLanes(const RowEnds& e, typename V::F p, float left, float right) {
+    const typename V::F a = lerpLanes<V>(p, left, right);
+    return e.perspective ? V::div(a, lerpLanes<V>(p, e.leftQ, e.rightQ)) : a;
+}
+
+template <class V>
+KWR_ALWAYS_INLINE TexelLanes<V> sampleLanes(const SpanContext& k, const RowEnds& e, typename V::F p, typename V::I m) {
+    TexelLanes<V> x;
+    x.un = attributeLanes<V>(e, p, e.leftU, e.rightU);
+    x.vn = attributeLanes<V>(e, p, e.leftV, e.rightV);
+    if (!k.bilinear) {
+        x.iu = texelCoordLanes<V>(x.un, k.texture.width, k.texture.inverseWidth);
+        x.iv = texelCoordLanes<V>(x.vn, k.texture.height, k.texture.inverseHeight);
+        x.word = readLanes<V, 4>(k.texture, x.iu, x.iv, m);
+        return x;
+    }
+    const BilinearAxis<V> u = bilinearAxisLanes<V>(x.un, k.texture.width, k.texture.inverseWidth);
+    const BilinearAxis<V> v = bilinearAxisLanes<V>(x.vn, k.texture.height, k.texture.inverseHeight);
+    x.iu = u.i0;
+    x.iu1 = u.i1;
+    x.fu = u.f;
+    x.iv = v.i0;
+    x.iv1 = v.i1;
+    x.fv = v.f;
+    const typename V::I t00 = readLanes<V, 4>(k.texture, u.i0, v.i0, m);
+    const typename V::I t10 = readLanes<V, 4>(k.texture, u.i1, v.i0, m);
+    const typename V::I t01 = readLanes<V, 4>(k.texture, u.i0, v.i1, m);
+    const typename V::I t11 = readLanes<V, 4>(k.texture, u.i1, v.i1, m);
+    x.word = V::splatI(0);
+    for (int c = 0; c < 4; ++c) {
+        const typename V::I mixed = mixLanes<V>(byteLanes<V>(t00, c), byteLanes<V>(t10, c), byteLanes<V>(t01, c),
+                                                byteLanes<V>(t11, c), u.f, v.f);
+        x.word = V::orI(x.word, V::shl(8 * c, mixed));
+    }
+    return x;
+}
+
+// The alpha-map values around the bilinear coordinates, mixed.
+template <class V>
+KWR_ALWAYS_INLINE typename V::I alphaMixLanes(const SampledMap& map, const BilinearAxis<V>& u,
+                                              const BilinearAxis<V>& v, typename V::I m) {
+    return mixLanes<V>(readLanes<V, 1>(map, u.i0, v.i0, m), readLanes<V, 1>(map, u.i1, v.i0, m),
+                       readLanes<V, 1>(map, u.i0, v.i1, m), readLanes<V, 1>(map, u.i1, v.i1, m), u.f, v.f);
+}
+
+// The alpha byte of each lane: the texel's own, or the alpha map's, sampled
+// as the texture is.
 template <class V>
 KWR_ALWAYS_INLINE typename V::I alphaLanes(const SpanContext& k, const TexelLanes<V>& x, typename V::I m) {
     switch (k.alphaSource) {
-    case SpanContext::kAlphaSameSize: return readLanes<V, 1>(k.alphaMap, x.iu, x.iv, m);
+    case SpanContext::kAlphaSameSize:
+        if (k.bilinear)
+            return alphaMixLanes<V>(k.alphaMap, BilinearAxis<V>{x.iu, x.iu1, x.fu}, BilinearAxis<V>{x.iv, x.iv1, x.fv},
+                                    m);
+        return readLanes<V, 1>(k.alphaMap, x.iu, x.iv, m);
     case SpanContext::kAlphaOwnSize:
+        if (k.bilinear)
+            return alphaMixLanes<V>(k.alphaMap, bilinearAxisLanes<V>(x.un, k.alphaMap.width, k.alphaMap.inverseWidth),
+                                    bilinearAxisLanes<V>(x.vn, k.alphaMap.height, k.alphaMap.inverseHeight), m);
         return readLanes<V, 1>(k.alphaMap, texelCoordLanes<V>(x.un, k.alphaMap.width, k.alphaMap.inverseWidth),
                                texelCoordLanes<V>(x.vn, k.alphaMap.height, k.alphaMap.inverseHeight), m);
     default: return x.a();

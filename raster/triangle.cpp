@@ -10,6 +10,7 @@
 
 #include "KWRRender.h"
 #include "raster/edge_walk.h"
+#include "raster/screen_polygon.h"
 #include "raster/span_rules.h"
 #include "raster/triangle_rows.h"
 #include "render/numeric.h"
@@ -81,19 +82,19 @@ bool blends(const RenderState& s, const Vertex<T>* v) {
 }
 
 template <unsigned Carried>
-void fill(const RenderState& s, RowRange rows, bool blend) {
+void fill(const RenderState& s, RowRange rows, bool blend, bool perspective = false) {
     if (blend) {
-        fillTriangleRows<typename SpanFills<Carried>::Blended>(s, rows.first, rows.last);
+        fillTriangleRows<typename SpanFills<Carried>::Blended>(s, rows.first, rows.last, perspective);
     } else {
-        fillTriangleRows<typename SpanFills<Carried>::Opaque>(s, rows.first, rows.last);
+        fillTriangleRows<typename SpanFills<Carried>::Opaque>(s, rows.first, rows.last, perspective);
     }
 }
 
 // The fill over the rows of the range this state draws.
 template <unsigned Carried>
-void fillOwned(const RenderState& s, RowRange rows, bool blend) {
+void fillOwned(const RenderState& s, RowRange rows, bool blend, bool perspective = false) {
     for (RowRange run = firstOwnedRun(s, rows); run.first <= run.last; run = nextOwnedRun(s, run, rows))
-        fill<Carried>(s, run, blend);
+        fill<Carried>(s, run, blend, perspective);
 }
 
 // The flat and the depth-only kinds hand float vertices to the float edge
@@ -210,6 +211,90 @@ void drawWithFallbacks(RenderState& s, const Vertex<T>* v) {
     else rasterise<Carried, true>(s, v);
 }
 
+// ------------------------------------------------------------ polygons --
+
+// A polygon vertex as an integer edge end in perspective: x and y rounded.
+inline EdgeEnd perspectiveEnd(const ScreenVertex& p) {
+    EdgeEnd e;
+    e.x = roundHalfUp(p.x);
+    e.y = roundHalfUp(p.y);
+    e.z = p.z;
+    for (int k = 0; k < 4; ++k) e.c[k] = p.c[k];
+    e.u = p.u;
+    e.v = p.v;
+    e.q = p.q;
+    return e;
+}
+
+// A convex polygon as the triangles are drawn: its rows from the top
+// vertex's down to the row above the bottom vertex's, every edge walked
+// once in order around it, one fill.  Kinds with colour or texture walk
+// attributes divided by w with 1 / w beside them and divide per pixel; the
+// flat and depth-only kinds walk float edges like kwrTriangle3f.
+template <unsigned Carried, bool Banded, int N>
+void rasterisePolygon(RenderState& s, const ScreenPolygon<N>& p, bool blend) {
+    constexpr bool kPerspective = (Carried & (kCarryColour | kCarryTexCoords)) != 0;
+    float top = p.v[0].y, bottom = p.v[0].y;
+    for (int i = 1; i < p.count; ++i) {
+        top = p.v[i].y < top ? p.v[i].y : top;
+        bottom = p.v[i].y > bottom ? p.v[i].y : bottom;
+    }
+    if (bottom < 0 || top >= s.heightF) return;
+    RowRange rows = floatRows(s, top, bottom);
+    if (bottom <= s.clipBottomF) --rows.last;
+    if constexpr (Banded) rows = ownedRows(s, rows);
+    if (rows.first > rows.last) return;
+    resetRows(s, rows);
+    const RowRange store = Banded ? rows : RowRange{0, INT_MAX};
+    for (int i = 0; i < p.count; ++i) {
+        const ScreenVertex& a = p.v[i];
+        const ScreenVertex& b = p.v[i + 1 < p.count ? i + 1 : 0];
+        if (a.y == b.y) continue;  // a level edge writes nothing
+        if constexpr (kPerspective)
+            walkEdge<Carried | kCarryPerspective>(s, perspectiveEnd(a), perspectiveEnd(b), store.first, store.last);
+        else
+            walkFloatEdge<Carried>(s, a.x, a.y, a.z, b.x, b.y, b.z, store.first, store.last);
+    }
+    if constexpr (Banded) fillOwned<Carried>(s, rows, blend, kPerspective);
+    else fill<Carried>(s, rows, blend, kPerspective);
+}
+
+template <unsigned Carried, int N>
+void drawPolygonAs(RenderState& s, const ScreenPolygon<N>& p) {
+    Vertex<float> t[3];
+    for (int i = 0; i < 3; ++i) {
+        const ScreenVertex& q = p.v[i < p.count ? i : 0];
+        t[i] = Vertex<float>{q.x, q.y, q.z, p.colours[i], q.u, q.v};
+    }
+    if (!p.perspective) {
+        // A whole triangle of equal w: exactly its screen-space call.
+        if (s.bandCount == 1) rasterise<Carried, false>(s, t);
+        else rasterise<Carried, true>(s, t);
+        return;
+    }
+    const bool blend = blends<Carried>(s, t);
+    if (s.bandCount == 1) rasterisePolygon<Carried, false>(s, p, blend);
+    else rasterisePolygon<Carried, true>(s, p, blend);
+}
+
+// The fallbacks of the screen-space calls, then the kind that remains.
+template <int N>
+void drawPolygon(RenderState& s, const ScreenPolygon<N>& p) {
+    unsigned carried = p.carried;
+    if (!depthTestActive(s)) carried &= ~static_cast<unsigned>(kCarryDepth);
+    if ((carried & kCarryTexCoords) != 0 && !anyMapBound(s)) carried &= ~static_cast<unsigned>(kCarryTexCoords);
+    switch (carried) {
+    case kCarryNothing: return drawPolygonAs<kCarryNothing>(s, p);
+    case kCarryDepth: return drawPolygonAs<kCarryDepth>(s, p);
+    case kCarryColour: return drawPolygonAs<kCarryColour>(s, p);
+    case kCarryTexCoords: return drawPolygonAs<kCarryTexCoords>(s, p);
+    case kCarryColour | kCarryTexCoords: return drawPolygonAs<kCarryColour | kCarryTexCoords>(s, p);
+    case kCarryDepth | kCarryColour: return drawPolygonAs<kCarryDepth | kCarryColour>(s, p);
+    case kCarryDepth | kCarryTexCoords: return drawPolygonAs<kCarryDepth | kCarryTexCoords>(s, p);
+    default: return drawPolygonAs<kCarryDepth | kCarryColour | kCarryTexCoords>(s, p);
+    }
+}
+
 template <unsigned Carried, class Form>
 struct Recorded {
     Vertex<typename Form::Value> v[3];
@@ -266,6 +351,10 @@ void drawRecorded(RenderState& s, const Recorded<Carried, Form>& r) {
 constexpr unsigned kFlat = kCarryNothing, k3 = kCarryDepth, kC = kCarryColour, kT = kCarryTexCoords;
 
 }  // namespace
+
+void drawScreenPolygon(RenderState& s, const ScreenPolygon<3>& p) { drawPolygon(s, p); }
+void drawScreenPolygon(RenderState& s, const ScreenPolygon<kMaxPolygonVertices>& p) { drawPolygon(s, p); }
+
 }  // namespace kwr
 
 using kwr::CentredCoords;

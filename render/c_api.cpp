@@ -309,6 +309,18 @@ int kwr_set_alpha_map(kwr_context* ctx, uint8_t* values, int width, int height, 
     KWR_FORWARD(kwrSetAlphaMap(values, width, height, row_pitch));
 }
 int kwr_flush(kwr_context* ctx) { KWR_FORWARD(kwrFlush()); }
+int kwr_set_cull(kwr_context* ctx, int mode) { KWR_FORWARD(kwrSetCull(mode)); }
+int kwr_set_texture_filter(kwr_context* ctx, int filter) { KWR_FORWARD(kwrSetTextureFilter(filter)); }
+int kwr_triangles_clip(kwr_context* ctx, int count, const float* xyzw, const std::uint32_t* colors, const float* uv) {
+    if (ctx != nullptr && count > 0 && xyzw == nullptr) return KWR_ERROR_NULL_ARRAY;
+    KWR_STATUS(ctx, ctx->r.kwrTrianglesClip(count, xyzw, colors, uv), ctx->r.kwrGetLastError());
+}
+int kwr_triangles_clip_indexed(kwr_context* ctx, int vertex_count, const float* xyzw, const std::uint32_t* colors,
+                               const float* uv, int count, const std::uint32_t* indices) {
+    if (ctx != nullptr && count > 0 && (xyzw == nullptr || indices == nullptr)) return KWR_ERROR_NULL_ARRAY;
+    KWR_STATUS(ctx, ctx->r.kwrTrianglesClipIndexed(vertex_count, xyzw, colors, uv, count, indices),
+               ctx->r.kwrGetLastError());
+}
 int kwr_put(kwr_context* ctx, int x, int y) { KWR_FORWARD(kwrPut(x, y)); }
 int kwr_box(kwr_context* ctx, int x1, int y1, int x2, int y2) { KWR_FORWARD(kwrBox(x1, y1, x2, y2)); }
 int kwr_boxf(kwr_context* ctx, float x1, float y1, float x2, float y2) { KWR_FORWARD(kwrBoxf(x1, y1, x2, y2)); }

@@ -83,6 +83,8 @@ void layOutScanTable(ScanLineTable& t, void* block, int rows) {
     t.scanRightU = array();
     t.scanLeftV = array();
     t.scanRightV = array();
+    t.scanLeftQ = array();
+    t.scanRightQ = array();
 }
 
 }  // namespace kwr
@@ -121,6 +123,8 @@ void KWRRender::initState(int threadsWanted) {
     s.alphaMapWidth = 1;
     s.alphaMapHeight = 1;
     s.alphaMapBpp = 1;
+    s.cullMode = KWR_CULL_NONE;
+    s.textureFilter = KWR_FILTER_NEAREST;
     // Threads are started by kwrSetThreads or, for a count from the
     // environment, by the first kwrInitBuffer: never while drawing.
     s.pool = nullptr;
@@ -301,7 +305,15 @@ unsigned long KWRRender::kwrGetColor() { return s.color; }
 
 int KWRRender::kwrGetLastError() { return s.lastError; }
 
-const char* KWRRender::kwrGetErrorText(int code) { return kwr::dibErrorText(code); }
+const char* KWRRender::kwrGetErrorText(int code) {
+    switch (code) {
+    case KWR_ERROR_BAD_ARGUMENT: return "bad argument";
+    case KWR_ERROR_BAD_INDEX: return "index out of range";
+    case KWR_ERROR_NOT_FINITE: return "vertex not finite";
+    case KWR_ERROR_NO_FRAME: return "no frame buffer";
+    default: return kwr::dibErrorText(code);
+    }
+}
 
 namespace {
 // Clears rows first..last to the current colour in the format's own way

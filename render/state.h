@@ -22,7 +22,9 @@ class ThreadPool;
 // Per-row edge records of the triangle rasteriser: for every row the
 // leftmost span pixel and its attributes, and the rightmost span pixel and
 // the attributes of the edge crossing just right of it.  Colour channels are
-// 0 red, 1 green, 2 blue, 3 alpha, each 0..255 as float.  The arrays live in
+// 0 red, 1 green, 2 blue, 3 alpha, each 0..255 as float.  Triangles from
+// clip space interpolated in perspective store colour / w, u / w and v / w
+// instead, with 1 / w in the Q arrays.  The arrays live in
 // one block sized for the surface's rows (scanTableBytes), made with the
 // surface and released with it.
 struct ScanLineTable {
@@ -36,10 +38,12 @@ struct ScanLineTable {
     float* scanRightU;
     float* scanLeftV;
     float* scanRightV;
+    float* scanLeftQ;
+    float* scanRightQ;
 };
 
 // The table's arrays, all of 4-byte entries.
-constexpr int kScanLineArrays = 16;
+constexpr int kScanLineArrays = 18;
 
 // Entries per array for a surface of `rows` rows: the rows rounded up to a
 // multiple of 1024, plus 5, so that one row of different arrays lies at
@@ -85,6 +89,8 @@ struct RenderState {
     unsigned char* alphaMap;   // one byte per value
     int alphaMapWidth, alphaMapHeight;
     int alphaMapBpp;           // alpha-map row pitch in bytes
+    int cullMode;              // KWR_CULL_*: which clip-space triangles are dropped
+    int textureFilter;         // KWR_FILTER_*: how textures and alpha maps are sampled
     ScanLineTable scan;        // arrays in scanBlock
     void* scanBlock;           // the table's memory, owned with the surface
     // Multi-core rendering: the context's pool (null with one thread), and

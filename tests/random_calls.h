@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <algorithm>
 #include <limits>
 #include <random>
 #include <vector>
@@ -77,6 +78,45 @@ inline void bindRandomMaps(KWRRender& r, Fuzzer& f, HostBuffers& h) {
     r.kwrSetAlphaMap(f.chance(40) ? nullptr : h.alphaMap.data(), aw, ah, aPitch);
 }
 
+// A clip-space mesh of a few triangles, colours and texture coordinates
+// each there or not, indexed or not: well-formed perspective views with w
+// varying across each triangle, some reaching behind the eye, or with
+// `hostile` components (NaN, infinities, w = 0, negative w, huge values)
+// and indices.  The arrays are gone when the call returns.
+inline void randomClipMesh(KWRRender& r, Fuzzer& f, bool hostile) {
+    const int n = 1 + f.pick(6);
+    std::vector<float> xyzw(12 * n + 4), uv(6 * n + 2);
+    std::vector<std::uint32_t> argb(3 * n + 1), indices(3 * n);
+    std::uniform_real_distribution<float> unit(-1.3f, 1.3f), depth(-0.3f, 4.0f), tex(-1.5f, 2.5f);
+    for (int i = 0; i < 3 * n; ++i) {
+        // A point in front of (or behind) a camera: w is its distance.
+        const float w = depth(f.rng);
+        xyzw[4 * i] = unit(f.rng) * w;
+        xyzw[4 * i + 1] = unit(f.rng) * w;
+        xyzw[4 * i + 2] = (w - 0.1f) * 1.02f;
+        xyzw[4 * i + 3] = w;
+        if (hostile && f.chance(30)) xyzw[4 * i + f.pick(4)] = f.anyFloat(3.0f);
+        argb[i] = static_cast<std::uint32_t>(f.anyColor());
+        uv[2 * i] = tex(f.rng);
+        uv[2 * i + 1] = hostile && f.chance(10) ? f.anyFloat(1.0f) : tex(f.rng);
+        indices[i] = static_cast<std::uint32_t>(f.pick(3 * n));
+    }
+    if (hostile && f.chance(30)) indices[f.pick(3 * n)] = static_cast<std::uint32_t>(3 * n + f.pick(3));
+    const std::uint32_t* colours = f.chance(60) ? argb.data() : nullptr;
+    const float* coords = f.chance(60) ? uv.data() : nullptr;
+    const int count = hostile && f.chance(10) ? -n : n;
+    if (f.chance(50))
+        r.kwrTrianglesClip(count, hostile && f.chance(5) ? nullptr : xyzw.data(), colours, coords);
+    else
+        r.kwrTrianglesClipIndexed(3 * n, xyzw.data(), colours, coords, count,
+                                  hostile && f.chance(5) ? nullptr : indices.data());
+    // Every byte scribbled over: a recorded call must not read them later.
+    std::fill(xyzw.begin(), xyzw.end(), std::nanf(""));
+    std::fill(uv.begin(), uv.end(), 1e30f);
+    std::fill(argb.begin(), argb.end(), 0x12345678u);
+    std::fill(indices.begin(), indices.end(), 0xFFFFFFFFu);
+}
+
 // One random call: a state change or a drawing operation.  Returns true
 // for a clear, which fills the row padding at 8, 16 and 32 bpp.
 inline bool randomCall(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
@@ -91,7 +131,7 @@ inline bool randomCall(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
 
     // The float form of a member or its centred form: the same arguments.
 #define KWR_F_OR_FG(name) (f.chance(50) ? &KWRRender::name##f : &KWRRender::name##fg)
-    switch (f.pick(40)) {
+    switch (f.pick(44)) {
     case 0: r.kwrSetColor(C()); break;
     case 1: r.kwrAlphaEnable(f.pick(2)); break;
     case 2: r.kwrZTestEnable(f.pick(2)); break;
@@ -159,6 +199,10 @@ inline bool randomCall(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
     case 32: r.kwrSetColorf(U(), U(), U()); break;
     case 33: r.kwrSetColor4f(U(), U(), U(), U()); break;
     case 34: r.kwrClear(); return true;
+    case 40: r.kwrSetCull(f.pick(4) - 1 + (f.chance(5) ? 1000 : 0)); break;
+    case 41: r.kwrSetTextureFilter(f.pick(3) - (f.chance(5) ? 7 : 0)); break;
+    case 42:
+    case 43: randomClipMesh(r, f, f.pick(44) == 42); break;
     default: {
         // Small, well-formed triangles so that plenty of real spans are drawn.
         std::uniform_real_distribution<float> dx(-4.0f, sx + 4.0f), dy(-4.0f, sy + 4.0f), du(-1.5f, 2.5f),

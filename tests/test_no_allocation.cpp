@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <new>
@@ -67,6 +68,14 @@ TEST(NoAllocation, DrawingTheSceneAllocatesNothing) {
             ASSERT_EQ(r->kwrSetThreads(threads), threads);
             const long before = news.load(), cAfterInit = cAllocations.load();
             for (int frame = 0; frame < 3; ++frame) kwr_demo::drawScene(*r, assets, frame);
+            // Clip-space triangles, one reaching behind the eye, filtered bilinearly.
+            const float xyzw[] = {-1, -1, 0.5f, 1, 3, -3, 1.5f, 3, 1, 1.5f, -0.5f, 0};
+            const std::uint32_t argb[] = {0xFFFF0000u, 0x8000FF00u, 0xFF0000FFu}, indices[] = {0, 1, 2, 2, 1, 0};
+            const float uv[] = {0, 0, 1, 0, 0, 1};
+            r->kwrSetTextureFilter(KWR_FILTER_BILINEAR);
+            r->kwrSetCull(KWR_CULL_BACK);
+            EXPECT_EQ(r->kwrTrianglesClip(1, xyzw, argb, uv), 1);
+            EXPECT_EQ(r->kwrTrianglesClipIndexed(3, xyzw, nullptr, uv, 2, indices), 1);
             r->kwrFlush();
             EXPECT_EQ(news.load(), before) << bpp << " bpp, " << threads << " threads";
             EXPECT_EQ(cAllocations.load(), cAfterInit) << bpp << " bpp, " << threads << " threads";

@@ -110,10 +110,10 @@ TEST(RenderContext, InitGeometryFailuresAndRelease) {
     EXPECT_EQ(r->kwrSetRenderBpp(16), 1);
     EXPECT_EQ(r->kwrGetLastError(), 0);
     const char* texts[] = {"", "allocate memory", "too wide", "too tall", "too many pixel bytes", "bad depth",
-                           "width or height below 1", "(undefined)"};
+                           "width or height below 1", "vertex not finite", "(undefined)"};
     const int codes[] = {0, KWR_ERROR_ALLOCATE_MEMORY, KWR_ERROR_TOO_WIDE, KWR_ERROR_TOO_TALL, KWR_ERROR_TOO_LARGE,
-                         KWR_ERROR_BAD_DEPTH, KWR_ERROR_BAD_SIZE, 15};
-    for (int i = 0; i < 8; ++i) EXPECT_STREQ(KWRRender::kwrGetErrorText(codes[i]), texts[i]);
+                         KWR_ERROR_BAD_DEPTH, KWR_ERROR_BAD_SIZE, KWR_ERROR_NOT_FINITE, 19};
+    for (int i = 0; i < 9; ++i) EXPECT_STREQ(KWRRender::kwrGetErrorText(codes[i]), texts[i]);
     r->kwrDestroy();
     EXPECT_EQ(s.bits, nullptr);
     EXPECT_EQ(s.clipBottom, -1);

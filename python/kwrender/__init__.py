@@ -14,10 +14,12 @@ it looks: KWRENDER_LIBRARY, the system loader).
 """
 
 from ._native import library_path, lib as _lib
-from .context import Context, KwrenderError, error_text
+from . import camera
+from .context import (CULL_BACK, CULL_FRONT, CULL_NONE, FILTER_BILINEAR, FILTER_NEAREST, Context, KwrenderError,
+                      error_text)
 from .image import load_bmp, load_image, png_supported, save_bmp, save_png
 
-__all__ = ["Context", "KwrenderError", "error_text", "load_bmp", "load_image", "save_bmp", "save_png",
+__all__ = ["Context", "camera", "CULL_NONE", "CULL_BACK", "CULL_FRONT", "FILTER_NEAREST", "FILTER_BILINEAR", "KwrenderError", "error_text", "load_bmp", "load_image", "save_bmp", "save_png",
            "png_supported", "version", "simd_level", "library_path", "__version__"]
 
 

@@ -52,6 +52,11 @@ def _check_save(function: str, status: int, path: Any) -> None:
     _check(function, status)
 
 
+# Culling modes and texture filters (Context.cull, Context.texture_filter).
+CULL_NONE, CULL_BACK, CULL_FRONT = 0, 1, 2
+FILTER_NEAREST, FILTER_BILINEAR = 0, 1
+
+
 def _address(a: np.ndarray) -> int:
     return a.__array_interface__["data"][0]
 
@@ -600,6 +605,80 @@ class Context:
             name += "t"
         name += "f"
         _check(name, getattr(lib, name)(self._handle, n, *args))
+
+    def triangles_clip(self, xyzw: Any, colors: Optional[Any] = None, uv: Optional[Any] = None,
+                       indices: Optional[Any] = None, *, convert: Optional[bool] = None) -> None:
+        """Draws triangles given in homogeneous clip space, as a projection
+        matrix (kwrender.camera) gives them: clipped at the near (z = 0) and
+        far (z = w) planes, culled as `cull` says, colours and texture
+        coordinates interpolated perspective-correctly, depth z / w.
+
+        xyzw: float32 (V, 4) vertices x, y, z, w, visible where -w <= x, y <= w
+        and 0 <= z <= w (y up).  Without indices, V = 3N and consecutive
+        triples are triangles; with indices, uint32 (N, 3) or (3N,) vertex
+        numbers below V.  colors: uint32 0xAARRGGBB (V,), or None for the
+        current colour; uv: float32 (V, 2), or None for untextured.  With all
+        w equal to 1 the bytes are those of ``triangles`` with x' = (x + 1) *
+        width / 2, y' = (1 - y) * height / 2.  Raises KwrenderError for a
+        vertex that is not finite (the other triangles are drawn)."""
+        conv = self.convert if convert is None else convert
+        pos = chk.array("xyzw", xyzw, np.float32, convert=conv)
+        if pos.ndim != 2 or pos.shape[1] != 4:
+            raise ValueError(f"xyzw must have shape (V, 4), got {pos.shape}")
+        v = pos.shape[0]
+        c_ptr = t_ptr = None
+        if colors is not None:
+            c = chk.array("colors", colors, np.uint32, convert=conv)
+            if c.shape != (v,):
+                raise ValueError(f"colors must have shape ({v},) for {v} vertices, got {c.shape}")
+            c_ptr = _address(c)
+        if uv is not None:
+            t = chk.array("uv", uv, np.float32, convert=conv)
+            if t.shape != (v, 2):
+                raise ValueError(f"uv must have shape ({v}, 2) for {v} vertices, got {t.shape}")
+            t_ptr = _address(t)
+        if v >= 2 ** 31:
+            raise ValueError("too many vertices")
+        if indices is None:
+            if v % 3 != 0:
+                raise ValueError(f"without indices xyzw must hold 3N vertices, got {v}")
+            _check("kwr_triangles_clip", lib.kwr_triangles_clip(self._handle, v // 3, _address(pos), c_ptr, t_ptr))
+            return
+        idx = chk.array("indices", indices, np.uint32, convert=conv)
+        if idx.ndim not in (1, 2) or (idx.ndim == 2 and idx.shape[1] != 3) or idx.size % 3 != 0:
+            raise ValueError(f"indices must have shape (N, 3) or (3N,), got {idx.shape}")
+        _check("kwr_triangles_clip_indexed", lib.kwr_triangles_clip_indexed(
+            self._handle, v, _address(pos), c_ptr, t_ptr, idx.size // 3, _address(idx)))
+
+    @property
+    def cull(self) -> int:
+        """Which clip-space triangles are dropped: CULL_NONE (0, the
+        default), CULL_BACK (1: clockwise ones, counter-clockwise with y up
+        being front) or CULL_FRONT (2)."""
+        return getattr(self, "_cull", CULL_NONE)
+
+    @cull.setter
+    def cull(self, mode: int) -> None:
+        mode = chk.as_int("mode", mode)
+        if mode not in (CULL_NONE, CULL_BACK, CULL_FRONT):
+            raise ValueError(f"cull must be CULL_NONE, CULL_BACK or CULL_FRONT, got {mode}")
+        _check("kwr_set_cull", lib.kwr_set_cull(self._handle, mode))
+        self._cull = mode
+
+    @property
+    def texture_filter(self) -> int:
+        """How textures and alpha maps are sampled: FILTER_NEAREST (0, the
+        default) or FILTER_BILINEAR (1: the four texels around the sample
+        point, integer weights out of 256, exact)."""
+        return getattr(self, "_texture_filter", FILTER_NEAREST)
+
+    @texture_filter.setter
+    def texture_filter(self, filter: int) -> None:
+        filter = chk.as_int("filter", filter)
+        if filter not in (FILTER_NEAREST, FILTER_BILINEAR):
+            raise ValueError(f"texture_filter must be FILTER_NEAREST or FILTER_BILINEAR, got {filter}")
+        _check("kwr_set_texture_filter", lib.kwr_set_texture_filter(self._handle, filter))
+        self._texture_filter = filter
 
     def lines(self, xyz: Any, *, convert: Optional[bool] = None) -> None:
         """Draws N lines in one call (linef, or line3f with depth): float32

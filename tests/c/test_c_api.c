@@ -88,6 +88,34 @@ int main(void) {
         kwr_destroy(batch);
     }
 
+    /* Clip-space triangles: w = 1 draws the screen-space bytes; bad
+     * arguments are codes. */
+    {
+        kwr_context* one = frame(24, texels);
+        kwr_context* clip = frame(24, texels);
+        const float xyzw[12] = {-0.5f, -0.5f, 0.25f, 1, 0.5f, -0.5f, 0.25f, 1, 0, 0.5f, 0.75f, 1};
+        const uint32_t argb[3] = {0xFFFF0000u, 0xFF00FF00u, 0xFF0000FFu};
+        const uint32_t indices[3] = {0, 1, 2}, bad[3] = {0, 1, 3};
+        float p[6];
+        for (int k = 0; k < 3; ++k) {
+            p[2 * k] = (float)((xyzw[4 * k] / 1.0 + 1.0) * (0.5 * W));
+            p[2 * k + 1] = (float)((1.0 - xyzw[4 * k + 1] / 1.0) * (0.5 * H));
+        }
+        kwr_triangle3cf(one, p[0], p[1], 0.25f, argb[0], p[2], p[3], 0.25f, argb[1], p[4], p[5], 0.75f, argb[2]);
+        check(kwr_set_cull(clip, KWR_CULL_FRONT) == KWR_OK && kwr_set_cull(clip, KWR_CULL_NONE) == KWR_OK &&
+                  kwr_set_texture_filter(clip, KWR_FILTER_BILINEAR) == KWR_OK,
+              "cull and filter settings");
+        check(kwr_triangles_clip_indexed(clip, 3, xyzw, argb, NULL, 1, indices) == KWR_OK, "clip-space triangle");
+        check(same_frames(one, clip), "clip space at w = 1 equals screen space");
+        check(kwr_triangles_clip(clip, 1, NULL, NULL, NULL) == KWR_ERROR_NULL_ARRAY, "null clip-space array");
+        check(kwr_triangles_clip(clip, -1, xyzw, NULL, NULL) == 15, "negative count");
+        check(kwr_triangles_clip_indexed(clip, 3, xyzw, NULL, NULL, 1, bad) == 16 &&
+                  strcmp(kwr_error_text(16), "index out of range") == 0,
+              "index out of range");
+        kwr_destroy(one);
+        kwr_destroy(clip);
+    }
+
     /* Null handles and arrays are codes, never crashes. */
     check(kwr_clear(NULL) == KWR_ERROR_NULL_HANDLE, "null handle");
     check(kwr_triangles3ctf(NULL, 1, xyz, colors, uv) == KWR_ERROR_NULL_HANDLE, "null handle, batch");
