@@ -181,6 +181,7 @@ void KWRRender::kwrLine(int x1, int y1, int x2, int y2) {
 }
 
 void KWRRender::kwrLinef(float x1, float y1, float x2, float y2) {
+    KWR_RECORD(kwrLinef, x1, y1, x2, y2);  // recorded as called, like kwrLine3f
     kwr::NoDepth z1, z2;
     if (!kwr::clipLineF(s, x1, y1, z1, x2, y2, z2)) return;
     kwrLine(kwr::roundHalfUp(x1), kwr::roundHalfUp(y1), kwr::roundHalfUp(x2), kwr::roundHalfUp(y2));
