@@ -11,14 +11,13 @@ so a frame is the same bytes on every worker."""
 from __future__ import annotations
 
 import functools
-import hashlib
 import os
 import subprocess
 from typing import Optional, Tuple
 
 import numpy as np
 
-from knot_scene import PI, cos_exact, cross, dot, normalize, sin_exact, to_byte
+from knot_scene import PI, cos_exact, cross, dot, finish_frame, normalize, sin_exact, to_byte
 
 
 def bunny_path() -> Optional[str]:
@@ -98,9 +97,4 @@ def render_frame(index: int, width: int, height: int) -> Tuple[int, str, bytes]:
     ctx.clear()
     ctx.cull = kwrender.CULL_BACK
     ctx.triangles_clip(clip, colors=colours, indices=tri)
-    frame = ctx.frame()
-    digest = hashlib.sha256(frame.tobytes()).hexdigest()
-    png = ctx.to_png()
-    del frame
-    ctx.close()
-    return index, digest, png
+    return finish_frame(ctx, index)

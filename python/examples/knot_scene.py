@@ -119,6 +119,16 @@ EYE = np.array([-0.4, 1.5, 9.0])
 TARGET = np.array([0.2, -0.05, 0.0])
 
 
+def finish_frame(ctx, index: int) -> Tuple[int, str, bytes]:
+    """A farm task's result: the frame's index, the SHA-256 of its pixels and its PNG; closes the context."""
+    frame = ctx.frame()
+    digest = hashlib.sha256(frame.tobytes()).hexdigest()
+    png = ctx.to_png()
+    del frame
+    ctx.close()
+    return index, digest, png
+
+
 def render_frame(index: int, width: int, height: int) -> Tuple[int, str, bytes]:
     """Frame `index` of the animation: (index, SHA-256 of the 32 bpp frame
     bytes, the frame as a PNG file, RGBA, written by the library)."""
@@ -173,9 +183,4 @@ def render_frame(index: int, width: int, height: int) -> Tuple[int, str, bytes]:
     uv = np.stack([mesh["u"], mesh["v"]], axis=-1)
     ctx.triangles(np.ascontiguousarray(screen[tri]), np.ascontiguousarray(colours[tri].astype(np.uint32)),
                   np.ascontiguousarray(uv[tri]))
-    frame = ctx.frame()
-    digest = hashlib.sha256(frame.tobytes()).hexdigest()
-    png = ctx.to_png()
-    del frame
-    ctx.close()
-    return index, digest, png
+    return finish_frame(ctx, index)

@@ -21,9 +21,9 @@ def test_the_notebook_shows_the_frame(tmp_path):
     pytest.importorskip("ipykernel")
     pytest.importorskip("nbconvert")
     # A kernel of this interpreter, which imports the kwrender under test.
-    spec = tmp_path / "jupyter" / "kernels" / "python3"
-    spec.mkdir(parents=True)
-    (spec / "kernel.json").write_text(json.dumps({
+    kernel_dir = tmp_path / "jupyter" / "kernels" / "python3"
+    kernel_dir.mkdir(parents=True)
+    (kernel_dir / "kernel.json").write_text(json.dumps({
         "argv": [sys.executable, "-m", "ipykernel_launcher", "-f", "{connection_file}"],
         "display_name": "kwrender test", "language": "python"}))
     shutil.copy(os.path.join(EXAMPLES, "scene.ipynb"), tmp_path / "scene.ipynb")

@@ -49,7 +49,7 @@ KWRImage sampleImage(int bpp, int w = 13, int h = 7) {
 #if defined(KWR_HAVE_PNG)
 
 // A PNG file in memory: w x h samples per channel, `bits` a sample.
-struct PngSpec {
+struct PngKind {
     int colorType;
     int bits;
     bool interlaced = false;
@@ -67,7 +67,7 @@ int channels(int colorType) {
 }
 
 // Sample c of pixel (x, y), within the bit depth.
-unsigned sample(const PngSpec& s, int x, int y, int c) {
+unsigned sample(const PngKind& s, int x, int y, int c) {
     const unsigned max = (1u << s.bits) - 1;
     if (s.colorType == PNG_COLOR_TYPE_PALETTE) return static_cast<unsigned>(x + 3 * y) % (max + 1 < 5 ? max + 1 : 5);
     return static_cast<unsigned>(x * 7919 + y * 104729 + c * 31337) % (max + 1);
@@ -90,7 +90,7 @@ void appendData(png_structp png, png_bytep data, png_size_t n) {
 
 void noFlush(png_structp) {}
 
-std::vector<unsigned char> makePng(const PngSpec& s, int w, int h) {
+std::vector<unsigned char> makePng(const PngKind& s, int w, int h) {
     std::vector<unsigned char> file;
     const int ch = channels(s.colorType);
     std::vector<std::vector<unsigned char>> rows(static_cast<std::size_t>(h));
@@ -136,7 +136,7 @@ std::vector<unsigned char> makePng(const PngSpec& s, int w, int h) {
 }
 
 // The colour 0xAARRGGBB the file means at (x, y).
-std::uint32_t expected(const PngSpec& s, int x, int y) {
+std::uint32_t expected(const PngKind& s, int x, int y) {
     unsigned r, g, b, a = 255;
     if (s.colorType == PNG_COLOR_TYPE_PALETTE) {
         const unsigned i = sample(s, x, y, 0);
@@ -156,21 +156,21 @@ std::uint32_t expected(const PngSpec& s, int x, int y) {
 }
 
 TEST(Png, EveryColourTypeAndDepthLoads) {
-    std::vector<PngSpec> specs;
-    for (int bits : {1, 2, 4, 8, 16}) specs.push_back({PNG_COLOR_TYPE_GRAY, bits});
-    for (int bits : {1, 2, 4, 8}) specs.push_back({PNG_COLOR_TYPE_PALETTE, bits});
+    std::vector<PngKind> kinds;
+    for (int bits : {1, 2, 4, 8, 16}) kinds.push_back({PNG_COLOR_TYPE_GRAY, bits});
+    for (int bits : {1, 2, 4, 8}) kinds.push_back({PNG_COLOR_TYPE_PALETTE, bits});
     for (int bits : {8, 16}) {
-        specs.push_back({PNG_COLOR_TYPE_GRAY_ALPHA, bits});
-        specs.push_back({PNG_COLOR_TYPE_RGB, bits});
-        specs.push_back({PNG_COLOR_TYPE_RGB_ALPHA, bits});
+        kinds.push_back({PNG_COLOR_TYPE_GRAY_ALPHA, bits});
+        kinds.push_back({PNG_COLOR_TYPE_RGB, bits});
+        kinds.push_back({PNG_COLOR_TYPE_RGB_ALPHA, bits});
     }
-    specs.push_back({PNG_COLOR_TYPE_PALETTE, 4, false, true});
-    specs.push_back({PNG_COLOR_TYPE_PALETTE, 8, true, true});
-    specs.push_back({PNG_COLOR_TYPE_GRAY, 2, false, true});
-    specs.push_back({PNG_COLOR_TYPE_RGB, 16, true, true});
-    specs.push_back({PNG_COLOR_TYPE_RGB_ALPHA, 8, true});
+    kinds.push_back({PNG_COLOR_TYPE_PALETTE, 4, false, true});
+    kinds.push_back({PNG_COLOR_TYPE_PALETTE, 8, true, true});
+    kinds.push_back({PNG_COLOR_TYPE_GRAY, 2, false, true});
+    kinds.push_back({PNG_COLOR_TYPE_RGB, 16, true, true});
+    kinds.push_back({PNG_COLOR_TYPE_RGB_ALPHA, 8, true});
     const int w = 11, h = 6;  // odd sizes: partial bytes at low depths, every Adam7 pass
-    for (const PngSpec& s : specs) {
+    for (const PngKind& s : kinds) {
         SCOPED_TRACE("colour type " + std::to_string(s.colorType) + ", " + std::to_string(s.bits) + " bits" +
                      (s.interlaced ? ", interlaced" : "") + (s.transparent ? ", tRNS" : ""));
         const std::vector<unsigned char> file = makePng(s, w, h);
