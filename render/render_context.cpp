@@ -133,6 +133,8 @@ void KWRRender::initState(int threadsWanted) {
     s.bandHeight = kwr::kDefaultBandHeight;
     s.bandCount = 1;
     s.bandIndex = 0;
+    s.bandCycle = 1;
+    s.bandOwner = nullptr;
 }
 
 KWRRender::~KWRRender() {

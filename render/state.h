@@ -95,12 +95,14 @@ struct RenderState {
     void* scanBlock;           // the table's memory, owned with the surface
     // Multi-core rendering: the context's pool (null with one thread), and
     // the rows this state draws.  Rows are dealt in bands of bandHeight
-    // rows, band b to the thread numbered b % bandCount; a state with
-    // bandCount 1 draws every row.
+    // rows, band b to the thread numbered bandOwner[b % bandCycle]; this
+    // state is thread bandIndex of bandCount, and one with bandCount 1
+    // draws every row.
     ThreadPool* pool;
     int threadsWanted;         // the count asked for, in force once the pool exists
     int lastError;             // why the last kwrInitBuffer or kwrSetRenderBpp failed, or 0
-    int bandHeight, bandCount, bandIndex;
+    int bandHeight, bandCount, bandIndex, bandCycle;
+    const unsigned char* bandOwner;
 };
 
 // The one built-in texel (four 0xFF bytes).  Its address is significant:
@@ -171,7 +173,7 @@ inline void clampRows(const RenderState& s, int& first, int& last) {
 
 // Whether this state draws row y (0 <= y).
 inline bool ownsRow(const RenderState& s, int y) {
-    return s.bandCount == 1 || (y / s.bandHeight) % s.bandCount == s.bandIndex;
+    return s.bandCount == 1 || s.bandOwner[(y / s.bandHeight) % s.bandCycle] == s.bandIndex;
 }
 
 // ownsRow for a walk that moves through neighbouring rows (lines): it looks
@@ -203,14 +205,20 @@ void forOwnedRows(const RenderState& s, int first, int last, F&& f) {
     if (first > last) return;
     if (s.bandCount == 1) return f(first, last);
     const int h = s.bandHeight;
-    const int cycle = h * s.bandCount;
-    // The first owned band starting at or before `first`'s cycle.
-    std::int64_t start = static_cast<std::int64_t>(first / cycle) * cycle + static_cast<std::int64_t>(s.bandIndex) * h;
-    for (; start <= last; start += cycle) {
-        const std::int64_t a = start > first ? start : first;
-        const std::int64_t b = start + h - 1 < last ? start + h - 1 : last;
-        if (a <= b) f(static_cast<int>(a), static_cast<int>(b));
+    int slot = (first / h) % s.bandCycle;
+    // The run being gathered (none while runFirst > last), and the band under look.
+    std::int64_t runFirst = std::int64_t{last} + 1, runLast = 0;
+    for (std::int64_t top = std::int64_t{first / h} * h; top <= last; top += h) {
+        if (s.bandOwner[slot] == s.bandIndex) {
+            if (runFirst > last) runFirst = top > first ? top : first;
+            runLast = top + h - 1 < last ? top + h - 1 : last;
+        } else if (runFirst <= last) {
+            f(static_cast<int>(runFirst), static_cast<int>(runLast));
+            runFirst = std::int64_t{last} + 1;
+        }
+        if (++slot == s.bandCycle) slot = 0;
     }
+    if (runFirst <= last) f(static_cast<int>(runFirst), static_cast<int>(runLast));
 }
 
 }  // namespace kwr

@@ -2,10 +2,15 @@
 // context, and the command list they replay.
 #include "render/threads.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <string>
+
+#if defined(__i386__) || defined(__x86_64__) || defined(_M_IX86) || defined(_M_X64)
+#include <immintrin.h>
+#endif
 
 namespace kwr {
 
@@ -33,6 +38,28 @@ int threadsForRequest(int n) {
     return n > kMaxThreads ? kMaxThreads : n;
 }
 
+namespace {
+
+double seconds() {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+// A short pause in a busy wait.
+inline void pause() {
+#if defined(__i386__) || defined(__x86_64__) || defined(_M_IX86) || defined(_M_X64)
+    _mm_pause();
+#elif defined(__aarch64__) && !defined(_MSC_VER)
+    __asm__ __volatile__("yield");
+#endif
+}
+
+// How long a worker that has replayed everything recorded so far looks for
+// more before it sleeps: busy checks, then checks that give up the core.
+constexpr int kBusyChecks = 2000;
+constexpr int kYieldingChecks = 50;
+
+}  // namespace
+
 ThreadPool* ThreadPool::create(int threads, int rows) noexcept {
     std::unique_ptr<ThreadPool> p;
     try {
@@ -40,6 +67,7 @@ ThreadPool* ThreadPool::create(int threads, int rows) noexcept {
         p->count_ = threads;
         p->list_.reset(new unsigned char[kCommandListBytes]);
         p->scanBlocks_.assign(static_cast<std::size_t>(threads), nullptr);
+        p->owner_.assign(static_cast<std::size_t>(threads * kBandsPerThread), 0);
         for (int i = 0; i < threads; ++i) {
             p->shadows_.emplace_back(new KWRRender(KWRRender::ShadowTag{}));
             RenderState& st = p->shadows_.back()->s;
@@ -47,6 +75,7 @@ ThreadPool* ThreadPool::create(int threads, int rows) noexcept {
             st.bandIndex = i;
             st.bandHeight = kDefaultBandHeight;
         }
+        p->layOutBands();
         if (!p->resize(rows)) return nullptr;
         if (threads > 1) {
             // Every thread reports in and parks before the pool is handed
@@ -68,6 +97,8 @@ ThreadPool* ThreadPool::create(int threads, int rows) noexcept {
 }
 
 ThreadPool::~ThreadPool() {
+    // Workers replaying a list wait for its end: give them one.
+    if (used_ != 0) finish(false);
     {
         std::lock_guard<std::mutex> l(mutex_);
         quit_ = true;
@@ -100,6 +131,39 @@ void ThreadPool::setBandHeight(int rows) {
     for (auto& sh : shadows_) sh->s.bandHeight = 1 << bandShift_;
 }
 
+void ThreadPool::setCallerBands(int bands) {
+    flush();
+    callerBandsChosen_ = bands >= 0;
+    callerBands_ = bands < 0 ? kBandsPerThread : (bands > kBandsPerThread ? kBandsPerThread : bands);
+    layOutBands();
+}
+
+// The caller's bands spread evenly over the cycle, the others dealt to the
+// workers in turn.
+void ThreadPool::layOutBands() {
+    const int cycle = static_cast<int>(owner_.size());
+    int next = 0;
+    for (int b = 0; b < cycle; ++b) {
+        const bool caller = (b + 1) * callerBands_ / cycle != b * callerBands_ / cycle;
+        owner_[static_cast<std::size_t>(b)] =
+            static_cast<unsigned char>(caller ? 0 : 1 + next++ % (count_ - 1));
+    }
+    for (auto& sh : shadows_) {
+        sh->s.bandCycle = cycle;
+        sh->s.bandOwner = owner_.data();
+    }
+}
+
+// One band of the caller's more when it waited for the workers, one fewer
+// when they waited for it; small differences are left alone.
+void ThreadPool::adaptCallerBands(double callerWaited, double workersWaited, double round) {
+    if (callerBandsChosen_ || round < 200e-6) return;
+    const int before = callerBands_;
+    if (callerWaited > 0.05 * round && callerBands_ < kBandsPerThread) ++callerBands_;
+    if (workersWaited > 0.05 * round && callerBands_ > 0) --callerBands_;
+    if (callerBands_ != before) layOutBands();
+}
+
 std::uint64_t ThreadPool::threadsForRows(double top, double bottom, int rows) const {
     if (!(top <= bottom)) return kAllThreads;  // NaN
     if (bottom < -1.0 || top >= rows + 1.0) return 0;
@@ -108,50 +172,94 @@ std::uint64_t ThreadPool::threadsForRows(double top, double bottom, int rows) co
     const int first = top <= 1.0 ? 0 : static_cast<int>(top) - 1;
     const int last = bottom >= rows - 2.0 ? rows - 1 : static_cast<int>(bottom) + 2;
     const int a = first >> bandShift_, b = last >> bandShift_;
-    if (b - a + 1 >= count_) return kAllThreads;
+    const int cycle = static_cast<int>(owner_.size());
+    if (b - a + 1 >= cycle) return kAllThreads;
     std::uint64_t mask = 0;
-    for (int band = a; band <= b; ++band) mask |= std::uint64_t{1} << (band % count_);
+    for (int band = a, slot = a % cycle; band <= b; ++band, slot = slot + 1 == cycle ? 0 : slot + 1)
+        mask |= std::uint64_t{1} << owner_[static_cast<std::size_t>(slot)];
     return mask;
 }
 
-namespace {
-// A record: its header, then its arguments, each starting on a boundary
-// any argument type may need.
-constexpr std::size_t kAlign = alignof(std::max_align_t);
-constexpr std::size_t roundUp(std::size_t n) { return (n + kAlign - 1) / kAlign * kAlign; }
-constexpr std::size_t kArgsAt = roundUp(sizeof(CommandHeader));
-}  // namespace
+void ThreadPool::reserveSlowly(const RenderState& s, std::size_t bytes) {
+    if (bytes > kCommandListBytes - used_) finish(false);
+    if (used_ == 0) {
+        // A new list: the workers start on it at once, from this state.
+        base_ = s;
+        published_ = 0;
+        roundStart_ = seconds();
+        {
+            std::lock_guard<std::mutex> l(mutex_);
+            ++generation_;
+            pending_ = count_ - 1;
+        }
+        wake_.notify_all();
+    } else if (used_ - published_ >= kPublishBytes) {
+        publish();
+    }
+}
 
-unsigned char* ThreadPool::reserve(const RenderState& s, std::size_t argBytes, CommandHeader& header) {
-    header.bytes = kArgsAt + roundUp(argBytes);
-    if (used_ + header.bytes > kCommandListBytes) flush();
-    if (used_ == 0) base_ = s;
-    unsigned char* at = list_.get() + used_;
-    std::memcpy(at, &header, sizeof header);
-    used_ += header.bytes;
-    return at + kArgsAt;
+// Hands every complete record to the workers, waking any that sleep.
+void ThreadPool::publish() {
+    published_ = used_;
+    ready_.store(used_, std::memory_order_seq_cst);
+    if (sleepers_.load(std::memory_order_seq_cst) != 0) {
+        std::lock_guard<std::mutex> l(mutex_);
+        wake_.notify_all();
+    }
+}
+
+bool ThreadPool::waitForRecords(std::size_t at) {
+    const auto more = [&] {
+        return ready_.load(std::memory_order_seq_cst) != at || closed_.load(std::memory_order_seq_cst);
+    };
+    for (int i = 0; i < kBusyChecks; ++i) {
+        if (more()) return true;
+        pause();
+    }
+    for (int i = 0; i < kYieldingChecks; ++i) {
+        if (more()) return true;
+        std::this_thread::yield();
+    }
+    std::unique_lock<std::mutex> l(mutex_);
+    sleepers_.fetch_add(1, std::memory_order_seq_cst);
+    wake_.wait(l, more);
+    sleepers_.fetch_sub(1, std::memory_order_seq_cst);
+    return true;
 }
 
 void ThreadPool::replay(int index) {
     KWRRender& self = *shadows_[static_cast<std::size_t>(index)];
     RenderState& st = self.s;
     // Start from the caller's state as it was when the list was started,
-    // keeping this copy's own table, band and (no) pool.
-    const int bandHeight = st.bandHeight;
+    // keeping this copy's own table, bands and (no) pool.
+    const int bandHeight = st.bandHeight, bandCycle = st.bandCycle;
+    const unsigned char* const bandOwner = st.bandOwner;
     st = base_;
     st.pool = nullptr;
     st.bandCount = count_;
     st.bandIndex = index;
     st.bandHeight = bandHeight;
+    st.bandCycle = bandCycle;
+    st.bandOwner = bandOwner;
     if (index > 0) {
         st.scanBlock = scanBlocks_[static_cast<std::size_t>(index)];
         layOutScanTable(st.scan, st.scanBlock, st.height);
     }
-    for (std::size_t at = 0; at < used_;) {
-        CommandHeader h;
-        std::memcpy(&h, list_.get() + at, sizeof h);
-        if ((h.threads >> index) & 1u) h.replay(self, st, list_.get() + at + kArgsAt);
-        at += h.bytes;
+    const unsigned char* const list = list_.get();
+    for (std::size_t at = 0;;) {
+        const std::size_t end = ready_.load(std::memory_order_acquire);
+        while (at < end) {
+            CommandHeader h;
+            std::memcpy(&h, list + at, sizeof h);
+            if ((h.threads >> index) & 1u) h.replay(self, st, list + at + kArgsAt);
+            at += h.bytes;
+        }
+        if (closed_.load(std::memory_order_acquire)) {
+            // Everything was ready before the list was closed.
+            if (ready_.load(std::memory_order_acquire) == at) break;
+            continue;
+        }
+        waitForRecords(at);
     }
     st.scanBlock = nullptr;
 }
@@ -159,9 +267,12 @@ void ThreadPool::replay(int index) {
 void ThreadPool::workerLoop(int index) {
     std::uint64_t seen = 0;
     std::unique_lock<std::mutex> l(mutex_);
-    // Reporting in counts like finishing a round: the creator waits for it.
+    // Reporting in counts like finishing a list: the creator waits for it.
     for (;;) {
-        if (--pending_ == 0) done_.notify_one();
+        if (--pending_ == 0) {
+            workersDone_ = seconds();
+            done_.notify_one();
+        }
         wake_.wait(l, [&] { return quit_ || generation_ != seen; });
         if (quit_) return;
         seen = generation_;
@@ -171,24 +282,32 @@ void ThreadPool::workerLoop(int index) {
     }
 }
 
-void ThreadPool::flush() {
+void ThreadPool::finish(bool adapt) {
     if (used_ == 0) return;
-    replayAll();
-    used_ = 0;
-}
-
-void ThreadPool::replayAll() {
+    published_ = used_;
+    ready_.store(used_, std::memory_order_seq_cst);
+    closed_.store(true, std::memory_order_seq_cst);
     {
         std::lock_guard<std::mutex> l(mutex_);
-        ++generation_;
-        pending_ = count_ - 1;
+        wake_.notify_all();
     }
-    wake_.notify_all();
-    replay(0);
+    // A caller owning no rows has nothing to draw.
+    if (callerBands_ != 0) replay(0);
+    const double replayed = seconds();
+    bool waited = false;
+    double workersDone;
     {
         std::unique_lock<std::mutex> l(mutex_);
+        waited = pending_ != 0;
         done_.wait(l, [&] { return pending_ == 0; });
+        workersDone = workersDone_;
     }
+    const double end = waited ? seconds() : replayed;
+    used_ = 0;
+    published_ = 0;
+    ready_.store(0, std::memory_order_relaxed);
+    closed_.store(false, std::memory_order_relaxed);
+    if (adapt) adaptCallerBands(waited ? end - replayed : 0.0, waited ? 0.0 : replayed - workersDone, end - roundStart_);
 }
 
 }  // namespace kwr

@@ -1,14 +1,16 @@
 // Multi-core rendering: a context's pool of threads and its command list.
 //
-// With more than one thread a drawing call records itself and returns.  At a
-// flush every thread, the caller's included, replays the whole list in order
-// on a copy of the context of its own (its own state and scan-line table),
-// drawing only the rows it owns: rows are dealt in bands, band b to thread
-// b % n.  Each pixel therefore sees the same operations in the same order as
-// on one core, and the frame is the same bytes.
+// With more than one thread a drawing call records itself and returns.  The
+// workers replay the list while it is being recorded, each on a copy of the
+// context of its own (its own state and scan-line table), drawing only the
+// rows it owns; the caller replays its own rows at the flush.  Rows are dealt
+// in bands, and the caller, which also records, owns fewer of them when
+// recording keeps it busy.  Each pixel sees the same operations in the same
+// order as on one core, and the frame is the same bytes.
 #ifndef KWR_RENDER_THREADS_H
 #define KWR_RENDER_THREADS_H
 
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -63,6 +65,16 @@ struct CommandHeader {
 // Every thread replays the call.
 constexpr std::uint64_t kAllThreads = ~std::uint64_t{0};
 
+// A record: its header, then its arguments, each starting on a boundary
+// any argument type may need.
+constexpr std::size_t kRecordAlign = alignof(std::max_align_t);
+constexpr std::size_t recordRoundUp(std::size_t n) { return (n + kRecordAlign - 1) / kRecordAlign * kRecordAlign; }
+constexpr std::size_t kArgsAt = recordRoundUp(sizeof(CommandHeader));
+// Recorded bytes handed to the workers at a time.
+constexpr std::size_t kPublishBytes = 1024;
+// Bands in the cycle of bands dealt to the threads, per thread.
+constexpr int kBandsPerThread = 4;
+
 class ThreadPool {
 public:
     // A pool of `threads` (> 1) for a surface of `rows` rows; null when the
@@ -79,6 +91,10 @@ public:
     // Rows per band: the largest power of two up to `rows` (tests vary it;
     // results never depend on it).
     void setBandHeight(int rows);
+    // How many of each thread's share of bands the caller owns, from 0 to
+    // kBandsPerThread, from now on; -1: chosen at each flush from how long
+    // the caller and the workers waited for each other (the default).
+    void setCallerBands(int bands);
     // The threads owning any row from floor(top) - 1 to ceil(bottom) + 1 of a
     // surface of `rows` rows: a call drawing inside those rows needs no other.
     std::uint64_t threadsForRows(double top, double bottom, int rows) const;
@@ -86,30 +102,54 @@ public:
     // Room for a record of `argBytes` bytes of arguments; draws the list
     // first when it is full.  `s` is the caller's state, copied as the
     // starting state of the threads when the list is empty.
-    unsigned char* reserve(const RenderState& s, std::size_t argBytes, CommandHeader& header);
+    unsigned char* reserve(const RenderState& s, std::size_t argBytes, CommandHeader& header) {
+        header.bytes = kArgsAt + recordRoundUp(argBytes);
+        if (used_ == 0 || used_ - published_ >= kPublishBytes || header.bytes > kCommandListBytes - used_)
+            reserveSlowly(s, header.bytes);
+        unsigned char* const at = list_.get() + used_;
+        std::memcpy(at, &header, sizeof header);
+        used_ += header.bytes;
+        return at + kArgsAt;
+    }
     // Draws every recorded call and empties the list.
-    void flush();
+    void flush() { finish(true); }
 
 private:
     ThreadPool() = default;
+    void reserveSlowly(const RenderState& s, std::size_t bytes);
+    void publish();
+    void finish(bool adapt);
+    void layOutBands();
+    void adaptCallerBands(double callerWaited, double workersWaited, double round);
     void workerLoop(int index);
     void replay(int index);
-    void replayAll();  // every thread replays the list, the caller's too
+    bool waitForRecords(std::size_t at);
 
     int count_ = 0;
     std::vector<std::unique_ptr<KWRRender>> shadows_;  // one copy of the context per thread
     std::vector<void*> scanBlocks_;                   // their tables (thread 0 uses the caller's)
     std::vector<std::thread> workers_;                // threads 1..count_-1
     int bandShift_ = kDefaultBandShift;  // log2 of the rows per band
+    std::vector<unsigned char> owner_;    // the thread of each band of a cycle
+    int callerBands_ = kBandsPerThread;   // of the caller's share, the bands it owns
+    bool callerBandsChosen_ = false;      // fixed by setCallerBands
     std::unique_ptr<unsigned char[]> list_;
-    std::size_t used_ = 0;
+    std::size_t used_ = 0;       // recorded bytes
+    std::size_t published_ = 0;  // of them, handed to the workers
     RenderState base_{};  // the caller's state when the list was started
+    double roundStart_ = 0;  // when the list was started, in seconds
 
     std::mutex mutex_;
     std::condition_variable wake_, done_;
     std::uint64_t generation_ = 0;
     int pending_ = 0;
     bool quit_ = false;
+    double workersDone_ = 0;  // when the last worker finished the list
+    // Shared with the workers while a list is replayed: the bytes they may
+    // replay, whether the list is complete, and how many wait for more.
+    std::atomic<std::size_t> ready_{0};
+    std::atomic<bool> closed_{false};
+    std::atomic<int> sleepers_{0};
 };
 
 // --- Recording ---------------------------------------------------------------

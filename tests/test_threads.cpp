@@ -67,13 +67,16 @@ Frame capture(KWRRender& r, const std::string& name) {
 
 // A seeded random scene: state changes, hostile arguments and plenty of
 // well-formed triangles, with or without a depth buffer.
-Frame drawScene(int bpp, bool depth, std::uint32_t seed, int threads, int bandRows) {
+Frame drawScene(int bpp, bool depth, std::uint32_t seed, int threads, int bandRows, int callerBands) {
     auto r = std::make_unique<KWRRender>();
     EXPECT_EQ(r->kwrSetRenderBpp(bpp), 1);
     r->kwrZBufferEnable(depth ? 1 : 0);
     EXPECT_EQ(r->kwrInitBuffer(kWidth, kHeight), 1);
     EXPECT_EQ(r->kwrSetThreads(threads), threads);
-    if (threads > 1) kwr::Access::state(*r).pool->setBandHeight(bandRows);
+    if (threads > 1) {
+        kwr::Access::state(*r).pool->setBandHeight(bandRows);
+        kwr::Access::state(*r).pool->setCallerBands(callerBands);
+    }
     r->kwrSetColor(0xFF203040);
     r->kwrClear();
     Fuzzer f{std::mt19937(seed)};
@@ -93,13 +96,17 @@ TEST(Threads, EveryThreadCountAndBandDrawsTheOneCoreBytes) {
     for (int bpp : {8, 16, 24, 32}) {
         for (bool depth : {true, false}) {
             const std::uint32_t seed = 0xC0FFEEu + static_cast<std::uint32_t>(bpp * 2 + (depth ? 1 : 0));
-            const Frame one = drawScene(bpp, depth, seed, 1, 1);
+            const Frame one = drawScene(bpp, depth, seed, 1, 1, -1);
             ASSERT_FALSE(one.file.empty());
             for (int threads : {2, 3, 7}) {
-                for (int band : {1, 2, 64}) {
-                    const Frame many = drawScene(bpp, depth, seed, threads, band);
+                // The caller owning none of its share of bands, most of it,
+                // or as many as it finds best as it goes.
+                const std::pair<int, int> layouts[] = {{1, 0}, {2, 3}, {64, -1}};
+                for (auto [band, callerBands] : layouts) {
+                    const Frame many = drawScene(bpp, depth, seed, threads, band, callerBands);
                     const auto what = std::to_string(bpp) + " bpp, depth " + std::to_string(depth) + ", " +
-                                      std::to_string(threads) + " threads, bands of " + std::to_string(band);
+                                      std::to_string(threads) + " threads, bands of " + std::to_string(band) +
+                                      ", caller's bands " + std::to_string(callerBands);
                     EXPECT_TRUE(many.surface == one.surface) << what;
                     EXPECT_TRUE(many.depth == one.depth) << what;
                     EXPECT_TRUE(many.file == one.file) << what;
@@ -202,23 +209,38 @@ TEST(Threads, NewSurfacesAndDepthBuffersStartZeroedWhateverTheHeapHeld) {
     }
 }
 
-TEST(Threads, BandsDealRowsRoundRobin) {
+TEST(Threads, BandsDealRowsByTheirOwnerAndRunsJoinNeighbours) {
+    // A cycle of five bands of three rows: thread 1 owns bands 1, 2 and 4.
+    const unsigned char owner[] = {0, 1, 1, 2, 1};
     kwr::RenderState s{};
     s.bandHeight = 3;
-    s.bandCount = 2;
+    s.bandCount = 3;
     s.bandIndex = 1;
+    s.bandCycle = 5;
+    s.bandOwner = owner;
     std::vector<std::pair<int, int>> runs;
-    kwr::forOwnedRows(s, 2, 16, [&](int a, int b) { runs.emplace_back(a, b); });
-    EXPECT_EQ(runs, (std::vector<std::pair<int, int>>{{3, 5}, {9, 11}, {15, 16}}));
-    for (int first = 0; first < 14; ++first) {
-        for (int last = first - 1; last < 14; ++last) {
-            int lo = last + 1, hi = last;
-            for (int y = last; y >= first; --y)
-                if (kwr::ownsRow(s, y)) lo = y;
-            for (int y = first; y <= last; ++y)
-                if (kwr::ownsRow(s, y)) hi = y;
-            const kwr::RowRange owned = kwr::ownedRows(s, kwr::RowRange{first, last});
-            EXPECT_TRUE(owned.first == lo && owned.last == hi) << first << ".." << last;
+    kwr::forOwnedRows(s, 2, 31, [&](int a, int b) { runs.emplace_back(a, b); });
+    EXPECT_EQ(runs, (std::vector<std::pair<int, int>>{{3, 8}, {12, 14}, {18, 23}, {27, 29}}));
+    for (int index = 0; index < 3; ++index) {
+        s.bandIndex = index;
+        for (int first = 0; first < 34; ++first) {
+            for (int last = first - 1; last < 34; ++last) {
+                // Every run, and the range from the first to the last, as
+                // the rows owned one by one give them.
+                std::vector<std::pair<int, int>> want, got;
+                int lo = last + 1, hi = last;
+                for (int y = first; y <= last; ++y) {
+                    if (!kwr::ownsRow(s, y)) continue;
+                    if (!want.empty() && want.back().second == y - 1) want.back().second = y;
+                    else want.emplace_back(y, y);
+                    lo = lo > last ? y : lo;
+                    hi = y;
+                }
+                kwr::forOwnedRows(s, first, last, [&](int a, int b) { got.emplace_back(a, b); });
+                EXPECT_EQ(got, want) << index << ": " << first << ".." << last;
+                const kwr::RowRange owned = kwr::ownedRows(s, kwr::RowRange{first, last});
+                EXPECT_TRUE(owned.first == lo && owned.last == hi) << index << ": " << first << ".." << last;
+            }
         }
     }
 }
