@@ -89,6 +89,8 @@ public:
     unsigned char* reserve(const RenderState& s, std::size_t argBytes, CommandHeader& header);
     // Draws every recorded call and empties the list.
     void flush();
+    // Bytes recorded since the last flush (tests see what a call recorded).
+    std::size_t recordedBytes() const { return used_; }
 
 private:
     ThreadPool() = default;
