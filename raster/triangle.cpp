@@ -148,9 +148,23 @@ void walkEdges(RenderState& s, const End& top, const End& mid, const End& bot, b
 }
 
 // A vertex as an integer edge end, x and y rounded when they are floats.
-inline EdgeEnd endOf(const Vertex<int>& p) { return edgeEnd(p.x, p.y, p.z, p.c, p.u, p.v); }
-inline EdgeEnd endOf(const Vertex<float>& p) {
-    return edgeEnd(roundHalfUp(p.x), roundHalfUp(p.y), p.z, p.c, p.u, p.v);
+// Only what the walk carries is converted; the rest is zero.
+inline std::int64_t endCoord(int v) { return v; }
+inline std::int64_t endCoord(float v) { return roundHalfUp(v); }
+template <unsigned Carried, class T>
+EdgeEnd endOf(const Vertex<T>& p) {
+    using K = Carries<Carried>;
+    if constexpr (K::kColour)
+        return edgeEnd(endCoord(p.x), endCoord(p.y), K::kDepth ? p.z : 0.0f, p.c, p.u, p.v);
+    EdgeEnd e{};
+    e.x = endCoord(p.x);
+    e.y = endCoord(p.y);
+    if constexpr (K::kDepth) e.z = p.z;
+    if constexpr (K::kTexCoords) {
+        e.u = p.u;
+        e.v = p.v;
+    }
+    return e;
 }
 
 // The body every triangle runs.  Float vertices are rejected, ranged and
@@ -186,9 +200,17 @@ void rasterise(RenderState& s, const Vertex<T>* v) {
     const bool topEdge = mid.y >= 0;
     const bool bottomEdge = kInt ? mid.y <= s.clipBottom : s.clipBottomF >= mid.y;
     if constexpr (!kInt && kWalksFloat<Carried>) {
-        walkEdges<Carried>(s, top, mid, bot, topEdge, bottomEdge, store);
+        // With every vertex between row 0 and the last row, the float walks
+        // clip nothing and only round their ends: rounding each vertex once
+        // and walking in integers gives the same rows.
+        if (top.y >= 0.0f && bot.y <= s.clipBottomF) {
+            const EdgeEnd t = endOf<Carried>(top), m = endOf<Carried>(mid), b = endOf<Carried>(bot);
+            walkEdges<Carried>(s, t, m, b, topEdge, bottomEdge, store);
+        } else {
+            walkEdges<Carried>(s, top, mid, bot, topEdge, bottomEdge, store);
+        }
     } else {
-        const EdgeEnd t = endOf(top), m = endOf(mid), b = endOf(bot);
+        const EdgeEnd t = endOf<Carried>(top), m = endOf<Carried>(mid), b = endOf<Carried>(bot);
         walkEdges<Carried>(s, t, m, b, topEdge, bottomEdge, store);
     }
     const bool blend = blends<Carried>(s, v);

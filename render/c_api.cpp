@@ -110,7 +110,6 @@ void kwr_destroy(kwr_context* ctx) { delete ctx; }
 int kwr_init_buffer(kwr_context* ctx, int width, int height) {
     KWR_STATUS(ctx, ctx->r.kwrInitBuffer(width, height), ctx->r.kwrGetLastError());
 }
-int kwr_destroy_buffer(kwr_context* ctx) { KWR_C_CALL(kwrDestroy()); }
 int kwr_set_render_bpp(kwr_context* ctx, int bpp) {
     KWR_STATUS(ctx, ctx->r.kwrSetRenderBpp(bpp), ctx->r.kwrGetLastError());
 }
@@ -128,7 +127,6 @@ float* kwr_get_zbuffer(kwr_context* ctx) {
     });
     return z;
 }
-const char* kwr_get_simd_level(void) { return KWRRender::kwrGetSimdLevel(); }
 int kwr_set_threads(kwr_context* ctx, int n) {
     int in = 0;
     guarded(ctx, [&] {
@@ -292,26 +290,8 @@ int kwr_save_frame(kwr_context* ctx, const char* path) {
     KWR_STATUS(ctx, KWRImage::kwrSaveFrame(ctx->r, path, &error), error);
 }
 
-// --- Single calls, each forwarding to the member of the same name ---
+// --- Calls whose C body is more than a forwarder ---
 
-int kwr_set_color(kwr_context* ctx, uint32_t argb) { KWR_C_CALL(kwrSetColor(argb)); }
-int kwr_set_colorf(kwr_context* ctx, float r, float g, float b) { KWR_C_CALL(kwrSetColorf(r, g, b)); }
-int kwr_set_color4f(kwr_context* ctx, float r, float g, float b, float a) { KWR_C_CALL(kwrSetColor4f(r, g, b, a)); }
-int kwr_clear(kwr_context* ctx) { KWR_C_CALL(kwrClear()); }
-int kwr_zbuffer_enable(kwr_context* ctx, int enable) { KWR_C_CALL(kwrZBufferEnable(enable)); }
-int kwr_ztest_enable(kwr_context* ctx, int enable) { KWR_C_CALL(kwrZTestEnable(enable)); }
-int kwr_alpha_enable(kwr_context* ctx, int enable) { KWR_C_CALL(kwrAlphaEnable(enable)); }
-int kwr_set_external_zbuffer(kwr_context* ctx, float* zbuffer) { KWR_C_CALL(kwrSetExternalZBuffer(zbuffer)); }
-int kwr_set_zback_depth(kwr_context* ctx, float z) { KWR_C_CALL(kwrSetZBackDepth(z)); }
-int kwr_set_texture(kwr_context* ctx, uint8_t* texels, int width, int height, int row_pitch) {
-    KWR_C_CALL(kwrSetTexture(texels, width, height, row_pitch));
-}
-int kwr_set_alpha_map(kwr_context* ctx, uint8_t* values, int width, int height, int row_pitch) {
-    KWR_C_CALL(kwrSetAlphaMap(values, width, height, row_pitch));
-}
-int kwr_flush(kwr_context* ctx) { KWR_C_CALL(kwrFlush()); }
-int kwr_set_cull(kwr_context* ctx, int mode) { KWR_C_CALL(kwrSetCull(mode)); }
-int kwr_set_texture_filter(kwr_context* ctx, int filter) { KWR_C_CALL(kwrSetTextureFilter(filter)); }
 int kwr_triangles_clip(kwr_context* ctx, int count, const float* xyzw, const std::uint32_t* colors, const float* uv) {
     if (ctx != nullptr && count > 0 && xyzw == nullptr) return KWR_ERROR_NULL_ARRAY;
     KWR_STATUS(ctx, ctx->r.kwrTrianglesClip(count, xyzw, colors, uv), ctx->r.kwrGetLastError());
@@ -322,75 +302,9 @@ int kwr_triangles_clip_indexed(kwr_context* ctx, int vertex_count, const float* 
     KWR_STATUS(ctx, ctx->r.kwrTrianglesClipIndexed(vertex_count, xyzw, colors, uv, count, indices),
                ctx->r.kwrGetLastError());
 }
-int kwr_put(kwr_context* ctx, int x, int y) { KWR_C_CALL(kwrPut(x, y)); }
-int kwr_box(kwr_context* ctx, int x1, int y1, int x2, int y2) { KWR_C_CALL(kwrBox(x1, y1, x2, y2)); }
-int kwr_boxf(kwr_context* ctx, float x1, float y1, float x2, float y2) { KWR_C_CALL(kwrBoxf(x1, y1, x2, y2)); }
-int kwr_boxfg(kwr_context* ctx, float x1, float y1, float x2, float y2) { KWR_C_CALL(kwrBoxfg(x1, y1, x2, y2)); }
-int kwr_box3(kwr_context* ctx, int x1, int y1, int x2, int y2, float z) { KWR_C_CALL(kwrBox3(x1, y1, x2, y2, z)); }
-int kwr_box3f(kwr_context* ctx, float x1, float y1, float x2, float y2, float z) {
-    KWR_C_CALL(kwrBox3f(x1, y1, x2, y2, z));
-}
-int kwr_box3fg(kwr_context* ctx, float x1, float y1, float x2, float y2, float z) {
-    KWR_C_CALL(kwrBox3fg(x1, y1, x2, y2, z));
-}
-int kwr_bitmap1(kwr_context* ctx, int x, int y, int w, int h, uint8_t* bitmap) {
-    KWR_C_CALL(kwrBitmap1(x, y, w, h, bitmap));
-}
-int kwr_image2d(kwr_context* ctx, int x1, int y1, int x2, int y2, int src_w, int src_h, int src_bpp, uint8_t* src) {
-    KWR_C_CALL(kwrImage2D(x1, y1, x2, y2, src_w, src_h, src_bpp, src));
-}
-int kwr_image2d3(kwr_context* ctx, int x1, int y1, int x2, int y2, float z, int src_w, int src_h, int src_bpp,
-                 uint8_t* src) {
-    KWR_C_CALL(kwrImage2D3(x1, y1, x2, y2, z, src_w, src_h, src_bpp, src));
-}
-int kwr_line(kwr_context* ctx, int x1, int y1, int x2, int y2) { KWR_C_CALL(kwrLine(x1, y1, x2, y2)); }
-int kwr_linef(kwr_context* ctx, float x1, float y1, float x2, float y2) { KWR_C_CALL(kwrLinef(x1, y1, x2, y2)); }
-int kwr_linefg(kwr_context* ctx, float x1, float y1, float x2, float y2) { KWR_C_CALL(kwrLinefg(x1, y1, x2, y2)); }
-int kwr_line3(kwr_context* ctx, int x1, int y1, float z1, int x2, int y2, float z2) {
-    KWR_C_CALL(kwrLine3(x1, y1, z1, x2, y2, z2));
-}
-int kwr_line3f(kwr_context* ctx, float x1, float y1, float z1, float x2, float y2, float z2) {
-    KWR_C_CALL(kwrLine3f(x1, y1, z1, x2, y2, z2));
-}
-int kwr_line3fg(kwr_context* ctx, float x1, float y1, float z1, float x2, float y2, float z2) {
-    KWR_C_CALL(kwrLine3fg(x1, y1, z1, x2, y2, z2));
-}
-// The eight triangle kinds of one coordinate form, as the header declares
-// them: S the form's suffix, T the type of x and y.
-#define KWR_C_TRIANGLES_FORWARDED(S, T)                                                                              \
-    int kwr_triangle##S(kwr_context* ctx, T x1, T y1, T x2, T y2, T x3, T y3) {                                    \
-        KWR_C_CALL(kwrTriangle##S(x1, y1, x2, y2, x3, y3));                                                       \
-    }                                                                                                              \
-    int kwr_triangle3##S(kwr_context* ctx, T x1, T y1, float z1, T x2, T y2, float z2, T x3, T y3, float z3) {     \
-        KWR_C_CALL(kwrTriangle3##S(x1, y1, z1, x2, y2, z2, x3, y3, z3));                                          \
-    }                                                                                                              \
-    int kwr_trianglec##S(kwr_context* ctx, T x1, T y1, uint32_t c1, T x2, T y2, uint32_t c2, T x3, T y3,           \
-                         uint32_t c3) {                                                                            \
-        KWR_C_CALL(kwrTrianglec##S(x1, y1, c1, x2, y2, c2, x3, y3, c3));                                          \
-    }                                                                                                              \
-    int kwr_triangle3c##S(kwr_context* ctx, T x1, T y1, float z1, uint32_t c1, T x2, T y2, float z2, uint32_t c2,  \
-                          T x3, T y3, float z3, uint32_t c3) {                                                     \
-        KWR_C_CALL(kwrTriangle3c##S(x1, y1, z1, c1, x2, y2, z2, c2, x3, y3, z3, c3));                             \
-    }                                                                                                              \
-    int kwr_trianglet##S(kwr_context* ctx, T x1, T y1, float u1, float v1, T x2, T y2, float u2, float v2, T x3,   \
-                         T y3, float u3, float v3) {                                                               \
-        KWR_C_CALL(kwrTrianglet##S(x1, y1, u1, v1, x2, y2, u2, v2, x3, y3, u3, v3));                              \
-    }                                                                                                              \
-    int kwr_triangle3t##S(kwr_context* ctx, T x1, T y1, float z1, float u1, float v1, T x2, T y2, float z2,        \
-                          float u2, float v2, T x3, T y3, float z3, float u3, float v3) {                          \
-        KWR_C_CALL(kwrTriangle3t##S(x1, y1, z1, u1, v1, x2, y2, z2, u2, v2, x3, y3, z3, u3, v3));                 \
-    }                                                                                                              \
-    int kwr_trianglect##S(kwr_context* ctx, T x1, T y1, uint32_t c1, float u1, float v1, T x2, T y2, uint32_t c2,  \
-                          float u2, float v2, T x3, T y3, uint32_t c3, float u3, float v3) {                       \
-        KWR_C_CALL(kwrTrianglect##S(x1, y1, c1, u1, v1, x2, y2, c2, u2, v2, x3, y3, c3, u3, v3));                 \
-    }                                                                                                              \
-    int kwr_triangle3ct##S(kwr_context* ctx, T x1, T y1, float z1, uint32_t c1, float u1, float v1, T x2, T y2,    \
-                           float z2, uint32_t c2, float u2, float v2, T x3, T y3, float z3, uint32_t c3, float u3, \
-                           float v3) {                                                                             \
-        KWR_C_CALL(kwrTriangle3ct##S(x1, y1, z1, c1, u1, v1, x2, y2, z2, c2, u2, v2, x3, y3, z3, c3, u3, v3));    \
-    }
-KWR_C_TRIANGLES_FORWARDED(f, float)
-KWR_C_TRIANGLES_FORWARDED(fg, float)
-KWR_C_TRIANGLES_FORWARDED(, int)
+
+// --- Every other call of a member: a forwarder made from the table of calls ---
+
+#include "render/c_api_calls.inc"
 
 }  // extern "C"

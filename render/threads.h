@@ -113,6 +113,8 @@ public:
     }
     // Draws every recorded call and empties the list.
     void flush() { finish(true); }
+    // Bytes recorded since the last flush (tests see what a call recorded).
+    std::size_t recordedBytes() const { return used_; }
 
 private:
     ThreadPool() = default;

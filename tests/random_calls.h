@@ -1,5 +1,6 @@
 // Random calls over the whole public drawing interface with arbitrary
-// arguments and state, and the host memory they read.
+// arguments and state, and the host memory they read: every recorded call
+// of the table of calls (calls_table.inc) is among them.
 #ifndef KWR_TESTS_RANDOM_CALLS_H
 #define KWR_TESTS_RANDOM_CALLS_H
 
@@ -13,6 +14,7 @@
 #include <vector>
 
 #include "KWRRender.h"
+#include "calls_table.inc"
 
 namespace kwr_test {
 
@@ -83,7 +85,7 @@ inline void bindRandomMaps(KWRRender& r, Fuzzer& f, HostBuffers& h) {
 // varying across each triangle, some reaching behind the eye, or with
 // `hostile` components (NaN, infinities, w = 0, negative w, huge values)
 // and indices.  The arrays are gone when the call returns.
-inline void randomClipMesh(KWRRender& r, Fuzzer& f, bool hostile) {
+inline void randomClipMeshOf(KWRRender& r, Fuzzer& f, bool hostile, bool indexed) {
     const int n = 1 + f.pick(6);
     std::vector<float> xyzw(12 * n + 4), uv(6 * n + 2);
     std::vector<std::uint32_t> argb(3 * n + 1), indices(3 * n);
@@ -105,7 +107,7 @@ inline void randomClipMesh(KWRRender& r, Fuzzer& f, bool hostile) {
     const std::uint32_t* colours = f.chance(60) ? argb.data() : nullptr;
     const float* coords = f.chance(60) ? uv.data() : nullptr;
     const int count = hostile && f.chance(10) ? -n : n;
-    if (f.chance(50))
+    if (!indexed)
         r.kwrTrianglesClip(count, hostile && f.chance(5) ? nullptr : xyzw.data(), colours, coords);
     else
         r.kwrTrianglesClipIndexed(3 * n, xyzw.data(), colours, coords, count,
@@ -117,10 +119,63 @@ inline void randomClipMesh(KWRRender& r, Fuzzer& f, bool hostile) {
     std::fill(indices.begin(), indices.end(), 0xFFFFFFFFu);
 }
 
-// One random call: a state change or a drawing operation.  Returns true
-// for a clear, which fills the row padding at 8, 16 and 32 bpp.
+// The calls the table of calls leaves to a hand-written helper: arguments
+// that must agree with each other, and host memory.  Each returns true for
+// a clear, which fills the row padding at 8, 16 and 32 bpp.
+inline bool randomClear(KWRRender& r, Fuzzer&, HostBuffers&, int, int) {
+    r.kwrClear();
+    return true;
+}
+inline bool randomMaps(KWRRender& r, Fuzzer& f, HostBuffers& h, int, int) {
+    bindRandomMaps(r, f, h);
+    return false;
+}
+// Sources a call only reads are released as soon as it returns (no flush):
+// the sanitizers catch any later read, at any thread count.
+inline bool randomBitmap(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
+    const int bw = f.pick(40) - 4, bh = f.pick(20) - 4;
+    const int rowBytes = bw > 0 ? (bw + 7) >> 3 : 0;
+    HostBlock bitmap;
+    bitmap.assign(static_cast<std::size_t>(rowBytes) * (bh > 0 ? bh : 0) + 1, f.rng);
+    r.kwrBitmap1(f.anyInt(w), f.anyInt(ht), bw, bh, bitmap.data());
+    h.sourcesIntact = h.sourcesIntact && bitmap.intact();
+    return false;
+}
+inline bool randomImage(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht, bool depthTested) {
+    const int srcW = f.pick(12) - 1, srcH = f.pick(9) - 1;
+    const int srcBpp = f.chance(45) ? 24 : (f.chance(90) ? 32 : 16);
+    const std::size_t w0 = static_cast<std::size_t>(srcW > 0 ? srcW : 0);
+    const std::size_t pitch = srcBpp == 24 ? ((w0 + 1) * 3) & ~std::size_t{3} : w0 * 4;
+    HostBlock image;
+    image.assign(pitch * static_cast<std::size_t>(srcH > 0 ? srcH : 0) + 1, f.rng);
+    const int x1 = f.anyInt(w), y1 = f.anyInt(ht), x2 = f.anyInt(w), y2 = f.anyInt(ht);
+    if (depthTested)
+        r.kwrImage2D3(x1, y1, x2, y2, f.anyFloat(2.0f), srcW, srcH, srcBpp, image.data());
+    else
+        r.kwrImage2D(x1, y1, x2, y2, srcW, srcH, srcBpp, image.data());
+    h.sourcesIntact = h.sourcesIntact && image.intact();
+    return false;
+}
+inline bool randomImage2D(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
+    return randomImage(r, f, h, w, ht, false);
+}
+inline bool randomImage2D3(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
+    return randomImage(r, f, h, w, ht, true);
+}
+inline bool randomClipMesh(KWRRender& r, Fuzzer& f, HostBuffers&, int, int) {
+    randomClipMeshOf(r, f, f.chance(50), false);
+    return false;
+}
+inline bool randomClipMeshIndexed(KWRRender& r, Fuzzer& f, HostBuffers&, int, int) {
+    randomClipMeshOf(r, f, f.chance(50), true);
+    return false;
+}
+
+// One random call: a state change or a drawing operation of the table of
+// calls, or a pair of small, well-formed triangles.  Returns true for a clear.
 inline bool randomCall(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
     const float sx = static_cast<float>(w), sy = static_cast<float>(ht);
+    // Random arguments by their names (see the table of calls).
     auto X = [&] { return f.anyFloat(sx); };
     auto Y = [&] { return f.anyFloat(sy); };
     auto Z = [&] { return f.anyFloat(2.0f); };
@@ -128,95 +183,29 @@ inline bool randomCall(KWRRender& r, Fuzzer& f, HostBuffers& h, int w, int ht) {
     auto J = [&] { return f.anyInt(ht); };
     auto C = [&] { return f.anyColor(); };
     auto U = [&] { return f.anyFloat(1.0f); };
+    auto E = [&] { return f.pick(2); };
+    auto M = [&] { return f.pick(4) - 1 + (f.chance(5) ? 1000 : 0); };
 
-    // The float form of a member or its centred form: the same arguments.
-#define KWR_F_OR_FG(name) (f.chance(50) ? &KWRRender::name##f : &KWRRender::name##fg)
-    switch (f.pick(44)) {
-    case 0: r.kwrSetColor(C()); break;
-    case 1: r.kwrAlphaEnable(f.pick(2)); break;
-    case 2: r.kwrZTestEnable(f.pick(2)); break;
-    case 3: bindRandomMaps(r, f, h); break;
-    case 4: r.kwrPut(I(), J()); break;
-    case 5: r.kwrBox(I(), J(), I(), J()); break;
-    case 6: (r.*KWR_F_OR_FG(kwrBox))(X(), Y(), X(), Y()); break;
-    case 7: r.kwrBox3(I(), J(), I(), J(), Z()); break;
-    case 8: (r.*KWR_F_OR_FG(kwrBox3))(X(), Y(), X(), Y(), Z()); break;
-    case 9: {
-        // Sources a call only reads are released as soon as it returns (no
-        // flush): the sanitizers catch any later read, at any thread count.
-        const int bw = f.pick(40) - 4, bh = f.pick(20) - 4;
-        const int rowBytes = bw > 0 ? (bw + 7) >> 3 : 0;
-        HostBlock bitmap;
-        bitmap.assign(static_cast<std::size_t>(rowBytes) * (bh > 0 ? bh : 0) + 1, f.rng);
-        r.kwrBitmap1(I(), J(), bw, bh, bitmap.data());
-        h.sourcesIntact = h.sourcesIntact && bitmap.intact();
-        break;
+    constexpr int kWellFormed = 8;  // the share of well-formed triangle pairs
+    const int pick = f.pick(KWR_TABLE_FUZZED_COUNT + kWellFormed);
+    switch (pick) {
+#define KWR_AUTO(index, member, ...) \
+    case index: r.member(__VA_ARGS__); return false;
+#define KWR_HELPER(index, member, helper) \
+    case index: return helper(r, f, h, w, ht);
+        KWR_TABLE_FUZZED(KWR_AUTO, KWR_HELPER)
+#undef KWR_AUTO
+#undef KWR_HELPER
+    default: break;
     }
-    case 10:
-    case 11: {
-        const int srcW = f.pick(12) - 1, srcH = f.pick(9) - 1;
-        const int srcBpp = f.chance(45) ? 24 : (f.chance(90) ? 32 : 16);
-        const std::size_t w0 = static_cast<std::size_t>(srcW > 0 ? srcW : 0);
-        const std::size_t pitch = srcBpp == 24 ? ((w0 + 1) * 3) & ~std::size_t{3} : w0 * 4;
-        HostBlock image;
-        image.assign(pitch * static_cast<std::size_t>(srcH > 0 ? srcH : 0) + 1, f.rng);
-        if (f.chance(50))
-            r.kwrImage2D(I(), J(), I(), J(), srcW, srcH, srcBpp, image.data());
-        else
-            r.kwrImage2D3(I(), J(), I(), J(), Z(), srcW, srcH, srcBpp, image.data());
-        h.sourcesIntact = h.sourcesIntact && image.intact();
-        break;
-    }
-    case 12: r.kwrLine(I(), J(), I(), J()); break;
-    case 13: (r.*KWR_F_OR_FG(kwrLine))(X(), Y(), X(), Y()); break;
-    case 14: r.kwrLine3(I(), J(), Z(), I(), J(), Z()); break;
-    case 15: (r.*KWR_F_OR_FG(kwrLine3))(X(), Y(), Z(), X(), Y(), Z()); break;
-    case 16: r.kwrTriangle(I(), J(), I(), J(), I(), J()); break;
-    case 17: (r.*KWR_F_OR_FG(kwrTriangle))(X(), Y(), X(), Y(), X(), Y()); break;
-    case 18: r.kwrTriangle3(I(), J(), Z(), I(), J(), Z(), I(), J(), Z()); break;
-    case 19: (r.*KWR_F_OR_FG(kwrTriangle3))(X(), Y(), Z(), X(), Y(), Z(), X(), Y(), Z()); break;
-    case 20: r.kwrTriangle3c(I(), J(), Z(), C(), I(), J(), Z(), C(), I(), J(), Z(), C()); break;
-    case 21: (r.*KWR_F_OR_FG(kwrTriangle3c))(X(), Y(), Z(), C(), X(), Y(), Z(), C(), X(), Y(), Z(), C()); break;
-    case 22:
-        r.kwrTriangle3ct(I(), J(), Z(), C(), U(), U(), I(), J(), Z(), C(), U(), U(), I(), J(), Z(), C(), U(), U());
-        break;
-    case 23:
-        (r.*KWR_F_OR_FG(kwrTriangle3ct))(X(), Y(), Z(), C(), U(), U(), X(), Y(), Z(), C(), U(), U(), X(), Y(), Z(),
-                                         C(), U(), U());
-        break;
-    case 24: r.kwrTriangle3t(I(), J(), Z(), U(), U(), I(), J(), Z(), U(), U(), I(), J(), Z(), U(), U()); break;
-    case 25:
-        (r.*KWR_F_OR_FG(kwrTriangle3t))(X(), Y(), Z(), U(), U(), X(), Y(), Z(), U(), U(), X(), Y(), Z(), U(), U());
-        break;
-    case 26: r.kwrTrianglec(I(), J(), C(), I(), J(), C(), I(), J(), C()); break;
-    case 27: (r.*KWR_F_OR_FG(kwrTrianglec))(X(), Y(), C(), X(), Y(), C(), X(), Y(), C()); break;
-    case 28: r.kwrTrianglect(I(), J(), C(), U(), U(), I(), J(), C(), U(), U(), I(), J(), C(), U(), U()); break;
-    case 29:
-        (r.*KWR_F_OR_FG(kwrTrianglect))(X(), Y(), C(), U(), U(), X(), Y(), C(), U(), U(), X(), Y(), C(), U(), U());
-        break;
-    case 30: r.kwrTrianglet(I(), J(), U(), U(), I(), J(), U(), U(), I(), J(), U(), U()); break;
-    case 31: (r.*KWR_F_OR_FG(kwrTrianglet))(X(), Y(), U(), U(), X(), Y(), U(), U(), X(), Y(), U(), U()); break;
-    case 32: r.kwrSetColorf(U(), U(), U()); break;
-    case 33: r.kwrSetColor4f(U(), U(), U(), U()); break;
-    case 34: r.kwrClear(); return true;
-    case 40: r.kwrSetCull(f.pick(4) - 1 + (f.chance(5) ? 1000 : 0)); break;
-    case 41: r.kwrSetTextureFilter(f.pick(3) - (f.chance(5) ? 7 : 0)); break;
-    case 42:
-    case 43: randomClipMesh(r, f, f.pick(44) == 42); break;
-    default: {
-        // Small, well-formed triangles so that plenty of real spans are drawn.
-        std::uniform_real_distribution<float> dx(-4.0f, sx + 4.0f), dy(-4.0f, sy + 4.0f), du(-1.5f, 2.5f),
-            dz(0.0f, 1.0f);
-        auto& g = f.rng;
-        r.kwrTriangle3ctf(dx(g), dy(g), dz(g), C(), du(g), du(g), dx(g), dy(g), dz(g), C(), du(g), du(g),
-                          dx(g), dy(g), dz(g), C(), du(g), du(g));
-        r.kwrTrianglect(static_cast<int>(dx(g)), static_cast<int>(dy(g)), C(), du(g), du(g),
-                        static_cast<int>(dx(g)), static_cast<int>(dy(g)), C(), du(g), du(g),
-                        static_cast<int>(dx(g)), static_cast<int>(dy(g)), C(), du(g), du(g));
-        break;
-    }
-    }
-#undef KWR_F_OR_FG
+    // Small, well-formed triangles so that plenty of real spans are drawn.
+    std::uniform_real_distribution<float> dx(-4.0f, sx + 4.0f), dy(-4.0f, sy + 4.0f), du(-1.5f, 2.5f), dz(0.0f, 1.0f);
+    auto& g = f.rng;
+    r.kwrTriangle3ctf(dx(g), dy(g), dz(g), C(), du(g), du(g), dx(g), dy(g), dz(g), C(), du(g), du(g), dx(g), dy(g),
+                      dz(g), C(), du(g), du(g));
+    r.kwrTrianglect(static_cast<int>(dx(g)), static_cast<int>(dy(g)), C(), du(g), du(g), static_cast<int>(dx(g)),
+                    static_cast<int>(dy(g)), C(), du(g), du(g), static_cast<int>(dx(g)), static_cast<int>(dy(g)), C(),
+                    du(g), du(g));
     return false;
 }
 

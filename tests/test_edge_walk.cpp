@@ -2,6 +2,8 @@
 // interpolated attributes, the merge and tie rules.
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <random>
 #include <vector>
 
 #include "surface_fixture.h"
@@ -113,6 +115,48 @@ TEST(EdgeWalk, FloatWalkersClipThenRound) {
     resetAll(s.s());
     Access::UpdateScanLine3f(*s.r, -19.75f, -1.9f, 0.5f, 9.5f, 2.0f, 0.5f);
     EXPECT_EQ(s.s().scan.scanLeftX[0], -6);
+}
+
+// Ends between row 0 and the last row are not clipped, only rounded: the
+// float walk then writes what the integer walk of the rounded ends writes.
+// The triangle front ends rely on this to round each vertex once.
+TEST(EdgeWalk, UnclippedFloatWalksEqualIntegerWalksOfRoundedEnds) {
+    Surface f(32, 40, 24), i(32, 40, 24);
+    std::mt19937 rng(2707);
+    std::uniform_real_distribution<float> xs(-60.0f, 100.0f), ys(0.0f, 23.0f), zs(0.0f, 1.0f);
+    auto coord = [&](std::uniform_real_distribution<float>& d) {
+        // Whole and half values too, where the rounding turns.
+        const float v = d(rng);
+        switch (rng() % 4) {
+        case 0: return std::floor(v);
+        case 1: return std::floor(v) + 0.5f;
+        default: return v;
+        }
+    };
+    auto round = [](float v) { return static_cast<int>(std::floor(v + 0.5f)); };
+    for (int n = 0; n < 2000; ++n) {
+        const float x1 = coord(xs), y1 = n % 7 == 0 ? 0.0f : coord(ys), x2 = coord(xs);
+        const float y2 = n % 5 == 0 ? 23.0f : coord(ys), z1 = zs(rng), z2 = zs(rng);
+        const bool depth = n % 2 == 1;
+        resetAll(f.s());
+        resetAll(i.s());
+        if (depth) {
+            Access::UpdateScanLine3f(*f.r, x1, y1, z1, x2, y2, z2);
+            Access::UpdateScanLine3(*i.r, round(x1), round(y1), z1, round(x2), round(y2), z2);
+        } else {
+            Access::UpdateScanLinef(*f.r, x1, y1, x2, y2);
+            Access::UpdateScanLine(*i.r, round(x1), round(y1), round(x2), round(y2));
+        }
+        const kwr::ScanLineTable &a = f.s().scan, &b = i.s().scan;
+        for (int y = 0; y < 24; ++y) {
+            ASSERT_EQ(a.scanLeftX[y], b.scanLeftX[y]) << n << " row " << y;
+            ASSERT_EQ(a.scanRightX[y], b.scanRightX[y]) << n << " row " << y;
+            if (depth && a.scanLeftX[y] != 32767) {
+                ASSERT_EQ(a.scanLeftZ[y], b.scanLeftZ[y]) << n << " row " << y;
+                ASSERT_EQ(a.scanRightZ[y], b.scanRightZ[y]) << n << " row " << y;
+            }
+        }
+    }
 }
 
 // The front ends: what they leave in the table.

@@ -330,4 +330,42 @@ TEST(Threads, EnvironmentSetsTheStartingCount) {
     setThreadsVariable(saved.c_str());
 }
 
+
+// A drawing call or state setter that forgot to record itself would draw on
+// the caller's thread ahead of what is recorded: every one of the table of
+// calls whose arguments are random by name adds to the list.  (The calls left
+// to hand-written helpers run in the scenes above.)
+TEST(Threads, EveryRecordedCallOfTheTableRecordsItself) {
+    KWRRender r;
+    ASSERT_EQ(r.kwrInitBuffer(32, 32), 1);
+    ASSERT_EQ(r.kwrSetThreads(2), 2);
+    const kwr::ThreadPool* pool = kwr::Access::state(r).pool;
+    ASSERT_NE(pool, nullptr);
+    // Corners spread over the surface, so that no triangle is degenerate.
+    const int spots[] = {3, 27, 8, 14, 29, 5, 20, 11, 24};
+    int next = 0;
+    auto I = [&] { return spots[next++ % 9]; };
+    auto J = I;
+    auto X = [&] { return static_cast<float>(I()) + 0.25f; };
+    auto Y = X;
+    auto Z = [] { return 0.5f; };
+    auto C = [] { return 0xFF336699ul; };
+    auto U = [] { return 0.5f; };
+    auto E = [] { return 1; };
+    auto M = [] { return 0; };
+    int checked = 0;
+#define KWR_AUTO(index, member, ...)                                 \
+    {                                                                \
+        const std::size_t before = pool->recordedBytes();            \
+        r.member(__VA_ARGS__);                                       \
+        EXPECT_GT(pool->recordedBytes(), before) << #member;         \
+        ++checked;                                                   \
+    }
+#define KWR_HELPER(index, member, helper)
+    KWR_TABLE_FUZZED(KWR_AUTO, KWR_HELPER)
+#undef KWR_AUTO
+#undef KWR_HELPER
+    EXPECT_GT(checked, 40);
+}
+
 }  // namespace

@@ -18,6 +18,8 @@ import os
 import sys
 from typing import Dict, List, Optional, Tuple
 
+from ._calls import SIGNATURES
+
 _HERE = os.path.dirname(os.path.abspath(__file__))
 
 
@@ -83,115 +85,28 @@ def _load() -> Tuple[ctypes.CDLL, str]:
 
 lib, library_path = _load()
 
-_P = ctypes.c_void_p  # a handle or a pointer to memory
-_I = ctypes.c_int
-_F = ctypes.c_float
-_C = ctypes.c_uint32
-_Z = ctypes.c_size_t
-
-# name -> (result type, argument types); drawing calls return an int status.
-_SIGNATURES: Dict[str, Tuple[Optional[type], List[type]]] = {
-    "kwr_version": (_C, []),
-    "kwr_version_string": (ctypes.c_char_p, []),
-    "kwr_error_text": (ctypes.c_char_p, [_I]),
-    "kwr_get_simd_level": (ctypes.c_char_p, []),
-    "kwr_create": (_P, []),
-    "kwr_destroy": (None, [_P]),
-    "kwr_init_buffer": (_I, [_P, _I, _I]),
-    "kwr_destroy_buffer": (_I, [_P]),
-    "kwr_set_render_bpp": (_I, [_P, _I]),
-    "kwr_get_last_error": (_I, [_P]),
-    "kwr_set_color": (_I, [_P, _C]),
-    "kwr_set_colorf": (_I, [_P, _F, _F, _F]),
-    "kwr_set_color4f": (_I, [_P, _F, _F, _F, _F]),
-    "kwr_get_color": (_C, [_P]),
-    "kwr_clear": (_I, [_P]),
-    "kwr_zbuffer_enable": (_I, [_P, _I]),
-    "kwr_ztest_enable": (_I, [_P, _I]),
-    "kwr_alpha_enable": (_I, [_P, _I]),
-    "kwr_set_external_zbuffer": (_I, [_P, _P]),
-    "kwr_set_zback_depth": (_I, [_P, _F]),
-    "kwr_get_zbuffer": (_P, [_P]),
-    "kwr_set_texture": (_I, [_P, _P, _I, _I, _I]),
-    "kwr_set_alpha_map": (_I, [_P, _P, _I, _I, _I]),
-    "kwr_get_frame": (_I, [_P, ctypes.POINTER(Frame)]),
-    "kwr_render": (_I, [_P, _P, _I, _I]),
-    "kwr_set_threads": (_I, [_P, _I]),
-    "kwr_get_threads": (_I, [_P]),
-    "kwr_flush": (_I, [_P]),
-    "kwr_put": (_I, [_P, _I, _I]),
-    "kwr_box": (_I, [_P, _I, _I, _I, _I]),
-    "kwr_boxf": (_I, [_P, _F, _F, _F, _F]),
-    "kwr_boxfg": (_I, [_P, _F, _F, _F, _F]),
-    "kwr_box3": (_I, [_P, _I, _I, _I, _I, _F]),
-    "kwr_box3f": (_I, [_P, _F, _F, _F, _F, _F]),
-    "kwr_box3fg": (_I, [_P, _F, _F, _F, _F, _F]),
-    "kwr_bitmap1": (_I, [_P, _I, _I, _I, _I, _P]),
-    "kwr_image2d": (_I, [_P, _I, _I, _I, _I, _I, _I, _I, _P]),
-    "kwr_image2d3": (_I, [_P, _I, _I, _I, _I, _F, _I, _I, _I, _P]),
-    "kwr_line": (_I, [_P, _I, _I, _I, _I]),
-    "kwr_linef": (_I, [_P, _F, _F, _F, _F]),
-    "kwr_linefg": (_I, [_P, _F, _F, _F, _F]),
-    "kwr_line3": (_I, [_P, _I, _I, _F, _I, _I, _F]),
-    "kwr_line3f": (_I, [_P, _F, _F, _F, _F, _F, _F]),
-    "kwr_line3fg": (_I, [_P, _F, _F, _F, _F, _F, _F]),
-    "kwr_trianglesf": (_I, [_P, _Z, _P]),
-    "kwr_triangles3f": (_I, [_P, _Z, _P]),
-    "kwr_trianglescf": (_I, [_P, _Z, _P, _P]),
-    "kwr_triangles3cf": (_I, [_P, _Z, _P, _P]),
-    "kwr_trianglestf": (_I, [_P, _Z, _P, _P]),
-    "kwr_triangles3tf": (_I, [_P, _Z, _P, _P]),
-    "kwr_trianglesctf": (_I, [_P, _Z, _P, _P, _P]),
-    "kwr_triangles3ctf": (_I, [_P, _Z, _P, _P, _P]),
-    "kwr_triangles_clip": (_I, [_P, _I, _P, _P, _P]),
-    "kwr_triangles_clip_indexed": (_I, [_P, _I, _P, _P, _P, _I, _P]),
-    "kwr_set_cull": (_I, [_P, _I]),
-    "kwr_set_texture_filter": (_I, [_P, _I]),
-    "kwr_linesf": (_I, [_P, _Z, _P]),
-    "kwr_lines3f": (_I, [_P, _Z, _P]),
-    "kwr_points": (_I, [_P, _Z, _P]),
-    "kwr_image_create": (_P, []),
-    "kwr_image_destroy": (None, [_P]),
-    "kwr_image_load": (_I, [_P, ctypes.c_char_p]),
-    "kwr_image_load_memory": (_I, [_P, ctypes.c_char_p, _Z]),
-    "kwr_image_save": (_I, [_P, ctypes.c_char_p]),
-    "kwr_image_convert": (_I, [_P, _I]),
-    "kwr_image_resize": (_I, [_P, _I, _I]),
-    "kwr_image_make_texture": (_I, [_P]),
-    "kwr_image_make_alpha_map": (_I, [_P, _I]),
-    "kwr_image_from_frame": (_I, [_P, _P]),
-    "kwr_image_get": (_I, [_P, ctypes.POINTER(Frame)]),
-    "kwr_save_frame": (_I, [_P, ctypes.c_char_p]),
-    "kwr_image_save_png": (_I, [_P, ctypes.c_char_p]),
-    "kwr_png_supported": (_I, []),
+# The ctypes type of each C type the table of calls uses: handles and
+# memory are plain addresses.
+_CTYPES: Dict[str, Optional[type]] = {
+    "void": None,
+    "int": ctypes.c_int,
+    "float": ctypes.c_float,
+    "uint32_t": ctypes.c_uint32,
+    "size_t": ctypes.c_size_t,
+    "const char*": ctypes.c_char_p,
+    "kwr_frame*": ctypes.POINTER(Frame),
 }
 
 
-def triangle_variants() -> List[str]:
-    """The 24 single-triangle suffixes: flat, 3, c, 3c, t, 3t, ct, 3ct, each
-    with integer (no f), float (f) and centred float (fg) coordinates."""
-    kinds = ["", "3", "c", "3c", "t", "3t", "ct", "3ct"]
-    return [k + form for form in ("", "f", "fg") for k in kinds]
+def _ctype(name: str) -> Optional[type]:
+    if name in _CTYPES:
+        return _CTYPES[name]
+    if name.endswith("*"):
+        return ctypes.c_void_p
+    raise TypeError(f"no ctypes type for the C type {name!r}")
 
 
-def triangle_vertex_fields(variant: str) -> List[Tuple[str, type]]:
-    """The per-vertex arguments of kwr_triangle<variant>: (name, ctypes type)."""
-    kind = variant.rstrip("fg") if variant.endswith(("f", "fg")) else variant
-    coord = _I if variant == kind else _F
-    fields: List[Tuple[str, type]] = [("x", coord), ("y", coord)]
-    if "3" in kind:
-        fields.append(("z", _F))
-    if "c" in kind:
-        fields.append(("c", _C))
-    if "t" in kind:
-        fields += [("u", _F), ("v", _F)]
-    return fields
-
-
-for _variant in triangle_variants():
-    _SIGNATURES["kwr_triangle" + _variant] = (_I, [_P] + [t for _, t in triangle_vertex_fields(_variant)] * 3)
-
-for _name, (_res, _args) in _SIGNATURES.items():
+for _name, (_res, _args) in SIGNATURES.items():
     _fn = getattr(lib, _name)
-    _fn.restype = _res
-    _fn.argtypes = _args
+    _fn.restype = _ctype(_res)
+    _fn.argtypes = [_ctype(a) for a in _args]

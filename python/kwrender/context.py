@@ -13,6 +13,7 @@ from typing import Any, List, Optional, Tuple, Union
 import numpy as np
 
 from . import _checks as chk
+from ._calls import Calls
 from ._native import Frame, MemoryTarget, lib
 
 PathLike = Union[str, "os.PathLike[str]"]
@@ -73,7 +74,7 @@ class _Memory:
         self.context = context
 
 
-class Context:
+class Context(Calls):
     """A render context: a frame buffer of `width` x `height` pixels at `bpp`
     bits (8, 16, 24 or 32), with a float depth buffer when `depth` is true,
     drawing on `threads` threads (0: one per core; default KWRENDER_THREADS
@@ -230,19 +231,6 @@ class Context:
         """The reason of the last failed init_buffer or set_render_bpp (0 after success)."""
         return lib.kwr_get_last_error(self._handle)
 
-    def set_color(self, argb: int) -> None:
-        """Sets the current colour 0xAARRGGBB."""
-        _check("kwr_set_color", lib.kwr_set_color(self._handle, chk.as_argb("argb", argb)))
-
-    def set_colorf(self, r: float, g: float, b: float) -> None:
-        """Sets the current colour from red, green, blue on a 0..1 scale, alpha 0xFF."""
-        _check("kwr_set_colorf", lib.kwr_set_colorf(self._handle, *self._floats(("r", r), ("g", g), ("b", b))))
-
-    def set_color4f(self, r: float, g: float, b: float, a: float) -> None:
-        """Sets the current colour from red, green, blue, alpha on a 0..1 scale."""
-        args = self._floats(("r", r), ("g", g), ("b", b), ("a", a))
-        _check("kwr_set_color4f", lib.kwr_set_color4f(self._handle, *args))
-
     @property
     def color(self) -> int:
         """The current colour 0xAARRGGBB (assigning sets it)."""
@@ -251,10 +239,6 @@ class Context:
     @color.setter
     def color(self, argb: int) -> None:
         self.set_color(argb)
-
-    def clear(self) -> None:
-        """Fills the frame with the current colour and the depth buffer with the back depth."""
-        _check("kwr_clear", lib.kwr_clear(self._handle))
 
     def zbuffer_enable(self, enable: bool) -> None:
         """Whether the next init_buffer makes a depth buffer and clear() clears it."""
@@ -694,44 +678,9 @@ class Context:
             raise ValueError(f"xy must have shape (N, 2), got {p.shape}")
         _check("kwr_points", lib.kwr_points(self._handle, p.shape[0], _address(p)))
 
-    # --- points, boxes, bitmaps, blits ------------------------------------------------
-    def _floats(self, *named: Any) -> List[float]:
-        return [chk.as_float(n, v) for n, v in named]
-
-    def _call(self, name: str, kinds: str, values: tuple) -> None:
-        # kinds: one letter per value, i = int, f = float, c = colour.
-        handle = self._handle
-        conv = {"i": chk.as_int, "f": chk.as_float, "c": chk.as_argb}
-        args = [conv[k](f"argument {i + 1}", v) for i, (k, v) in enumerate(zip(kinds, values))]
-        _check(name, getattr(lib, name)(handle, *args))
-
-    def put(self, x: int, y: int) -> None:
-        """Sets pixel (x, y) to the current colour."""
-        self._call("kwr_put", "ii", (x, y))
-
-    def box(self, x1: int, y1: int, x2: int, y2: int) -> None:
-        """Fills the box with corners (x1, y1), (x2, y2), both included."""
-        self._call("kwr_box", "iiii", (x1, y1, x2, y2))
-
-    def boxf(self, x1: float, y1: float, x2: float, y2: float) -> None:
-        """box with float corners (rounded)."""
-        self._call("kwr_boxf", "ffff", (x1, y1, x2, y2))
-
-    def boxfg(self, x1: float, y1: float, x2: float, y2: float) -> None:
-        """box with centred float corners."""
-        self._call("kwr_boxfg", "ffff", (x1, y1, x2, y2))
-
-    def box3(self, x1: int, y1: int, x2: int, y2: int, z: float) -> None:
-        """box drawn where the stored depth is >= z, which is then stored."""
-        self._call("kwr_box3", "iiiif", (x1, y1, x2, y2, z))
-
-    def box3f(self, x1: float, y1: float, x2: float, y2: float, z: float) -> None:
-        """box3 with float corners (rounded)."""
-        self._call("kwr_box3f", "fffff", (x1, y1, x2, y2, z))
-
-    def box3fg(self, x1: float, y1: float, x2: float, y2: float, z: float) -> None:
-        """box3 with centred float corners."""
-        self._call("kwr_box3fg", "fffff", (x1, y1, x2, y2, z))
+    # --- bitmaps and blits (points, boxes, lines and triangles: Calls) ----------------
+    def _call(self, name: str, args: tuple) -> None:
+        _check(name, getattr(lib, name)(self._handle, *args))
 
     def bitmap1(self, x: int, y: int, bits: np.ndarray) -> None:
         """Draws the set pixels of a (height, width) bool or uint8 mask
@@ -775,214 +724,6 @@ class Context:
         coords = [chk.as_int(n, v) for n, v in (("x1", x1), ("y1", y1), ("x2", x2), ("y2", y2))]
         _check("kwr_image2d3", lib.kwr_image2d3(self._handle, *coords, chk.as_float("z", z), image.shape[1],
                                                 image.shape[0], bpp, _address(src)))
-
-    # --- single triangles: x, y per vertex, then z (3), colour c, texture u, v --------
-    def triangle(self, x1: int, y1: int, x2: int, y2: int, x3: int, y3: int) -> None:
-        """A flat triangle in the current colour, integer x, y (kwr_triangle)."""
-        self._call("kwr_triangle", "iiiiii", (x1, y1, x2, y2, x3, y3))
-
-    def triangle3(
-        self, x1: int, y1: int, z1: float,
-        x2: int, y2: int, z2: float,
-        x3: int, y3: int, z3: float
-    ) -> None:
-        """A flat, depth-tested triangle, integer x, y (kwr_triangle3)."""
-        self._call("kwr_triangle3", "iifiifiif", (x1, y1, z1, x2, y2, z2, x3, y3, z3))
-
-    def trianglec(self, x1: int, y1: int, c1: int, x2: int, y2: int, c2: int, x3: int, y3: int, c3: int) -> None:
-        """A Gouraud triangle (vertex colours), integer x, y (kwr_trianglec)."""
-        self._call("kwr_trianglec", "iiciiciic", (x1, y1, c1, x2, y2, c2, x3, y3, c3))
-
-    def triangle3c(
-        self, x1: int, y1: int, z1: float, c1: int,
-        x2: int, y2: int, z2: float, c2: int,
-        x3: int, y3: int, z3: float, c3: int
-    ) -> None:
-        """A Gouraud, depth-tested triangle, integer x, y (kwr_triangle3c)."""
-        self._call("kwr_triangle3c", "iifciifciifc", (x1, y1, z1, c1, x2, y2, z2, c2, x3, y3, z3, c3))
-
-    def trianglet(
-        self, x1: int, y1: int, u1: float, v1: float,
-        x2: int, y2: int, u2: float, v2: float,
-        x3: int, y3: int, u3: float, v3: float
-    ) -> None:
-        """A textured triangle: texels times the current colour, integer x, y (kwr_trianglet)."""
-        self._call("kwr_trianglet", "iiffiiffiiff", (x1, y1, u1, v1, x2, y2, u2, v2, x3, y3, u3, v3))
-
-    def triangle3t(
-        self, x1: int, y1: int, z1: float, u1: float, v1: float,
-        x2: int, y2: int, z2: float, u2: float, v2: float,
-        x3: int, y3: int, z3: float, u3: float, v3: float
-    ) -> None:
-        """A textured, depth-tested triangle: texels times the current colour, integer x, y (kwr_triangle3t)."""
-        self._call("kwr_triangle3t", "iifffiifffiifff", (x1, y1, z1, u1, v1, x2, y2, z2, u2, v2, x3, y3, z3, u3, v3))
-
-    def trianglect(
-        self, x1: int, y1: int, c1: int, u1: float, v1: float,
-        x2: int, y2: int, c2: int, u2: float, v2: float,
-        x3: int, y3: int, c3: int, u3: float, v3: float
-    ) -> None:
-        """A textured triangle: texels times the vertex colours, integer x, y (kwr_trianglect)."""
-        self._call("kwr_trianglect", "iicffiicffiicff", (x1, y1, c1, u1, v1, x2, y2, c2, u2, v2, x3, y3, c3, u3, v3))
-
-    def triangle3ct(
-        self, x1: int, y1: int, z1: float, c1: int, u1: float, v1: float,
-        x2: int, y2: int, z2: float, c2: int, u2: float, v2: float,
-        x3: int, y3: int, z3: float, c3: int, u3: float, v3: float
-    ) -> None:
-        """A textured, depth-tested triangle: texels times the vertex colours, integer x, y (kwr_triangle3ct)."""
-        self._call("kwr_triangle3ct", "iifcffiifcffiifcff",
-                   (x1, y1, z1, c1, u1, v1, x2, y2, z2, c2, u2, v2, x3, y3, z3, c3, u3, v3))
-
-    def trianglef(self, x1: float, y1: float, x2: float, y2: float, x3: float, y3: float) -> None:
-        """A flat triangle in the current colour, float x, y (kwr_trianglef)."""
-        self._call("kwr_trianglef", "ffffff", (x1, y1, x2, y2, x3, y3))
-
-    def triangle3f(
-        self, x1: float, y1: float, z1: float,
-        x2: float, y2: float, z2: float,
-        x3: float, y3: float, z3: float
-    ) -> None:
-        """A flat, depth-tested triangle, float x, y (kwr_triangle3f)."""
-        self._call("kwr_triangle3f", "fffffffff", (x1, y1, z1, x2, y2, z2, x3, y3, z3))
-
-    def trianglecf(
-        self, x1: float, y1: float, c1: int,
-        x2: float, y2: float, c2: int,
-        x3: float, y3: float, c3: int
-    ) -> None:
-        """A Gouraud triangle (vertex colours), float x, y (kwr_trianglecf)."""
-        self._call("kwr_trianglecf", "ffcffcffc", (x1, y1, c1, x2, y2, c2, x3, y3, c3))
-
-    def triangle3cf(
-        self, x1: float, y1: float, z1: float, c1: int,
-        x2: float, y2: float, z2: float, c2: int,
-        x3: float, y3: float, z3: float, c3: int
-    ) -> None:
-        """A Gouraud, depth-tested triangle, float x, y (kwr_triangle3cf)."""
-        self._call("kwr_triangle3cf", "fffcfffcfffc", (x1, y1, z1, c1, x2, y2, z2, c2, x3, y3, z3, c3))
-
-    def triangletf(
-        self, x1: float, y1: float, u1: float, v1: float,
-        x2: float, y2: float, u2: float, v2: float,
-        x3: float, y3: float, u3: float, v3: float
-    ) -> None:
-        """A textured triangle: texels times the current colour, float x, y (kwr_triangletf)."""
-        self._call("kwr_triangletf", "ffffffffffff", (x1, y1, u1, v1, x2, y2, u2, v2, x3, y3, u3, v3))
-
-    def triangle3tf(
-        self, x1: float, y1: float, z1: float, u1: float, v1: float,
-        x2: float, y2: float, z2: float, u2: float, v2: float,
-        x3: float, y3: float, z3: float, u3: float, v3: float
-    ) -> None:
-        """A textured, depth-tested triangle: texels times the current colour, float x, y (kwr_triangle3tf)."""
-        self._call("kwr_triangle3tf", "fffffffffffffff", (x1, y1, z1, u1, v1, x2, y2, z2, u2, v2, x3, y3, z3, u3, v3))
-
-    def trianglectf(
-        self, x1: float, y1: float, c1: int, u1: float, v1: float,
-        x2: float, y2: float, c2: int, u2: float, v2: float,
-        x3: float, y3: float, c3: int, u3: float, v3: float
-    ) -> None:
-        """A textured triangle: texels times the vertex colours, float x, y (kwr_trianglectf)."""
-        self._call("kwr_trianglectf", "ffcffffcffffcff", (x1, y1, c1, u1, v1, x2, y2, c2, u2, v2, x3, y3, c3, u3, v3))
-
-    def triangle3ctf(
-        self, x1: float, y1: float, z1: float, c1: int, u1: float, v1: float,
-        x2: float, y2: float, z2: float, c2: int, u2: float, v2: float,
-        x3: float, y3: float, z3: float, c3: int, u3: float, v3: float
-    ) -> None:
-        """A textured, depth-tested triangle: texels times the vertex colours, float x, y (kwr_triangle3ctf)."""
-        self._call("kwr_triangle3ctf", "fffcfffffcfffffcff",
-                   (x1, y1, z1, c1, u1, v1, x2, y2, z2, c2, u2, v2, x3, y3, z3, c3, u3, v3))
-
-    def trianglefg(self, x1: float, y1: float, x2: float, y2: float, x3: float, y3: float) -> None:
-        """A flat triangle in the current colour, centred float x, y (kwr_trianglefg)."""
-        self._call("kwr_trianglefg", "ffffff", (x1, y1, x2, y2, x3, y3))
-
-    def triangle3fg(
-        self, x1: float, y1: float, z1: float,
-        x2: float, y2: float, z2: float,
-        x3: float, y3: float, z3: float
-    ) -> None:
-        """A flat, depth-tested triangle, centred float x, y (kwr_triangle3fg)."""
-        self._call("kwr_triangle3fg", "fffffffff", (x1, y1, z1, x2, y2, z2, x3, y3, z3))
-
-    def trianglecfg(
-        self, x1: float, y1: float, c1: int,
-        x2: float, y2: float, c2: int,
-        x3: float, y3: float, c3: int
-    ) -> None:
-        """A Gouraud triangle (vertex colours), centred float x, y (kwr_trianglecfg)."""
-        self._call("kwr_trianglecfg", "ffcffcffc", (x1, y1, c1, x2, y2, c2, x3, y3, c3))
-
-    def triangle3cfg(
-        self, x1: float, y1: float, z1: float, c1: int,
-        x2: float, y2: float, z2: float, c2: int,
-        x3: float, y3: float, z3: float, c3: int
-    ) -> None:
-        """A Gouraud, depth-tested triangle, centred float x, y (kwr_triangle3cfg)."""
-        self._call("kwr_triangle3cfg", "fffcfffcfffc", (x1, y1, z1, c1, x2, y2, z2, c2, x3, y3, z3, c3))
-
-    def triangletfg(
-        self, x1: float, y1: float, u1: float, v1: float,
-        x2: float, y2: float, u2: float, v2: float,
-        x3: float, y3: float, u3: float, v3: float
-    ) -> None:
-        """A textured triangle: texels times the current colour, centred float x, y (kwr_triangletfg)."""
-        self._call("kwr_triangletfg", "ffffffffffff", (x1, y1, u1, v1, x2, y2, u2, v2, x3, y3, u3, v3))
-
-    def triangle3tfg(
-        self, x1: float, y1: float, z1: float, u1: float, v1: float,
-        x2: float, y2: float, z2: float, u2: float, v2: float,
-        x3: float, y3: float, z3: float, u3: float, v3: float
-    ) -> None:
-        """A textured, depth-tested triangle: texels times the current colour, centred float x, y (kwr_triangle3tfg)."""
-        self._call("kwr_triangle3tfg", "fffffffffffffff",
-                   (x1, y1, z1, u1, v1, x2, y2, z2, u2, v2, x3, y3, z3, u3, v3))
-
-    def trianglectfg(
-        self, x1: float, y1: float, c1: int, u1: float, v1: float,
-        x2: float, y2: float, c2: int, u2: float, v2: float,
-        x3: float, y3: float, c3: int, u3: float, v3: float
-    ) -> None:
-        """A textured triangle: texels times the vertex colours, centred float x, y (kwr_trianglectfg)."""
-        self._call("kwr_trianglectfg", "ffcffffcffffcff",
-                   (x1, y1, c1, u1, v1, x2, y2, c2, u2, v2, x3, y3, c3, u3, v3))
-
-    def triangle3ctfg(
-        self, x1: float, y1: float, z1: float, c1: int, u1: float, v1: float,
-        x2: float, y2: float, z2: float, c2: int, u2: float, v2: float,
-        x3: float, y3: float, z3: float, c3: int, u3: float, v3: float
-    ) -> None:
-        """A textured, depth-tested triangle: texels times the vertex colours, centred float x, y (kwr_triangle3ctfg)."""
-        self._call("kwr_triangle3ctfg", "fffcfffffcfffffcff",
-                   (x1, y1, z1, c1, u1, v1, x2, y2, z2, c2, u2, v2, x3, y3, z3, c3, u3, v3))
-
-    # --- lines --------------------------------------------------------------------------
-    def line(self, x1: int, y1: int, x2: int, y2: int) -> None:
-        """A line in the current colour between integer ends."""
-        self._call("kwr_line", "iiii", (x1, y1, x2, y2))
-
-    def linef(self, x1: float, y1: float, x2: float, y2: float) -> None:
-        """line with float ends."""
-        self._call("kwr_linef", "ffff", (x1, y1, x2, y2))
-
-    def linefg(self, x1: float, y1: float, x2: float, y2: float) -> None:
-        """line with centred float ends."""
-        self._call("kwr_linefg", "ffff", (x1, y1, x2, y2))
-
-    def line3(self, x1: int, y1: int, z1: float, x2: int, y2: int, z2: float) -> None:
-        """A depth-tested line between integer ends."""
-        self._call("kwr_line3", "iifiif", (x1, y1, z1, x2, y2, z2))
-
-    def line3f(self, x1: float, y1: float, z1: float, x2: float, y2: float, z2: float) -> None:
-        """line3 with float ends."""
-        self._call("kwr_line3f", "ffffff", (x1, y1, z1, x2, y2, z2))
-
-    def line3fg(self, x1: float, y1: float, z1: float, x2: float, y2: float, z2: float) -> None:
-        """line3 with centred float ends."""
-        self._call("kwr_line3fg", "ffffff", (x1, y1, z1, x2, y2, z2))
-
 
 def _vertices(xyz: Any, per: int, convert: bool) -> "tuple[np.ndarray, int, int]":
     """The float32 vertices of N primitives of `per` vertices each, shaped
