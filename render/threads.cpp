@@ -2,6 +2,7 @@
 // context, and the command list they replay.
 #include "render/threads.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -53,10 +54,10 @@ inline void pause() {
 #endif
 }
 
-// How long a worker that has replayed everything recorded so far looks for
-// more before it sleeps: busy checks, then checks that give up the core.
-constexpr int kBusyChecks = 2000;
-constexpr int kYieldingChecks = 50;
+// How long a waiting thread looks busily, and then giving up the core,
+// before it sleeps, in seconds.
+constexpr double kBusyWait = 50e-6;
+constexpr double kYieldingWait = 300e-6;
 
 }  // namespace
 
@@ -77,18 +78,19 @@ ThreadPool* ThreadPool::create(int threads, int rows) noexcept {
         }
         p->layOutBands();
         if (!p->resize(rows)) return nullptr;
-        if (threads > 1) {
-            // Every thread reports in and parks before the pool is handed
-            // out. Both condition variables see a real wait here (the
-            // creator's wait is never skipped by an already true condition),
-            // so thread libraries that set one up on its first wait do it
-            // now, not while drawing.
-            std::unique_lock<std::mutex> l(p->mutex_);
-            p->pending_ = threads - 1;
-            for (int i = 1; i < threads; ++i) p->workers_.emplace_back(&ThreadPool::workerLoop, p.get(), i);
-            do p->done_.wait(l);
-            while (p->pending_ != 0);
-        }
+        p->finishedAt_.assign(static_cast<std::size_t>(threads), 0.0);
+        // Every worker reports in and parks before the pool is handed out.
+        // The condition variable sees real waits here, the creator's and
+        // the workers' (neither is skipped by a condition already true), so
+        // thread libraries that set one up on its first wait do it now, not
+        // while drawing.
+        std::unique_lock<std::mutex> l(p->mutex_);
+        p->pending_.store(threads - 1);
+        for (int i = 1; i < threads; ++i) p->workers_.emplace_back(&ThreadPool::workerLoop, p.get(), i);
+        p->sleepers_.fetch_add(1);
+        do p->wake_.wait(l);
+        while (p->pending_.load() != 0);
+        p->sleepers_.fetch_sub(1);
     } catch (const std::exception&) {
         // Threads that did start are joined by the destructor.
         return nullptr;
@@ -99,11 +101,11 @@ ThreadPool* ThreadPool::create(int threads, int rows) noexcept {
 ThreadPool::~ThreadPool() {
     // Workers replaying a list wait for its end: give them one.
     if (used_ != 0) finish(false);
+    quit_.store(true);
     {
         std::lock_guard<std::mutex> l(mutex_);
-        quit_ = true;
+        wake_.notify_all();
     }
-    wake_.notify_all();
     for (auto& w : workers_) w.join();
     for (auto& sh : shadows_) {
         // The copies refer to the caller's surface and depth buffer, which
@@ -187,44 +189,51 @@ void ThreadPool::reserveSlowly(const RenderState& s, std::size_t bytes) {
         base_ = s;
         published_ = 0;
         roundStart_ = seconds();
-        {
-            std::lock_guard<std::mutex> l(mutex_);
-            ++generation_;
-            pending_ = count_ - 1;
-        }
-        wake_.notify_all();
+        pending_.store(count_ - 1);
+        started_.fetch_add(1);
+        wakeSleepers();
     } else if (used_ - published_ >= kPublishBytes) {
         publish();
     }
 }
 
-// Hands every complete record to the workers, waking any that sleep.
+// Hands every complete record to the workers.
 void ThreadPool::publish() {
     published_ = used_;
-    ready_.store(used_, std::memory_order_seq_cst);
-    if (sleepers_.load(std::memory_order_seq_cst) != 0) {
+    ready_.store(used_);
+    wakeSleepers();
+}
+
+void ThreadPool::wakeSleepers() {
+    // Sequentially consistent with the sleeper's count and its own look at
+    // what it waits for (under the lock): either it sees the change, or
+    // this sees it and waits for it to sleep before waking it.
+    if (sleepers_.load() != 0) {
         std::lock_guard<std::mutex> l(mutex_);
         wake_.notify_all();
     }
 }
 
-bool ThreadPool::waitForRecords(std::size_t at) {
-    const auto more = [&] {
-        return ready_.load(std::memory_order_seq_cst) != at || closed_.load(std::memory_order_seq_cst);
-    };
-    for (int i = 0; i < kBusyChecks; ++i) {
-        if (more()) return true;
-        pause();
-    }
-    for (int i = 0; i < kYieldingChecks; ++i) {
-        if (more()) return true;
-        std::this_thread::yield();
+template <class Done>
+void ThreadPool::waitUntil(Done done) {
+    // A short wait is common (the caller records the next few calls, a
+    // worker finishes its last rows): looked for busily, then giving up the
+    // core, then asleep.
+    const double start = seconds();
+    for (int i = 1;; ++i) {
+        if (done()) return;
+        if (i % 64 != 0) {
+            pause();
+            continue;
+        }
+        const double waited = seconds() - start;
+        if (waited > kYieldingWait) break;
+        if (waited > kBusyWait) std::this_thread::yield();
     }
     std::unique_lock<std::mutex> l(mutex_);
-    sleepers_.fetch_add(1, std::memory_order_seq_cst);
-    wake_.wait(l, more);
-    sleepers_.fetch_sub(1, std::memory_order_seq_cst);
-    return true;
+    sleepers_.fetch_add(1);
+    wake_.wait(l, done);
+    sleepers_.fetch_sub(1);
 }
 
 void ThreadPool::replay(int index) {
@@ -254,59 +263,51 @@ void ThreadPool::replay(int index) {
             if ((h.threads >> index) & 1u) h.replay(self, st, list + at + kArgsAt);
             at += h.bytes;
         }
-        if (closed_.load(std::memory_order_acquire)) {
-            // Everything was ready before the list was closed.
-            if (ready_.load(std::memory_order_acquire) == at) break;
-            continue;
-        }
-        waitForRecords(at);
+        // Everything is ready once the list is closed.
+        if (closed_.load() && ready_.load() == at) break;
+        waitUntil([&] { return ready_.load() != at || closed_.load(); });
     }
     st.scanBlock = nullptr;
 }
 
 void ThreadPool::workerLoop(int index) {
     std::uint64_t seen = 0;
-    std::unique_lock<std::mutex> l(mutex_);
-    // Reporting in counts like finishing a list: the creator waits for it.
+    const auto news = [&] { return quit_.load() || started_.load() != seen; };
+    {
+        std::unique_lock<std::mutex> l(mutex_);
+        if (pending_.fetch_sub(1) == 1) wake_.notify_all();
+        sleepers_.fetch_add(1);
+        wake_.wait(l, news);
+        sleepers_.fetch_sub(1);
+    }
     for (;;) {
-        if (--pending_ == 0) {
-            workersDone_ = seconds();
-            done_.notify_one();
-        }
-        wake_.wait(l, [&] { return quit_ || generation_ != seen; });
-        if (quit_) return;
-        seen = generation_;
-        l.unlock();
+        if (quit_.load()) return;
+        seen = started_.load();
         replay(index);
-        l.lock();
+        finishedAt_[static_cast<std::size_t>(index)] = seconds();
+        if (pending_.fetch_sub(1) == 1) wakeSleepers();
+        waitUntil(news);
     }
 }
 
 void ThreadPool::finish(bool adapt) {
     if (used_ == 0) return;
     published_ = used_;
-    ready_.store(used_, std::memory_order_seq_cst);
-    closed_.store(true, std::memory_order_seq_cst);
-    {
-        std::lock_guard<std::mutex> l(mutex_);
-        wake_.notify_all();
-    }
+    ready_.store(used_);
+    closed_.store(true);
+    wakeSleepers();
     // A caller owning no rows has nothing to draw.
     if (callerBands_ != 0) replay(0);
     const double replayed = seconds();
-    bool waited = false;
-    double workersDone;
-    {
-        std::unique_lock<std::mutex> l(mutex_);
-        waited = pending_ != 0;
-        done_.wait(l, [&] { return pending_ == 0; });
-        workersDone = workersDone_;
-    }
+    const bool waited = pending_.load() != 0;
+    waitUntil([&] { return pending_.load() == 0; });
     const double end = waited ? seconds() : replayed;
+    double workersDone = 0;
+    for (std::size_t i = 1; i < finishedAt_.size(); ++i) workersDone = std::max(workersDone, finishedAt_[i]);
     used_ = 0;
     published_ = 0;
-    ready_.store(0, std::memory_order_relaxed);
-    closed_.store(false, std::memory_order_relaxed);
+    ready_.store(0);
+    closed_.store(false);
     if (adapt) adaptCallerBands(waited ? end - replayed : 0.0, waited ? 0.0 : replayed - workersDone, end - roundStart_);
 }
 

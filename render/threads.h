@@ -125,7 +125,6 @@ private:
     void adaptCallerBands(double callerWaited, double workersWaited, double round);
     void workerLoop(int index);
     void replay(int index);
-    bool waitForRecords(std::size_t at);
 
     int count_ = 0;
     std::vector<std::unique_ptr<KWRRender>> shadows_;  // one copy of the context per thread
@@ -141,17 +140,22 @@ private:
     RenderState base_{};  // the caller's state when the list was started
     double roundStart_ = 0;  // when the list was started, in seconds
 
+    // Shared by the caller and the workers.  A thread waiting for another
+    // looks a while, then sleeps on `wake_`; whoever changes what it waits
+    // for wakes the sleepers.
     std::mutex mutex_;
-    std::condition_variable wake_, done_;
-    std::uint64_t generation_ = 0;
-    int pending_ = 0;
-    bool quit_ = false;
-    double workersDone_ = 0;  // when the last worker finished the list
-    // Shared with the workers while a list is replayed: the bytes they may
-    // replay, whether the list is complete, and how many wait for more.
-    std::atomic<std::size_t> ready_{0};
-    std::atomic<bool> closed_{false};
+    std::condition_variable wake_;
     std::atomic<int> sleepers_{0};
+    std::atomic<std::uint64_t> started_{0};  // lists started
+    std::atomic<std::size_t> ready_{0};      // bytes of the list the workers may replay
+    std::atomic<bool> closed_{false};        // the list is complete
+    std::atomic<int> pending_{0};            // workers still replaying it
+    std::atomic<bool> quit_{false};
+    std::vector<double> finishedAt_;         // when each worker finished it, in seconds
+
+    template <class Done>
+    void waitUntil(Done done);
+    void wakeSleepers();
 };
 
 // --- Recording ---------------------------------------------------------------
