@@ -76,7 +76,6 @@ ThreadPool* ThreadPool::create(int threads, int rows) noexcept {
             st.bandIndex = i;
             st.bandHeight = kDefaultBandHeight;
         }
-        p->layOutBands();
         if (!p->resize(rows)) return nullptr;
         p->finishedAt_.assign(static_cast<std::size_t>(threads), 0.0);
         // Every worker reports in and parks before the pool is handed out.
@@ -124,13 +123,21 @@ bool ThreadPool::resize(int rows) noexcept {
         scanBlocks_[i] = std::malloc(scanTableBytes(rows));
         if (scanBlocks_[i] == nullptr) return false;
     }
+    rows_ = rows;
+    try {
+        layOutBands();
+    } catch (const std::exception&) {
+        return false;
+    }
     return true;
 }
 
 void ThreadPool::setBandHeight(int rows) {
+    flush();
     bandShift_ = 0;
     while (bandShift_ < 16 && (2 << bandShift_) <= rows) ++bandShift_;
     for (auto& sh : shadows_) sh->s.bandHeight = 1 << bandShift_;
+    layOutBands();
 }
 
 void ThreadPool::setCallerBands(int bands) {
@@ -154,6 +161,10 @@ void ThreadPool::layOutBands() {
         sh->s.bandCycle = cycle;
         sh->s.bandOwner = owner_.data();
     }
+    const std::size_t bands = static_cast<std::size_t>(rows_ >> bandShift_) + 1;
+    bandThreads_.resize(bands);
+    for (std::size_t b = 0; b < bands; ++b)
+        bandThreads_[b] = std::uint64_t{1} << owner_[b % static_cast<std::size_t>(cycle)];
 }
 
 // One band of the caller's more when it waited for the workers, one fewer
@@ -166,19 +177,11 @@ void ThreadPool::adaptCallerBands(double callerWaited, double workersWaited, dou
     if (callerBands_ != before) layOutBands();
 }
 
-std::uint64_t ThreadPool::threadsForRows(double top, double bottom, int rows) const {
-    if (!(top <= bottom)) return kAllThreads;  // NaN
-    if (bottom < -1.0 || top >= rows + 1.0) return 0;
-    // Truncation is floor for the positive values it meets here; below 1
-    // (and above rows - 2) the range simply reaches the surface's edge.
-    const int first = top <= 1.0 ? 0 : static_cast<int>(top) - 1;
-    const int last = bottom >= rows - 2.0 ? rows - 1 : static_cast<int>(bottom) + 2;
-    const int a = first >> bandShift_, b = last >> bandShift_;
-    const int cycle = static_cast<int>(owner_.size());
-    if (b - a + 1 >= cycle) return kAllThreads;
+std::uint64_t ThreadPool::threadsForBands(std::size_t first, std::size_t last) const {
+    const std::size_t cycle = owner_.size();
+    if (last - first + 1 >= cycle) return kAllThreads;
     std::uint64_t mask = 0;
-    for (int band = a, slot = a % cycle; band <= b; ++band, slot = slot + 1 == cycle ? 0 : slot + 1)
-        mask |= std::uint64_t{1} << owner_[static_cast<std::size_t>(slot)];
+    for (std::size_t band = first; band <= last; ++band) mask |= std::uint64_t{1} << owner_[band % cycle];
     return mask;
 }
 

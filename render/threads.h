@@ -97,7 +97,19 @@ public:
     void setCallerBands(int bands);
     // The threads owning any row from floor(top) - 1 to ceil(bottom) + 1 of a
     // surface of `rows` rows: a call drawing inside those rows needs no other.
-    std::uint64_t threadsForRows(double top, double bottom, int rows) const;
+    std::uint64_t threadsForRows(double top, double bottom, int rows) const {
+        if (!(top <= bottom)) return kAllThreads;  // NaN
+        if (bottom < -1.0 || top >= rows + 1.0) return 0;
+        // Truncation is floor for the positive values it meets here; below 1
+        // (and above rows - 2) the range simply reaches the surface's edge.
+        const int first = top <= 1.0 ? 0 : static_cast<int>(top) - 1;
+        const int last = bottom >= rows - 2.0 ? rows - 1 : static_cast<int>(bottom) + 2;
+        const std::size_t a = static_cast<std::size_t>(first >> bandShift_);
+        const std::size_t b = static_cast<std::size_t>(last >> bandShift_);
+        // Most calls reach one band or two.
+        if (b - a <= 1 && b < bandThreads_.size()) return bandThreads_[a] | bandThreads_[b];
+        return threadsForBands(a, b);
+    }
 
     // Room for a record of `argBytes` bytes of arguments; draws the list
     // first when it is full.  `s` is the caller's state, copied as the
@@ -122,6 +134,7 @@ private:
     void publish();
     void finish(bool adapt);
     void layOutBands();
+    std::uint64_t threadsForBands(std::size_t first, std::size_t last) const;
     void adaptCallerBands(double callerWaited, double workersWaited, double round);
     void workerLoop(int index);
     void replay(int index);
@@ -132,6 +145,8 @@ private:
     std::vector<std::thread> workers_;                // threads 1..count_-1
     int bandShift_ = kDefaultBandShift;  // log2 of the rows per band
     std::vector<unsigned char> owner_;    // the thread of each band of a cycle
+    int rows_ = 0;                        // the surface's
+    std::vector<std::uint64_t> bandThreads_;  // the bit of the thread of each band of the surface
     int callerBands_ = kBandsPerThread;   // of the caller's share, the bands it owns
     bool callerBandsChosen_ = false;      // fixed by setCallerBands
     std::unique_ptr<unsigned char[]> list_;

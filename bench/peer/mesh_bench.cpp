@@ -1,9 +1,10 @@
-// kwrender against Mesa's llvmpipe on one thread, on real models: the
+// kwrender against Mesa's llvmpipe, on one thread or several, on real models: the
 // screen-space triangles of a mesh read at run time (mesh.h), drawn by both
 // in every mode of the peer benchmark, 1024x768, 32 bpp.  Triangles per
 // second per peer and mode, the ratio, and how close the pictures are.
 //
-//   kwrender_mesh_bench [--quick] [--out FILE.md] [--label TEXT] [--modes m1,m2] [MODEL.obj|MODEL.3ds ...]
+//   kwrender_mesh_bench [--quick] [--out FILE.md] [--label TEXT] [--modes m1,m2] [--threads N]
+//                       [MODEL.obj|MODEL.3ds ...]
 //
 // Without models it draws the bunny and the horse of Debian's glmark2-data
 // (/usr/share/glmark2/models); a model that cannot be read is skipped with a
@@ -11,6 +12,8 @@
 // take turns in rounds; each is timed in processor time (llvmpipe with
 // LP_NUM_THREADS=0 rasterises on the calling thread), the clear is not timed,
 // the best frame counts, less the peer's fixed cost of a frame (one triangle).
+// With --threads N (0: one per core) both draw with N threads and are timed
+// on the wall clock.
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -30,6 +33,7 @@ const char* const kDefaultModels[] = {"/usr/share/glmark2/models/bunny.obj", "/u
 
 struct Options : CommonOptions {
     std::vector<std::string> models;
+    int threads = 1;  // both peers' thread count; 0: one per core
 };
 
 Options parse(int argc, char** argv) {
@@ -38,12 +42,16 @@ Options parse(int argc, char** argv) {
         const std::string a = argv[i];
         if (parseCommon(argc, argv, i, o)) {
             continue;
+        } else if (a == "--threads" && i + 1 < argc) {
+            o.threads = std::atoi(argv[++i]);
+            if (o.threads < 0) o.threads = 0;
         } else if (!a.empty() && a[0] != '-') {
             o.models.push_back(a);
         } else {
             std::fprintf(stderr,
                          "usage: %s [--quick] [--out FILE.md] [--label TEXT] [--modes flat,flat-depth,gouraud,"
-                         "gouraud-depth,textured,textured-depth,blended-flat,blended-gouraud] [MODEL ...]\n",
+                         "gouraud-depth,textured,textured-depth,blended-flat,blended-gouraud] [--threads N] "
+                         "[MODEL ...]\n",
                          argv[0]);
             std::exit(2);
         }
@@ -65,18 +73,26 @@ struct Cell {
 class MeshBenchmark {
 public:
     explicit MeshBenchmark(const Options& o) : opt_(o), texture_(makeTexture()) {
-        columns_.push_back({"kwrender 32 bpp", makeKwrenderPeer(32, texture_, 1)});
+        const std::string kwrTitle = "kwrender 32 bpp" + (o.threads == 1 ? std::string() : "," + threadsNote());
+        columns_.push_back({kwrTitle, makeKwrenderPeer(32, texture_, o.threads)});
 #ifdef KWR_PEER_OSMESA
-        // llvmpipe reads its thread count when the first context is made.
-        setenv("LP_NUM_THREADS", "0", 1);
-        columns_.push_back({"llvmpipe 1 thread", makeOsmesaPeer(texture_)});
+        // llvmpipe reads its thread count when the first context is made;
+        // 0 rasterises on the calling thread, unset one thread per core.
+        if (o.threads == 1)
+            setenv("LP_NUM_THREADS", "0", 1);
+        else if (o.threads > 1)
+            setenv("LP_NUM_THREADS", std::to_string(o.threads).c_str(), 1);
+        else
+            unsetenv("LP_NUM_THREADS");
+        columns_.push_back({"llvmpipe" + threadsNote(), makeOsmesaPeer(texture_)});
 #endif
         for (Mode m : kModes)
             if (selected(opt_.modes, modeKey(m))) modes_.push_back(m);
     }
 
     std::string run() {
-        std::string md = "# Real models: kwrender against llvmpipe on one thread\n\n" + runLine();
+        std::string md = "# Real models: kwrender against llvmpipe " +
+                         (opt_.threads == 1 ? std::string("on one thread") : "with" + threadsNote()) + "\n\n" + runLine();
         if (!opt_.label.empty()) md += "kwrender " + opt_.label + ". ";
         md += "Frame " + std::to_string(kWidth) + "×" + std::to_string(kHeight) + ", 32 bpp. " +
               (opt_.quick ? "Quick run (`--quick`). " : "") + "\n\nPeers:\n";
@@ -86,8 +102,8 @@ public:
               "and height; every face is drawn, in file order, facing either way. Colours are a diffuse light on the vertex normals "
               "(alpha 0x40..0xC0 when blended), texture coordinates one texel per pixel, depth the distance from the "
               "camera in 0.05..0.95. Cells: **Mtri/s** · ns per triangle. The best frame counts, less the peer's "
-              "fixed cost of a frame; both peers are timed in processor time, taking turns in rounds; the clear is "
-              "not timed. Picture difference: llvmpipe's frame against kwrender's, mean difference of the blue, "
+              "fixed cost of a frame; both peers are timed in " + std::string(wallClock() ? "wall-clock" : "processor") +
+              " time, taking turns in rounds; the clear is not timed. Picture difference: llvmpipe's frame against kwrender's, mean difference of the blue, "
               "green and red bytes in levels · share of pixels off by more than 16 levels.\n\n";
         std::string summary;
         for (const std::string& path : opt_.models) {
@@ -101,7 +117,7 @@ public:
             md += meshTable(mesh, summary);
         }
         if (!summary.empty() && columns_.size() > 1) {
-            md += "## Summary: kwrender 32 bpp ÷ llvmpipe 1 thread (triangles per second)\n\n| model |";
+            md += "## Summary: kwrender 32 bpp ÷ llvmpipe" + threadsNote() + " (triangles per second)\n\n| model |";
             std::string rule = "|---|";
             for (Mode m : modes_) md += std::string(" ") + modeName(m) + " |", rule += "---|";
             md += "\n" + rule + "\n" + summary + "\n";
@@ -110,6 +126,13 @@ public:
     }
 
 private:
+    // Several threads are timed on the wall clock, one in processor time.
+    bool wallClock() const { return opt_.threads != 1; }
+    std::string threadsNote() const {
+        if (opt_.threads == 1) return " 1 thread";
+        return opt_.threads == 0 ? " one thread per core" : " " + std::to_string(opt_.threads) + " threads";
+    }
+
     std::string meshTable(const Mesh& mesh, std::string& summary) {
         const double budget = opt_.quick ? 0.15 : 0.9;  // seconds of timed frames per peer and cell
         const int rounds = opt_.quick ? 2 : 3;
@@ -127,12 +150,12 @@ private:
                 peer.clear();
                 peer.draw(n);  // warms caches and compiles what the peer compiles
                 peer.readFrame(frames[p].data());
-                fixedCost[p] = bestFrame(true, budget / 8, [&] { peer.clear(); }, [&] { peer.draw(1); });
+                fixedCost[p] = bestFrame(!wallClock(), budget / 8, [&] { peer.clear(); }, [&] { peer.draw(1); });
             }
             for (int r = 0; r < rounds; ++r)
                 for (std::size_t p = 0; p < columns_.size(); ++p) {
                     Peer& peer = *columns_[p].peer;
-                    const double t = std::max(1e-9, bestFrame(true, budget / rounds, [&] { peer.clear(); },
+                    const double t = std::max(1e-9, bestFrame(!wallClock(), budget / rounds, [&] { peer.clear(); },
                                                               [&] { peer.draw(n); }) - fixedCost[p]);
                     cell.seconds[p] = cell.seconds[p] > 0 ? std::min(cell.seconds[p], t) : t;
                 }
@@ -159,10 +182,11 @@ private:
                         ", median " + short3(medianArea(set)) + "; all triangles together cover " +
                         short3(set.coveredPixels / (double(kWidth) * kHeight)) + " frames.\n\n";
         if (columns_.size() > 1) {
-            s += "| mode | kwrender 32 bpp | llvmpipe 1 thread | kwrender ÷ llvmpipe | picture difference |\n"
+            s += "| mode | " + columns_[0].title + " | " + columns_[1].title +
+                 " | kwrender ÷ llvmpipe | picture difference |\n"
                  "|---|---|---|---|---|\n";
         } else {
-            s += "| mode | kwrender 32 bpp |\n|---|---|\n";
+            s += "| mode | " + columns_[0].title + " |\n|---|---|\n";
         }
         return s + rows + "\n";
     }
