@@ -249,8 +249,10 @@ int KWRRender::kwrInitBuffer(int width, int height) {
         s.zTestActive = 0;
     }
 
-    kwrSetColor(s.color);
+    // The threads' tables follow the surface before anything is recorded
+    // for them to draw on it.
     matchPool(s);
+    kwrSetColor(s.color);
     s.lastError = 0;
     return 1;
 }

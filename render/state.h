@@ -205,10 +205,16 @@ void forOwnedRows(const RenderState& s, int first, int last, F&& f) {
     if (first > last) return;
     if (s.bandCount == 1) return f(first, last);
     const int h = s.bandHeight;
-    int slot = (first / h) % s.bandCycle;
+    const int band = first / h;
+    int slot = band % s.bandCycle;
+    // Most calls lie in one band.
+    if (last / h == band) {
+        if (s.bandOwner[slot] == s.bandIndex) f(first, last);
+        return;
+    }
     // The run being gathered (none while runFirst > last), and the band under look.
     std::int64_t runFirst = std::int64_t{last} + 1, runLast = 0;
-    for (std::int64_t top = std::int64_t{first / h} * h; top <= last; top += h) {
+    for (std::int64_t top = std::int64_t{band} * h; top <= last; top += h) {
         if (s.bandOwner[slot] == s.bandIndex) {
             if (runFirst > last) runFirst = top > first ? top : first;
             runLast = top + h - 1 < last ? top + h - 1 : last;

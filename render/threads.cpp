@@ -118,6 +118,8 @@ ThreadPool::~ThreadPool() {
 }
 
 bool ThreadPool::resize(int rows) noexcept {
+    // The workers' tables are in use while a list is replayed.
+    flush();
     for (std::size_t i = 1; i < scanBlocks_.size(); ++i) {
         std::free(scanBlocks_[i]);
         scanBlocks_[i] = std::malloc(scanTableBytes(rows));
