@@ -104,6 +104,7 @@ public:
         // (and above rows - 2) the range simply reaches the surface's edge.
         const int first = top <= 1.0 ? 0 : static_cast<int>(top) - 1;
         const int last = bottom >= rows - 2.0 ? rows - 1 : static_cast<int>(bottom) + 2;
+        if (last < first) return 0;  // a surface without rows
         const std::size_t a = static_cast<std::size_t>(first >> bandShift_);
         const std::size_t b = static_cast<std::size_t>(last >> bandShift_);
         // Most calls reach one band or two.
