@@ -120,16 +120,17 @@ struct Sorted {
 };
 
 // Three compare-and-swaps, each swapping only on a strictly greater y, so
-// equal rows keep the argument order.  The vertices stay where they are.
+// equal rows keep the argument order.  The vertices stay where they are;
+// the pointers are chosen without branches, as the order is random.
 template <class T>
 Sorted<T> sortByY(const Vertex<T>* v) {
     Sorted<T> o{{&v[0], &v[1], &v[2]}};
     auto order = [](const Vertex<T>*& a, const Vertex<T>*& b) {
-        if (a->y > b->y) {
-            const Vertex<T>* t = a;
-            a = b;
-            b = t;
-        }
+        const bool swap = a->y > b->y;
+        const Vertex<T>* lo = swap ? b : a;
+        const Vertex<T>* hi = swap ? a : b;
+        a = lo;
+        b = hi;
     };
     order(o.v[0], o.v[1]);
     order(o.v[1], o.v[2]);
