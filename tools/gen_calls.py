@@ -150,6 +150,31 @@ def check_members(calls: List[Call]) -> List[str]:
     return problems
 
 
+# --- Status codes and modes of the headers ------------------------------------------------
+
+# The enumerations (and the C header's own codes) Python names.
+ENUMS = {"include/KWRRender.h": ("KWRRenderError", "KWRCullMode", "KWRTextureFilter"),
+         "include/KWRImage.h": ("KWRImageError", "KWRAlphaSource")}
+
+
+def header_constants() -> List[Tuple[str, int]]:
+    found: List[Tuple[str, int]] = []
+    for path, enums in ENUMS.items():
+        with open(os.path.join(ROOT, path), encoding="utf-8") as f:
+            text = f.read()
+        for enum in enums:
+            m = re.search(r"enum " + enum + r"\b[^{]*\{(.*?)\}", text, re.S)
+            if not m:
+                fail(f"{path}: no enum {enum}")
+            found += [(n, int(v)) for n, v in re.findall(r"\b(KWR_\w+)\s*=\s*(\d+)", m.group(1))]
+    with open(os.path.join(ROOT, "include/kwrender.h"), encoding="utf-8") as f:
+        known = dict(found)
+        for n, v in re.findall(r"#define (KWR_(?:OK|ERROR_\w+))\s+(\d+)", f.read()):
+            if n not in known:
+                found.append((n, int(v)))
+    return found
+
+
 # --- Outputs -------------------------------------------------------------------------------
 
 def c_declaration(call: Call) -> str:
@@ -232,7 +257,9 @@ def gen_python(calls: List[Call]) -> str:
     for call in calls:
         types = (["kwr_context*"] if call.takes_context else []) + [p.ctype for p in call.params]
         out.append(f"    {call.cname!r}: ({call.result!r}, {types!r}),")
-    out += ["}", "", "", "class Calls:", '    """The methods of Context made from the table; Context gives _call."""', "",
+    out += ["}", "", "# Status codes and modes of the C and C++ headers."]
+    out += [f"{name} = {value}" for name, value in header_constants()]
+    out += ["", "", "class Calls:", '    """The methods of Context made from the table; Context gives _call."""', "",
             "    def _call(self, name: str, args: tuple) -> None:", "        raise NotImplementedError"]
     for call in calls:
         if call.what == "c" or "py-own" in call.notes or "py-none" in call.notes:

@@ -13,6 +13,7 @@ from typing import Any, List, Optional, Tuple, Union
 import numpy as np
 
 from . import _checks as chk
+from . import _calls as codes
 from ._calls import Calls
 from ._native import Frame, MemoryTarget, lib
 
@@ -39,14 +40,13 @@ def _check(function: str, status: int) -> None:
         raise KwrenderError(function, status)
 
 
-_OPEN_FILE, _WRITE_FILE = 3, 5  # the image library's codes of failed file calls
 
 
 def _check_save(function: str, status: int, path: Any) -> None:
     """A failed save: OSError with the system's reason when the file could
     not be created or written (the file that was there is then unchanged),
     else KwrenderError."""
-    if status in (_OPEN_FILE, _WRITE_FILE):
+    if status in (codes.KWR_IMAGE_OPEN_FILE, codes.KWR_IMAGE_WRITE_FILE):
         code = ctypes.get_errno() or _errno.EIO
         raise OSError(code, f"{function}: {error_text(status)}: {os.strerror(code)} "
                             "(the file that was there, if any, is unchanged)", os.fspath(path))
@@ -54,8 +54,8 @@ def _check_save(function: str, status: int, path: Any) -> None:
 
 
 # Culling modes and texture filters (Context.cull, Context.texture_filter).
-CULL_NONE, CULL_BACK, CULL_FRONT = 0, 1, 2
-FILTER_NEAREST, FILTER_BILINEAR = 0, 1
+CULL_NONE, CULL_BACK, CULL_FRONT = codes.KWR_CULL_NONE, codes.KWR_CULL_BACK, codes.KWR_CULL_FRONT
+FILTER_NEAREST, FILTER_BILINEAR = codes.KWR_FILTER_NEAREST, codes.KWR_FILTER_BILINEAR
 
 
 def _address(a: np.ndarray) -> int:
