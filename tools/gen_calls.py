@@ -179,8 +179,7 @@ def header_constants() -> List[Tuple[str, int]]:
 
 def c_declaration(call: Call) -> str:
     params = ([Param("kwr_context*", "ctx")] if call.takes_context else []) + call.params
-    args = ", ".join(f"{p.ctype} {p.name}".replace("* ", "* ") for p in params) or "void"
-    args = re.sub(r"(\w)\* (\w)", r"\1* \2", args)
+    args = ", ".join(f"{p.ctype} {p.name}" for p in params) or "void"
     return f"{call.result} {call.cname}({args})"
 
 
@@ -263,16 +262,10 @@ def fuzz_args(call: Call) -> str:
 
 def gen_tests(calls: List[Call]) -> str:
     out = [f"// {BANNER}", "//",
-           "// KWR_TABLE_MEMBERS(X): X(what, member, \"C name\") for every member in the table.",
-           "// KWR_TABLE_FUZZED(AUTO, HELPER): the recorded calls random calls are made of:",
+           "// KWR_TABLE_FUZZED(AUTO, HELPER): the recorded calls that random calls are drawn from:",
            "//   AUTO(index, member, arguments...) draws random arguments by their names,",
-           "//   HELPER(index, member, helper) leaves the call to a hand-written helper.",
-           "#define KWR_TABLE_MEMBERS(X) \\"]
+           "//   HELPER(index, member, helper) leaves the call to a hand-written helper."]
     members = [c for c in calls if c.member]
-    for call in members:
-        out.append(f"    X({call.what}, {call.member}, \"{call.cname}\") \\")
-    out[-1] = out[-1][:-2]
-    out.append("")
     out.append("#define KWR_TABLE_FUZZED(AUTO, HELPER) \\")
     index = 0
     for call in members:
