@@ -326,26 +326,27 @@ void runRowBlocks(RowRun* runs, int count, const SpanContext& k, BlockRunner blo
     constexpr bool kParam = Rule::kTraits.interpolates();
     ChainBlock pBlock, zBlock;
     float p[kRowsAtOnce] = {}, sp[kRowsAtOnce] = {}, z[kRowsAtOnce] = {}, dz[kRowsAtOnce] = {};
-    for (int j = 0; j < count; ++j) {
-        p[j] = runs[j].p;
-        sp[j] = runs[j].sp;
-        z[j] = runs[j].z;
-        dz[j] = runs[j].dz;
-    }
     // The pixels of each row in the next block, and the most of any row.
     int m[kRowsAtOnce] = {}, most = 0;
     auto nextBlock = [&](int j) {
         m[j] = runs[j].n < kBlockPixels ? static_cast<int>(runs[j].n) : kBlockPixels;
         most = m[j] > most ? m[j] : most;
     };
-    for (int j = 0; j < count; ++j) nextBlock(j);
     // Entry i of a row is its chain value at pixel i of the block; entry m
     // is the value the next block starts from, needed only when one follows.
     bool follows = false;
-    for (int j = 0; j < count; ++j) follows = follows || runs[j].n > kBlockPixels;
+    for (int j = 0; j < count; ++j) {
+        p[j] = runs[j].p;
+        sp[j] = runs[j].sp;
+        z[j] = runs[j].z;
+        dz[j] = runs[j].dz;
+        nextBlock(j);
+        follows = follows || runs[j].n > kBlockPixels;
+    }
+    // Lane counts are powers of two: the entries round up by a mask.
+    const int roundUp = block.lanes - 1;
     while (most > 0) {
-        const int entries = follows ? (most + block.lanes) / block.lanes * block.lanes
-                                    : (most + block.lanes - 1) / block.lanes * block.lanes;
+        const int entries = (most + (follows ? 1 : 0) + roundUp) & ~roundUp;
         int i = 0;
 #if KWR_CHAINS_IN_VECTORS
         // Four entries at a time where the processor has the vectors; the
