@@ -116,16 +116,17 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFir
         du = (bot.u - top.u) / fdy;
         dv = (bot.v - top.v) / fdy;
     }
+    // Both forms are computed and one chosen, without a branch (x-major and
+    // y-major edges come in random order).  A row without a carry adds -0,
+    // which leaves every sum as it is, -0 and +0 included.
     const bool xMajor = adx > dy;
-    float zRow = 0, zCarry = 0;
+    float zRow = 0, zCarryAdd[2] = {-0.0f, -0.0f};
     if constexpr (K::kDepth) {
-        if (xMajor) {
-            const float zx = (bot.z - top.z) / static_cast<float>(adx);
-            zRow = static_cast<float>(q) * zx;
-            zCarry = zx;
-        } else {
-            zRow = (bot.z - top.z) / fdy;
-        }
+        const float zx = (bot.z - top.z) / static_cast<float>(xMajor ? adx : 1);
+        const float zy = (bot.z - top.z) / fdy;
+        const float xRow = static_cast<float>(q) * zx;
+        zRow = xMajor ? xRow : zy;
+        zCarryAdd[1] = xMajor ? zx : -0.0f;
     }
 
     // Merge every row from the top down to the row above the bottom.  Only a
@@ -184,7 +185,7 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFir
         if constexpr (K::kPerspective) rw += dq;
         if constexpr (K::kDepth) {
             z += zRow;
-            if (xMajor && carry) z += zCarry;
+            z += zCarryAdd[carry];
         }
     };
     int y = static_cast<int>(top.y);
