@@ -122,11 +122,14 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFir
     const bool xMajor = adx > dy;
     float zRow = 0, zCarryAdd[2] = {-0.0f, -0.0f};
     if constexpr (K::kDepth) {
-        const float zx = (bot.z - top.z) / static_cast<float>(xMajor ? adx : 1);
+        // (A y-major edge divides by a value it does not use, never by 0.)
+        const float zx = (bot.z - top.z) / static_cast<float>(adx + static_cast<std::int64_t>(!xMajor));
         const float zy = (bot.z - top.z) / fdy;
         const float xRow = static_cast<float>(q) * zx;
-        zRow = xMajor ? xRow : zy;
-        zCarryAdd[1] = xMajor ? zx : -0.0f;
+        // Picked by index: compilers branch on a choice between floats.
+        const float rowSteps[2] = {zy, xRow}, carrySteps[2] = {-0.0f, zx};
+        zRow = rowSteps[xMajor];
+        zCarryAdd[1] = carrySteps[xMajor];
     }
 
     // Merge every row from the top down to the row above the bottom.  Only a
