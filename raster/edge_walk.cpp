@@ -128,8 +128,8 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFir
         const float xRow = static_cast<float>(q) * zx;
         // Picked by index: compilers branch on a choice between floats.
         const float rowSteps[2] = {zy, xRow}, carrySteps[2] = {-0.0f, zx};
-        zRow = rowSteps[xMajor];
-        zCarryAdd[1] = carrySteps[xMajor];
+        zRow = rowSteps[static_cast<int>(xMajor)];
+        zCarryAdd[1] = carrySteps[static_cast<int>(xMajor)];
     }
 
     // Merge every row from the top down to the row above the bottom.  Only a
@@ -188,7 +188,7 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFir
         if constexpr (K::kPerspective) rw += dq;
         if constexpr (K::kDepth) {
             z += zRow;
-            z += zCarryAdd[carry];
+            z += zCarryAdd[static_cast<int>(carry)];
         }
     };
     int y = static_cast<int>(top.y);
