@@ -95,12 +95,14 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFir
     // Bresenham set-up.
     const std::int64_t dy = bot.y - top.y;
     if (dy <= 0) return;
-    const std::int64_t adx = top.x > bot.x ? top.x - bot.x : bot.x - top.x;
+    // The direction without a branch (it is random from edge to edge).
+    const std::int64_t leftward = top.x > bot.x;
+    const std::int64_t sx = 1 - 2 * leftward;
+    const std::int64_t adx = (bot.x - top.x) * sx;
     const std::int64_t divisor = K::kDepth ? dy : dy + 1;
     const std::int64_t q = quotient(adx, divisor);
     const std::int64_t r = adx - q * divisor;
     std::int64_t err = dy / 2;
-    const std::int64_t sx = top.x > bot.x ? -1 : 1;
 
     // Per-row attribute steps.  On an x-major depth edge depth follows the
     // x distance travelled: q steps every row, one more on a carry.
@@ -114,16 +116,20 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFir
         du = (bot.u - top.u) / fdy;
         dv = (bot.v - top.v) / fdy;
     }
+    // Both forms are computed and one chosen, without a branch (x-major and
+    // y-major edges come in random order).  A row without a carry adds -0,
+    // which leaves every sum as it is, -0 and +0 included.
     const bool xMajor = adx > dy;
-    float zRow = 0, zCarry = 0;
+    float zRow = 0, zCarryAdd[2] = {-0.0f, -0.0f};
     if constexpr (K::kDepth) {
-        if (xMajor) {
-            const float zx = (bot.z - top.z) / static_cast<float>(adx);
-            zRow = static_cast<float>(q) * zx;
-            zCarry = zx;
-        } else {
-            zRow = (bot.z - top.z) / fdy;
-        }
+        // (A y-major edge divides by a value it does not use, never by 0.)
+        const float zx = (bot.z - top.z) / static_cast<float>(adx + static_cast<std::int64_t>(!xMajor));
+        const float zy = (bot.z - top.z) / fdy;
+        const float xRow = static_cast<float>(q) * zx;
+        // Picked by index: compilers branch on a choice between floats.
+        const float rowSteps[2] = {zy, xRow}, carrySteps[2] = {-0.0f, zx};
+        zRow = rowSteps[static_cast<int>(xMajor)];
+        zCarryAdd[1] = carrySteps[static_cast<int>(xMajor)];
     }
 
     // Merge every row from the top down to the row above the bottom.  Only a
@@ -159,15 +165,16 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFir
         if constexpr (K::kPerspective) e.q[y] = rw;
     };
     const int lastRow = static_cast<int>(bot.y) - 1 < storeLast ? static_cast<int>(bot.y) - 1 : storeLast;
+    // The carry is taken without a branch: whether it comes is as good as
+    // random from row to row, and a mispredicted branch costs more than the
+    // masked additions.
     auto step = [&]() {
         x += xStep;
         err -= r;
-        bool carry = false;
-        if (err < 0) {
-            err += dy;
-            x += sx;
-            carry = true;
-        }
+        const bool carry = err < 0;
+        const std::int64_t mask = -static_cast<std::int64_t>(carry);
+        err += dy & mask;
+        x += sx & mask;
         if constexpr (K::kColour) {
             c0 += dc[0];
             c1 += dc[1];
@@ -181,13 +188,20 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFir
         if constexpr (K::kPerspective) rw += dq;
         if constexpr (K::kDepth) {
             z += zRow;
-            if (xMajor && carry) z += zCarry;
+            z += zCarryAdd[static_cast<int>(carry)];
         }
     };
     int y = static_cast<int>(top.y);
     for (; y < storeFirst && y <= lastRow; ++y) step();
     for (; y <= lastRow; ++y) {
         const std::int32_t xi = static_cast<std::int32_t>(x);
+        if constexpr (Carried == kCarryNothing) {
+            // Only the ends: the nearer of the two, without a branch.
+            leftX[y] = leftX[y] > xi ? xi : leftX[y];
+            rightX[y] = rightX[y] < xi - 1 ? xi - 1 : rightX[y];
+            step();
+            continue;
+        }
         if (leftX[y] > xi) {
             leftX[y] = xi;
             store(y, left);

@@ -326,22 +326,27 @@ void runRowBlocks(RowRun* runs, int count, const SpanContext& k, BlockRunner blo
     constexpr bool kParam = Rule::kTraits.interpolates();
     ChainBlock pBlock, zBlock;
     float p[kRowsAtOnce] = {}, sp[kRowsAtOnce] = {}, z[kRowsAtOnce] = {}, dz[kRowsAtOnce] = {};
+    // The pixels of each row in the next block, and the most of any row.
+    int m[kRowsAtOnce] = {}, most = 0;
+    auto nextBlock = [&](int j) {
+        m[j] = runs[j].n < kBlockPixels ? static_cast<int>(runs[j].n) : kBlockPixels;
+        most = m[j] > most ? m[j] : most;
+    };
+    // Entry i of a row is its chain value at pixel i of the block; entry m
+    // is the value the next block starts from, needed only when one follows.
+    bool follows = false;
     for (int j = 0; j < count; ++j) {
         p[j] = runs[j].p;
         sp[j] = runs[j].sp;
         z[j] = runs[j].z;
         dz[j] = runs[j].dz;
+        nextBlock(j);
+        follows = follows || runs[j].n > kBlockPixels;
     }
-    for (;;) {
-        int m[kRowsAtOnce] = {}, most = 0;
-        for (int j = 0; j < count; ++j) {
-            m[j] = runs[j].n < kBlockPixels ? static_cast<int>(runs[j].n) : kBlockPixels;
-            most = m[j] > most ? m[j] : most;
-        }
-        if (most == 0) return;
-        // Entry i of a row is its chain value at pixel i of the block; entry
-        // m is the value the next block starts from.
-        const int entries = (most + block.lanes) / block.lanes * block.lanes;
+    // Lane counts are powers of two: the entries round up by a mask.
+    const int roundUp = block.lanes - 1;
+    while (most > 0) {
+        const int entries = (most + (follows ? 1 : 0) + roundUp) & ~roundUp;
         int i = 0;
 #if KWR_CHAINS_IN_VECTORS
         // Four entries at a time where the processor has the vectors; the
@@ -367,14 +372,17 @@ void runRowBlocks(RowRun* runs, int count, const SpanContext& k, BlockRunner blo
                 }
             }
         }
+        most = 0;
         for (int j = 0; j < count; ++j) {
             if (m[j] == 0) continue;
             block.run(k, runs[j].ends, SpanBlock{pBlock[j], zBlock[j], runs[j].zp, runs[j].px, m[j]});
+            if (!follows) continue;
             p[j] = pBlock[j][m[j]];
             z[j] = zBlock[j][m[j]];
             runs[j].px += static_cast<std::ptrdiff_t>(m[j]) * Fmt::kBytes;
             if constexpr (kDepth) runs[j].zp += m[j];
             runs[j].n -= m[j];
+            nextBlock(j);
         }
     }
 }

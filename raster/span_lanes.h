@@ -99,7 +99,9 @@ void storePartCopy(void* p, typename V::I v, int m) {
 // What every lane set spells alike but for the prefix of its intrinsics
 // (_mm, _mm256, _mm512) and its width in bits (128, 256, 512): its lane
 // count, whether it gathers, its vector types and the plain operations.
-// mulSmall is for lanes below 2^16 whose products stay below 2^16.
+// mulSmall is for lanes below 2^16 whose products stay below 2^16;
+// mulFields multiplies each 16-bit half of every lane by k, each product
+// below 2^16.
 #define KWR_LANE_SET(P, W, Gather)                                          \
     static constexpr int kLanes = W / 32;                                   \
     static constexpr bool kHasGather = Gather;                              \
@@ -124,6 +126,9 @@ void storePartCopy(void* p, typename V::I v, int m) {
     static I shl(int n, I a) { return P##_slli_epi32(a, n); }               \
     static I shr(int n, I a) { return P##_srli_epi32(a, n); }               \
     static I mulSmall(I a, I b) { return P##_mullo_epi16(a, b); }           \
+    static I mulFields(I a, std::uint32_t k) {                              \
+        return P##_mullo_epi16(a, P##_set1_epi16(static_cast<short>(k)));   \
+    }                                                                       \
     static D splatD(double v) { return P##_set1_pd(v); }                    \
     static D addD(D a, D b) { return P##_add_pd(a, b); }                    \
     static D subD(D a, D b) { return P##_sub_pd(a, b); }                    \
@@ -154,6 +159,7 @@ void storePartCopy(void* p, typename V::I v, int m) {
     static I addI(I a, I b) { return I_(add)(a, b); }                                           \
     static I subI(I a, I b) { return I_(sub)(a, b); }                                           \
     static I mulSmall(I a, I b) { return I_(mul)(a, b); }                                       \
+    static I mulFields(I a, std::uint32_t k) { return I_(mul)(a, SPLAT_I(static_cast<std::int32_t>(k))); } \
     static D addD(D a, D b) { return D_(add)(a, b); }                                           \
     static D subD(D a, D b) { return D_(sub)(a, b); }                                           \
     static D mulD(D a, D b) { return D_(mul)(a, b); }                                           \
@@ -199,6 +205,7 @@ struct ScalarLanes {
     static I shl(int n, I a) { return wrap(static_cast<std::uint32_t>(a) << n); }
     static I shr(int n, I a) { return wrap(static_cast<std::uint32_t>(a) >> n); }
     static I mulSmall(I a, I b) { return wrap(static_cast<std::uint32_t>(a) * static_cast<std::uint32_t>(b)); }
+    static I mulFields(I a, std::uint32_t k) { return wrap(static_cast<std::uint32_t>(a) * k); }
     static D splatD(double v) { return v; }
     static D addD(D a, D b) { return a + b; }
     static D subD(D a, D b) { return a - b; }

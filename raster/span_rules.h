@@ -330,6 +330,7 @@ constexpr LaneBlocks makeLaneBlocks() {
 #undef KWR_LANE_ROW
     t.fill[kFillCubeWithDepth][0] = &laneBlock<V, RuleCubeWithDepth, Format8>;
     t.fill[kFillCubeNoDepth][0] = &laneBlock<V, RuleCubeNoDepth, Format8>;
+    static_assert((V::kLanes & (V::kLanes - 1)) == 0, "the row walk rounds to whole lane groups by masks");
     t.lanes = V::kLanes;
     return t;
 }

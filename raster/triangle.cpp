@@ -120,21 +120,21 @@ struct Sorted {
 };
 
 // Three compare-and-swaps, each swapping only on a strictly greater y, so
-// equal rows keep the argument order.  The vertices stay where they are.
+// equal rows keep the argument order.  The vertices stay where they are;
+// their indices are swapped by arithmetic, not by branches, as the order is
+// random.
 template <class T>
 Sorted<T> sortByY(const Vertex<T>* v) {
-    Sorted<T> o{{&v[0], &v[1], &v[2]}};
-    auto order = [](const Vertex<T>*& a, const Vertex<T>*& b) {
-        if (a->y > b->y) {
-            const Vertex<T>* t = a;
-            a = b;
-            b = t;
-        }
+    int i[3] = {0, 1, 2};
+    auto order = [&](int a, int b) {
+        const int d = (i[b] - i[a]) * static_cast<int>(v[i[a]].y > v[i[b]].y);
+        i[a] += d;
+        i[b] -= d;
     };
-    order(o.v[0], o.v[1]);
-    order(o.v[1], o.v[2]);
-    order(o.v[0], o.v[1]);
-    return o;
+    order(0, 1);
+    order(1, 2);
+    order(0, 1);
+    return Sorted<T>{{&v[i[0]], &v[i[1]], &v[i[2]]}};
 }
 
 // Top to middle and middle to bottom only where they can reach the surface,

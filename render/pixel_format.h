@@ -91,13 +91,14 @@ inline void writeColorCubeTable(unsigned char* entry) {
 
 // The integer blend of a flat colour: each channel becomes
 // (old * keep + term) >> 8, the terms premultiplied once per call.  In 16
-// bpp the terms enter each field in its own units (blue / 8, green * 4,
-// red * 128).  An alpha keep of 256 and term of 0 leaves the 32 bpp alpha
-// byte as it is.
+// bpp the terms enter each field in its own units (blue / 8, green / 8,
+// red / 2).  The 32 bpp alpha byte is blended with the same keep and the
+// term `alpha`, or kept as it is where keptBits has it (0xFF000000).
 struct IntBlend {
     std::uint32_t keep;
     std::uint32_t b, g, r;
-    std::uint32_t alphaKeep, alpha;
+    std::uint32_t alpha;
+    std::uint32_t keptBits;
 };
 // The integer blend of colour 0xAARRGGBB with weight alpha + 1.  The 32 bpp
 // alpha byte moves toward 255 by the same weight, or with keepAlpha stays
@@ -105,7 +106,36 @@ struct IntBlend {
 inline IntBlend intBlendOf(std::uint32_t argb, bool keepAlpha) {
     const std::uint32_t a = (argb >> 24) + 1u;
     return IntBlend{256u - a, (argb & 0xFFu) * a, ((argb >> 8) & 0xFFu) * a, ((argb >> 16) & 0xFFu) * a,
-                    keepAlpha ? 256u : 256u - a, keepAlpha ? 0u : 255u * a};
+                    keepAlpha ? 0u : 255u * a, keepAlpha ? 0xFF000000u : 0u};
+}
+
+// Pixels packed in a 64-bit word, `Bits` bits each, with the operations of
+// a lane set that the integer blend uses: the blend's one body per format
+// runs on the lanes of a span rule, on a word of several pixels of a run,
+// and (Bits = 64) on one pixel.
+template <int Bits>
+struct PixelWord {
+    using I = std::uint64_t;
+    static I splatI(std::int32_t v) {
+        I out = 0;
+        for (int s = 0; s < 64; s += Bits) out |= static_cast<I>(static_cast<std::uint32_t>(v)) << s;
+        return out;
+    }
+    static I addI(I a, I b) { return a + b; }
+    static I andI(I a, I b) { return a & b; }
+    static I orI(I a, I b) { return a | b; }
+    static I shl(int n, I a) { return a << n; }
+    static I shr(int n, I a) { return a >> n; }
+    static I mulFields(I a, std::uint32_t k) { return a * k; }
+};
+// The bytes of one pixel as the low end of a word, whatever the byte order.
+inline std::uint64_t loadPixelWord(const unsigned char* p, int bytes) {
+    std::uint64_t v = 0;
+    for (int i = bytes - 1; i >= 0; --i) v = (v << 8) | p[i];
+    return v;
+}
+inline void storePixelWord(unsigned char* p, std::uint64_t v, int bytes) {
+    for (int i = 0; i < bytes; ++i) p[i] = static_cast<unsigned char>(v >> (8 * i));
 }
 
 // Lane arithmetic shared by the formats and the span rules (templates over a
@@ -255,10 +285,7 @@ struct Format16 {
         storeColour(p, b, g, r);
     }
     static void blendInt(unsigned char* p, const IntBlend& w) {
-        const std::uint32_t v = load16(p);
-        store16(p, static_cast<std::uint16_t>((((v & 0x7C00u) * w.keep + (w.r << 7)) >> 8 & 0x7C00u) |
-                                              (((v & 0x03E0u) * w.keep + (w.g << 2)) >> 8 & 0x03E0u) |
-                                              (((v & 0x001Fu) * w.keep + (w.b >> 3)) >> 8 & 0x001Fu)));
+        storePixelWord(p, blendInt<PixelWord<64>>(loadPixelWord(p, 2), w), 2);
     }
 
     template <class V>
@@ -296,20 +323,23 @@ struct Format16 {
         };
         return V::orI(V::orI(field(1, 992.0f, 0x3E0), field(2, 31744.0f, 0x7C00)), field(0, 31.0f, 0x1F));
     }
-    // The fields of blendInt with products below 2^16: a field f at shift s
-    // gives ((f << s) * keep + term) >> 8 == (((f * keep) << 3) + T) >> (8 - s
-    // + 3) for red (T the red term, s = 10) and green (s = 5), exactly.
+    // The integer blend, on pixels in lanes or packed in a word: each 5-bit
+    // field x apart, blue (x * keep + b / 8) >> 8, green ((x * keep + g / 8)
+    // >> 3) and red (4 * x * keep + r / 2) in place.  These equal
+    // ((x << s) * keep + term) >> 8 for a field at shift s exactly (the low
+    // bits dropped from g / 8 and r / 2 never reach a kept bit), and no
+    // product or sum reaches 2^16.
     template <class V>
-    static typename V::I blendInt(typename V::I w, const IntBlend& b) {
+    static typename V::I blendInt(typename V::I v, const IntBlend& b) {
         using I = typename V::I;
-        const I keep = V::splatI(static_cast<std::int32_t>(b.keep));
-        const I r = V::andI(V::shr(10, w), V::splatI(0x1F)), g = V::andI(V::shr(5, w), V::splatI(0x1F));
-        const I bl = V::andI(w, V::splatI(0x1F));
-        const I red = V::shr(1, V::addI(V::shl(3, V::mulSmall(r, keep)), V::splatI(static_cast<std::int32_t>(b.r))));
-        const I green = V::shr(6, V::addI(V::shl(3, V::mulSmall(g, keep)), V::splatI(static_cast<std::int32_t>(b.g))));
-        const I blue = V::shr(8, V::addI(V::mulSmall(bl, keep), V::splatI(static_cast<std::int32_t>(b.b >> 3))));
-        return V::orI(V::orI(V::andI(red, V::splatI(0x7C00)), V::andI(green, V::splatI(0x3E0))),
-                      V::andI(blue, V::splatI(0x1F)));
+        const I fives = V::splatI(0x1F);
+        auto term = [](std::uint32_t t) { return V::splatI(static_cast<std::int32_t>(t)); };
+        const I blue = V::andI(V::shr(8, V::addI(V::mulFields(V::andI(v, fives), b.keep), term(b.b >> 3))), fives);
+        const I green = V::andI(V::shr(3, V::addI(V::mulFields(V::andI(V::shr(5, v), fives), b.keep), term(b.g >> 3))),
+                                V::shl(5, fives));
+        const I red = V::andI(V::addI(V::mulFields(V::andI(V::shr(10, v), fives), 4 * b.keep), term(b.r >> 1)),
+                              V::shl(10, fives));
+        return V::orI(V::orI(red, green), blue);
     }
 };
 
@@ -358,10 +388,7 @@ struct FormatBytes {
         storeColourAlpha(p, b, g, r, 255);
     }
     static void blendInt(unsigned char* p, const IntBlend& w) {
-        p[0] = static_cast<unsigned char>((p[0] * w.keep + w.b) >> 8);
-        p[1] = static_cast<unsigned char>((p[1] * w.keep + w.g) >> 8);
-        p[2] = static_cast<unsigned char>((p[2] * w.keep + w.r) >> 8);
-        if constexpr (Bpp == 32) p[3] = static_cast<unsigned char>((p[3] * w.alphaKeep + w.alpha) >> 8);
+        storePixelWord(p, blendInt<PixelWord<64>>(loadPixelWord(p, kBytes), w), kBytes);
     }
 
     template <class V>
@@ -408,19 +435,29 @@ struct FormatBytes {
                          V::shl(24, rounded(V::add(V::mul(V::toF(V::shr(24, w)), ia), V::mul(a, V::splatF(255.0f))))));
         return out;
     }
-    // Every product is at most 255 * 256, inside mulSmall's domain.
+    // The integer blend, on pixels in lanes or packed in a word: the bytes
+    // in two 16-bit fields each, blue and red (terms `low`), green and alpha
+    // (terms `high`); old * keep + term is at most 255 * 256 (keep + weight
+    // = 256), so no field reaches the next and each gets exactly its
+    // channel's (old * keep + term) >> 8.  32 bpp keeps the kept bits.
     template <class V>
-    static typename V::I blendInt(typename V::I w, const IntBlend& b) {
+    static typename V::I blendFields(typename V::I v, const IntBlend& b, typename V::I low, typename V::I high) {
         using I = typename V::I;
-        const I ff = V::splatI(0xFF), keep = V::splatI(static_cast<std::int32_t>(b.keep));
-        auto channel = [&](int i, std::uint32_t term, const I& k) {
-            const I old = V::andI(V::shr(8 * i, w), ff);
-            return V::shl(8 * i, V::shr(8, V::addI(V::mulSmall(old, k), V::splatI(static_cast<std::int32_t>(term)))));
-        };
-        I out = V::orI(V::orI(channel(0, b.b, keep), channel(1, b.g, keep)), channel(2, b.r, keep));
-        if constexpr (Bpp == 32)
-            out = V::orI(out, channel(3, b.alpha, V::splatI(static_cast<std::int32_t>(b.alphaKeep))));
-        return out;
+        const I pairs = V::splatI(0x00FF00FF);
+        const I lo = V::andI(V::shr(8, V::addI(V::mulFields(V::andI(v, pairs), b.keep), low)), pairs);
+        const I hi = V::andI(V::addI(V::mulFields(V::andI(V::shr(8, v), pairs), b.keep), high), V::shl(8, pairs));
+        if constexpr (Bpp == 32) {
+            const I kept = V::splatI(static_cast<std::int32_t>(b.keptBits));
+            const I blended = V::splatI(static_cast<std::int32_t>(~b.keptBits));
+            return V::orI(V::andI(V::orI(lo, hi), blended), V::andI(v, kept));
+        } else {
+            return V::orI(lo, hi);
+        }
+    }
+    template <class V>
+    static typename V::I blendInt(typename V::I v, const IntBlend& b) {
+        return blendFields<V>(v, b, V::splatI(static_cast<std::int32_t>(b.b | b.r << 16)),
+                              V::splatI(static_cast<std::int32_t>(b.g | b.alpha << 16)));
     }
 };
 using Format24 = FormatBytes<24>;
@@ -501,10 +538,8 @@ private:
     unsigned char pattern_[kPatternPixels * Fmt::kBytes];  // made at the first long run
 };
 
-// n pixels blended with w, several at a time in 64-bit words with every
-// channel in a 16-bit field: old * keep + term is at most 255 * 256 there
-// (keep + weight = 256), so no field carries into the next and each keeps
-// exactly the per-channel result.
+// n pixels blended with w, several at a time in 64-bit words through the
+// format's one blend body.
 #if (defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__) || defined(_MSC_VER)
 constexpr bool kLittleEndian = true;
 #else
@@ -513,74 +548,35 @@ constexpr bool kLittleEndian = false;
 
 template <class Fmt>
 void blendIntRun(unsigned char* p, std::ptrdiff_t n, const IntBlend& w) {
-    if constexpr (Fmt::kBytes == 4 && kLittleEndian) {
-        const bool keepAlpha = w.alphaKeep == 256u && w.alpha == 0u;  // (a * 256 + 0) >> 8 == a
-        const std::uint64_t pairs = 0x00FF00FF00FF00FFull;
-        const std::uint64_t lowTerm = w.b | (static_cast<std::uint64_t>(w.r) << 16);
-        const std::uint64_t highTerm = w.g | (static_cast<std::uint64_t>(keepAlpha ? 0u : w.alpha) << 16);
-        const std::uint64_t lowTerms = lowTerm | (lowTerm << 32), highTerms = highTerm | (highTerm << 32);
-        const std::uint64_t alphas = keepAlpha ? 0xFF000000FF000000ull : 0;
-        if (!keepAlpha && w.alphaKeep != w.keep) {
-            for (; n > 0; --n, p += 4) Fmt::blendInt(p, w);
-            return;
-        }
-        for (; n >= 2; n -= 2, p += 8) {
+    if constexpr ((Fmt::kBytes == 2 || Fmt::kBytes == 4) && kLittleEndian) {
+        using Word = PixelWord<Fmt::kBpp>;
+        for (; n >= 8 / Fmt::kBytes; n -= 8 / Fmt::kBytes, p += 8) {
             std::uint64_t v;
             std::memcpy(&v, p, 8);
-            const std::uint64_t low = (((v & pairs) * w.keep + lowTerms) >> 8) & pairs;
-            const std::uint64_t high = (((v >> 8) & pairs) * w.keep + highTerms) & (pairs << 8);
-            const std::uint64_t out = ((low | high) & ~alphas) | (v & alphas);
-            std::memcpy(p, &out, 8);
+            v = Fmt::template blendInt<Word>(v, w);
+            std::memcpy(p, &v, 8);
         }
-        if (n == 1) Fmt::blendInt(p, w);
     } else if constexpr (Fmt::kBytes == 3 && kLittleEndian) {
         // Eight pixels, 24 bytes, as three words; byte i of the run is
-        // channel i % 3, so each word has its own pattern of terms.
-        if (n >= 8) {
-            const std::uint64_t pairs = 0x00FF00FF00FF00FFull;
-            auto fields = [](std::uint64_t a, std::uint64_t b, std::uint64_t c, std::uint64_t d) {
-                return a | (b << 16) | (c << 32) | (d << 48);
-            };
-            // The even and the odd bytes of each word: bytes 0-7 are b g r b g r
-            // b g, 8-15 r b g r b g r b, 16-23 g r b g r b g r.
-            const std::uint64_t lowTerms[3] = {fields(w.b, w.r, w.g, w.b), fields(w.r, w.g, w.b, w.r),
-                                               fields(w.g, w.b, w.r, w.g)};
-            const std::uint64_t highTerms[3] = {fields(w.g, w.b, w.r, w.g), fields(w.b, w.r, w.g, w.b),
-                                                fields(w.r, w.g, w.b, w.r)};
-            for (; n >= 8; n -= 8) {
-                for (int word = 0; word < 3; ++word, p += 8) {
-                    std::uint64_t v;
-                    std::memcpy(&v, p, 8);
-                    const std::uint64_t low = (((v & pairs) * w.keep + lowTerms[word]) >> 8) & pairs;
-                    const std::uint64_t high = (((v >> 8) & pairs) * w.keep + highTerms[word]) & (pairs << 8);
-                    const std::uint64_t out = low | high;
-                    std::memcpy(p, &out, 8);
-                }
+        // channel i % 3, so each word has its own pattern of terms: bytes 0-7
+        // are b g r b g r b g, 8-15 r b g r b g r b, 16-23 g r b g r b g r.
+        auto fields = [](std::uint64_t a, std::uint64_t b, std::uint64_t c, std::uint64_t d) {
+            return a | (b << 16) | (c << 32) | (d << 48);
+        };
+        const std::uint64_t low[3] = {fields(w.b, w.r, w.g, w.b), fields(w.r, w.g, w.b, w.r),
+                                      fields(w.g, w.b, w.r, w.g)};
+        const std::uint64_t high[3] = {fields(w.g, w.b, w.r, w.g), fields(w.b, w.r, w.g, w.b),
+                                       fields(w.r, w.g, w.b, w.r)};
+        for (; n >= 8; n -= 8) {
+            for (int word = 0; word < 3; ++word, p += 8) {
+                std::uint64_t v;
+                std::memcpy(&v, p, 8);
+                v = Fmt::template blendFields<PixelWord<32>>(v, w, low[word], high[word]);
+                std::memcpy(p, &v, 8);
             }
         }
-        for (; n > 0; --n, p += 3) Fmt::blendInt(p, w);
-    } else if constexpr (Fmt::kBytes == 2 && kLittleEndian) {
-        // Four pixels a word, each 5-bit field x in a 16-bit lane of its own:
-        // blue (x * keep + (b >> 3)) >> 8, green ((x * keep + (g >> 3)) >> 3)
-        // in place and red (4 * x * keep + (r >> 1)) in place, the forms of
-        // blendInt's fields in which no lane exceeds 16 bits (exact: the
-        // dropped low bits of g / 8 and r / 2 never reach a kept bit).
-        const std::uint64_t fives = 0x001F001F001F001Full, lanes = 0x0001000100010001ull;
-        const std::uint64_t blueTerm = (w.b >> 3) * lanes, greenTerm = (w.g >> 3) * lanes;
-        const std::uint64_t redTerm = (w.r >> 1) * lanes;
-        for (; n >= 4; n -= 4, p += 8) {
-            std::uint64_t v;
-            std::memcpy(&v, p, 8);
-            const std::uint64_t blue = (((v & fives) * w.keep + blueTerm) >> 8) & fives;
-            const std::uint64_t green = ((((v >> 5) & fives) * w.keep + greenTerm) >> 3) & (fives << 5);
-            const std::uint64_t red = (((v >> 10) & fives) * (4 * w.keep) + redTerm) & (fives << 10);
-            const std::uint64_t out = red | green | blue;
-            std::memcpy(p, &out, 8);
-        }
-        for (; n > 0; --n, p += 2) Fmt::blendInt(p, w);
-    } else {
-        for (; n > 0; --n, p += Fmt::kBytes) Fmt::blendInt(p, w);
     }
+    for (; n > 0; --n, p += Fmt::kBytes) Fmt::blendInt(p, w);
 }
 
 // Calls f(FormatN{}) for the surface format `bpp` and returns true, or

@@ -150,12 +150,36 @@ def check_members(calls: List[Call]) -> List[str]:
     return problems
 
 
+# --- Status codes and modes of the headers ------------------------------------------------
+
+# The enumerations (and the C header's own codes) Python names.
+ENUMS = {"include/KWRRender.h": ("KWRRenderError", "KWRCullMode", "KWRTextureFilter"),
+         "include/KWRImage.h": ("KWRImageError", "KWRAlphaSource")}
+
+
+def header_constants() -> List[Tuple[str, int]]:
+    found: List[Tuple[str, int]] = []
+    for path, enums in ENUMS.items():
+        with open(os.path.join(ROOT, path), encoding="utf-8") as f:
+            text = f.read()
+        for enum in enums:
+            m = re.search(r"enum " + enum + r"\b[^{]*\{(.*?)\}", text, re.S)
+            if not m:
+                fail(f"{path}: no enum {enum}")
+            found += [(n, int(v)) for n, v in re.findall(r"\b(KWR_\w+)\s*=\s*(\d+)", m.group(1))]
+    with open(os.path.join(ROOT, "include/kwrender.h"), encoding="utf-8") as f:
+        known = dict(found)
+        for n, v in re.findall(r"#define (KWR_(?:OK|ERROR_\w+))\s+(\d+)", f.read()):
+            if n not in known:
+                found.append((n, int(v)))
+    return found
+
+
 # --- Outputs -------------------------------------------------------------------------------
 
 def c_declaration(call: Call) -> str:
     params = ([Param("kwr_context*", "ctx")] if call.takes_context else []) + call.params
-    args = ", ".join(f"{p.ctype} {p.name}".replace("* ", "* ") for p in params) or "void"
-    args = re.sub(r"(\w)\* (\w)", r"\1* \2", args)
+    args = ", ".join(f"{p.ctype} {p.name}" for p in params) or "void"
     return f"{call.result} {call.cname}({args})"
 
 
@@ -184,61 +208,36 @@ def gen_c_forwarders(calls: List[Call]) -> str:
     return "\n".join(out) + "\n"
 
 
-PY_CHECK = {"int": "chk.as_int", "float": "chk.as_float", "uint32_t": "chk.as_argb"}
-PY_HINT = {"int": "int", "float": "float", "uint32_t": "int"}
-
-
-def python_method(call: Call) -> List[str]:
-    name = call.cname[len("kwr_"):]
-    for p in call.params:
-        if p.ctype not in PY_CHECK:
-            fail(f"{TABLE}:{call.line}: Python cannot make {name} ({p.ctype} {p.name}): mark it py-own or py-none")
-    # Long signatures and calls take one line per vertex: the arguments
-    # ending in the same digit.
-    groups: Dict[str, List[Param]] = {}
-    for p in call.params:
-        groups.setdefault(p.name[-1] if p.name[-1].isdigit() else "", []).append(p)
-    sig = ", ".join(["self"] + [f"{p.name}: {PY_HINT[p.ctype]}" for p in call.params])
-    head = f"    def {name}({sig}) -> None:"
-    if len(head) > 110:
-        lines = [f"    def {name}(", "        self,"]
-        for group in groups.values():
-            lines.append("        " + ", ".join(f"{p.name}: {PY_HINT[p.ctype]}" for p in group) + ",")
-        lines.append("    ) -> None:")
-    else:
-        lines = [head]
-    doc = call.doc[0].upper() + call.doc[1:]
-    lines.append(f'        """{doc}{"" if doc.endswith(".") else "."} ({call.cname})"""')
-    checked = [[f"{PY_CHECK[p.ctype]}({p.name!r}, {p.name})" for p in group] for group in groups.values()]
-    flat = ", ".join(v for group in checked for v in group)
-    one = f"        self._call({call.cname!r}, ({flat},))" if flat else f"        self._call({call.cname!r}, ())"
-    if len(one) > 110:
-        lines.append(f"        self._call({call.cname!r}, (")
-        for group in checked:
-            for i in range(0, len(group), 3):
-                lines.append("            " + ", ".join(group[i:i + 3]) + ",")
-        lines.append("        ))")
-    else:
-        lines.append(one)
-    return lines
+PY_TYPES = ("int", "float", "uint32_t")
 
 
 def gen_python(calls: List[Call]) -> str:
-    out = [f'"""{BANNER}', "", "The C interface's signatures, and the methods of Context that only check",
-           "their arguments and call C.", '"""', "", "from __future__ import annotations", "",
-           "from typing import Dict, List, Tuple", "", "from . import _checks as chk", "",
+    out = [f'"""{BANNER}', "", "The C interface's signatures, the headers' status codes and modes, and the",
+           "methods of Context that only check their arguments and call C.", '"""', "",
+           "from __future__ import annotations", "", "from typing import Dict, List, Tuple", "",
            "# name -> (result type, argument types), as the C header spells them.",
            "SIGNATURES: Dict[str, Tuple[str, List[str]]] = {"]
     for call in calls:
         types = (["kwr_context*"] if call.takes_context else []) + [p.ctype for p in call.params]
         out.append(f"    {call.cname!r}: ({call.result!r}, {types!r}),")
-    out += ["}", "", "", "class Calls:", '    """The methods of Context made from the table; Context gives _call."""', "",
-            "    def _call(self, name: str, args: tuple) -> None:", "        raise NotImplementedError"]
+    out += ["}", "", "# Status codes and modes of the C and C++ headers."]
+    out += [f"{name} = {value}" for name, value in header_constants()]
+    out += ["", "# Methods of Context: name -> (C function, argument names, docstring); the",
+            "# argument types are the C function's.",
+            "METHODS: Dict[str, Tuple[str, List[str], str]] = {"]
     for call in calls:
         if call.what == "c" or "py-own" in call.notes or "py-none" in call.notes:
             continue
-        out.append("")
-        out += python_method(call)
+        name = call.cname[len("kwr_"):]
+        for p in call.params:
+            if p.ctype not in PY_TYPES:
+                fail(f"{TABLE}:{call.line}: Python cannot make {name} ({p.ctype} {p.name}): mark it py-own or "
+                     "py-none")
+        doc = call.doc[0].upper() + call.doc[1:]
+        doc += ("" if doc.endswith(".") else ".") + f" ({call.cname})"
+        out.append(f"    {name!r}: ({call.cname!r}, {[p.name for p in call.params]!r},")
+        out.append(f"        {doc!r}),")
+    out.append("}")
     return "\n".join(out) + "\n"
 
 
@@ -263,16 +262,10 @@ def fuzz_args(call: Call) -> str:
 
 def gen_tests(calls: List[Call]) -> str:
     out = [f"// {BANNER}", "//",
-           "// KWR_TABLE_MEMBERS(X): X(what, member, \"C name\") for every member in the table.",
-           "// KWR_TABLE_FUZZED(AUTO, HELPER): the recorded calls random calls are made of:",
+           "// KWR_TABLE_FUZZED(AUTO, HELPER): the recorded calls that random calls are drawn from:",
            "//   AUTO(index, member, arguments...) draws random arguments by their names,",
-           "//   HELPER(index, member, helper) leaves the call to a hand-written helper.",
-           "#define KWR_TABLE_MEMBERS(X) \\"]
+           "//   HELPER(index, member, helper) leaves the call to a hand-written helper."]
     members = [c for c in calls if c.member]
-    for call in members:
-        out.append(f"    X({call.what}, {call.member}, \"{call.cname}\") \\")
-    out[-1] = out[-1][:-2]
-    out.append("")
     out.append("#define KWR_TABLE_FUZZED(AUTO, HELPER) \\")
     index = 0
     for call in members:

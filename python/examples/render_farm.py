@@ -39,6 +39,7 @@ import json
 import os
 import sys
 import time
+import uuid
 from typing import Callable, Dict, Optional
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -113,8 +114,13 @@ def farm(client, frames: int, width: int, height: int, out: str, retries: int = 
     failed: Dict[int, str] = {}
     tries = {i: 0 for i in range(frames)}
 
+    # Keys of this run only: the scheduler may still hold results of an
+    # earlier run under keys without it (drawn by another render function).
+    run = uuid.uuid4().hex[:12]
+
     def submit(i: int):
-        return client.submit(render, i, width, height, key=f"frame-{i}-{width}x{height}-try{tries[i]}", pure=False)
+        return client.submit(render, i, width, height, key=f"frame-{i}-{width}x{height}-{run}-try{tries[i]}",
+                             pure=False)
 
     pending = {submit(i): i for i in range(frames) if i not in done}
     queue = as_completed(list(pending))

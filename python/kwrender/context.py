@@ -5,6 +5,7 @@ from __future__ import annotations
 import ctypes
 import errno as _errno
 import gc
+import inspect
 import os
 import tempfile
 import weakref
@@ -13,7 +14,7 @@ from typing import Any, List, Optional, Tuple, Union
 import numpy as np
 
 from . import _checks as chk
-from ._calls import Calls
+from . import _calls as codes
 from ._native import Frame, MemoryTarget, lib
 
 PathLike = Union[str, "os.PathLike[str]"]
@@ -39,14 +40,13 @@ def _check(function: str, status: int) -> None:
         raise KwrenderError(function, status)
 
 
-_OPEN_FILE, _WRITE_FILE = 3, 5  # the image library's codes of failed file calls
 
 
 def _check_save(function: str, status: int, path: Any) -> None:
     """A failed save: OSError with the system's reason when the file could
     not be created or written (the file that was there is then unchanged),
     else KwrenderError."""
-    if status in (_OPEN_FILE, _WRITE_FILE):
+    if status in (codes.KWR_IMAGE_OPEN_FILE, codes.KWR_IMAGE_WRITE_FILE):
         code = ctypes.get_errno() or _errno.EIO
         raise OSError(code, f"{function}: {error_text(status)}: {os.strerror(code)} "
                             "(the file that was there, if any, is unchanged)", os.fspath(path))
@@ -54,8 +54,8 @@ def _check_save(function: str, status: int, path: Any) -> None:
 
 
 # Culling modes and texture filters (Context.cull, Context.texture_filter).
-CULL_NONE, CULL_BACK, CULL_FRONT = 0, 1, 2
-FILTER_NEAREST, FILTER_BILINEAR = 0, 1
+CULL_NONE, CULL_BACK, CULL_FRONT = codes.KWR_CULL_NONE, codes.KWR_CULL_BACK, codes.KWR_CULL_FRONT
+FILTER_NEAREST, FILTER_BILINEAR = codes.KWR_FILTER_NEAREST, codes.KWR_FILTER_BILINEAR
 
 
 def _address(a: np.ndarray) -> int:
@@ -74,7 +74,7 @@ class _Memory:
         self.context = context
 
 
-class Context(Calls):
+class Context:
     """A render context: a frame buffer of `width` x `height` pixels at `bpp`
     bits (8, 16, 24 or 32), with a float depth buffer when `depth` is true,
     drawing on `threads` threads (0: one per core; default KWRENDER_THREADS
@@ -724,6 +724,47 @@ class Context(Calls):
         coords = [chk.as_int(n, v) for n, v in (("x1", x1), ("y1", y1), ("x2", x2), ("y2", y2))]
         _check("kwr_image2d3", lib.kwr_image2d3(self._handle, *coords, chk.as_float("z", z), image.shape[1],
                                                 image.shape[0], bpp, _address(src)))
+
+# The methods that only check their numbers and call C, made from the table
+# of calls: set_color, clear, put, the boxes, lines and single triangles.
+_CHECK_OF = {"int": chk.as_int, "float": chk.as_float, "uint32_t": chk.as_argb}
+_HINT_OF = {"int": int, "float": float, "uint32_t": int}
+
+
+def _method(name: str, function: str, names: List[str], doc: str) -> Any:
+    types = codes.SIGNATURES[function][1][1:]
+    checks = [_CHECK_OF[t] for t in types]
+    signature = inspect.Signature(
+        [inspect.Parameter("self", inspect.Parameter.POSITIONAL_OR_KEYWORD)]
+        + [inspect.Parameter(n, inspect.Parameter.POSITIONAL_OR_KEYWORD, annotation=_HINT_OF[t])
+           for n, t in zip(names, types)],
+        return_annotation=None)
+
+    def bind(self: "Context", args: tuple, kwargs: dict) -> tuple:
+        try:
+            return signature.bind(self, *args, **kwargs).args[1:]
+        except TypeError as e:
+            missing = [n for n in names[len(args):] if n not in kwargs]
+            if missing and len(args) <= len(names):
+                s = "s" if len(missing) > 1 else ""
+                raise TypeError(f"{name}() missing {len(missing)} required positional argument{s}: "
+                                + ", ".join(repr(m) for m in missing)) from None
+            raise TypeError(f"{name}(): {e}") from None
+
+    def method(self: "Context", *args: Any, **kwargs: Any) -> None:
+        if kwargs or len(args) != len(names):
+            args = bind(self, args, kwargs)
+        self._call(function, tuple(check(n, v) for check, n, v in zip(checks, names, args)))
+
+    method.__name__ = method.__qualname__ = name
+    method.__doc__ = doc
+    method.__signature__ = signature  # type: ignore[attr-defined]
+    return method
+
+
+for _name, (_function, _names, _doc) in codes.METHODS.items():
+    setattr(Context, _name, _method(_name, _function, _names, _doc))
+
 
 def _vertices(xyz: Any, per: int, convert: bool) -> "tuple[np.ndarray, int, int]":
     """The float32 vertices of N primitives of `per` vertices each, shaped

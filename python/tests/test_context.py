@@ -207,6 +207,19 @@ def test_every_triangle_variant_draws():
         assert ctx.frame()[10, 5, :3].any(), name  # drawn over the opaque black
 
 
+def test_table_methods_bind_like_python_functions():
+    a, b = Context(12, 12), Context(12, 12)
+    a.box(1, 2, 7, 9)
+    b.box(x2=7, y1=2, x1=1, y2=9)
+    assert (a.frame() == b.frame()).all()
+    with pytest.raises(TypeError, match="takes|too many"):
+        a.box(1, 2, 3, 4, 5)
+    with pytest.raises(TypeError, match="unexpected keyword"):
+        a.put(1, 2, z=3)
+    with pytest.raises(TypeError, match=r"missing 1 required positional argument: 'y'"):
+        a.put(1)
+
+
 def test_state_calls():
     ctx = Context(8, 8, bpp=32)
     ctx.set_colorf(1.0, 0.5, 0.0)
