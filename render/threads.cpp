@@ -54,10 +54,12 @@ inline void pause() {
 #endif
 }
 
-// How long a waiting thread looks busily, and then giving up the core,
-// before it sleeps, in seconds.
-constexpr double kBusyWait = 50e-6;
-constexpr double kYieldingWait = 300e-6;
+// How long a waiting thread looks busily before it sleeps, in seconds.  (On
+// a loaded machine a thread giving up its core may not get it back for a
+// scheduler tick: a sleeper is woken sooner.)
+constexpr double kBusyWait = 5e-6;
+// The shortest list whose replay moves bands to or from the caller.
+constexpr std::size_t kAdaptingBytes = 64 << 10;
 
 }  // namespace
 
@@ -190,13 +192,15 @@ std::uint64_t ThreadPool::threadsForBands(std::size_t first, std::size_t last) c
 void ThreadPool::reserveSlowly(const RenderState& s, std::size_t bytes) {
     if (bytes > kCommandListBytes - used_) finish(false);
     if (used_ == 0) {
-        // A new list: the workers start on it at once, from this state.
+        // A new list, which the workers replay from this state.  Workers
+        // still looking for work start on it at once; sleeping ones are
+        // woken when there is something to replay (a short list, such as
+        // a few large fills, is drawn after one wake-up, at the flush).
         base_ = s;
         published_ = 0;
         roundStart_ = seconds();
         pending_.store(count_ - 1);
         started_.fetch_add(1);
-        wakeSleepers();
     } else if (used_ - published_ >= kPublishBytes) {
         publish();
     }
@@ -222,8 +226,7 @@ void ThreadPool::wakeSleepers() {
 template <class Done>
 void ThreadPool::waitUntil(Done done) {
     // A short wait is common (the caller records the next few calls, a
-    // worker finishes its last rows): looked for busily, then giving up the
-    // core, then asleep.
+    // worker finishes its last rows): looked for busily, then asleep.
     const double start = seconds();
     for (int i = 1;; ++i) {
         if (done()) return;
@@ -231,9 +234,7 @@ void ThreadPool::waitUntil(Done done) {
             pause();
             continue;
         }
-        const double waited = seconds() - start;
-        if (waited > kYieldingWait) break;
-        if (waited > kBusyWait) std::this_thread::yield();
+        if (seconds() - start > kBusyWait) break;
     }
     std::unique_lock<std::mutex> l(mutex_);
     sleepers_.fetch_add(1);
@@ -307,6 +308,9 @@ void ThreadPool::finish(bool adapt) {
     const bool waited = pending_.load() != 0;
     waitUntil([&] { return pending_.load() == 0; });
     const double end = waited ? seconds() : replayed;
+    // Short lists (a clear, a few large fills) say little about the cost
+    // of recording: they leave the bands as they are.
+    adapt = adapt && used_ >= kAdaptingBytes;
     double workersDone = 0;
     for (std::size_t i = 1; i < finishedAt_.size(); ++i) workersDone = std::max(workersDone, finishedAt_[i]);
     used_ = 0;
