@@ -547,7 +547,10 @@ constexpr bool kLittleEndian = false;
 #endif
 
 template <class Fmt>
-void blendIntRun(unsigned char* p, std::ptrdiff_t n, const IntBlend& w) {
+void blendIntRun(unsigned char* p, std::ptrdiff_t n, const IntBlend& blend) {
+    // A copy the pixel stores cannot alias, so that the terms and masks are
+    // made once, not again for every word.
+    const IntBlend w = blend;
     if constexpr ((Fmt::kBytes == 2 || Fmt::kBytes == 4) && kLittleEndian) {
         using Word = PixelWord<Fmt::kBpp>;
         for (; n >= 8 / Fmt::kBytes; n -= 8 / Fmt::kBytes, p += 8) {
