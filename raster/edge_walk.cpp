@@ -4,6 +4,7 @@
 // (depth, colour, texture coordinates) and its x-step divisor are
 // compile-time parameters of the walk.
 #include <cstdint>
+#include <type_traits>
 
 #include "raster/edge_walk.h"
 
@@ -53,19 +54,11 @@ void copyEnd(EdgeEnd& to, const EdgeEnd& from) {
     to.q = K::kPerspective ? from.q : 0.0f;
 }
 
-// The arrays of one end (left or right) of the table's rows.
-struct Ends {
-    float* z;
-    float* c[4];
-    float* u;
-    float* v;
-    float* q;
-};
-
 }  // namespace
 
-template <unsigned Carried>
-void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFirst, int storeLast) {
+template <unsigned Carried, class Rows>
+void walkEdgeInto(const RenderState& s, const Rows& table, const EdgeEnd& p1, const EdgeEnd& p2, int storeFirst,
+                  int storeLast) {
     using K = Carries<Carried>;
     // Horizontal edges write nothing; the upper end is the top.
     if (p1.y == p2.y) return;
@@ -139,30 +132,25 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFir
     // through the same way but not stored, and the walk ends after storeLast.
     // The current row's attributes live in locals, apart from the table's
     // arrays, so that the compiler keeps them in registers across the stores.
-    const ScanLineTable& t = s.scan;
-    std::int32_t* const leftX = t.scanLeftX;
-    std::int32_t* const rightX = t.scanRightX;
-    const Ends left{t.scanLeftZ, {t.scanLeftColor[0], t.scanLeftColor[1], t.scanLeftColor[2], t.scanLeftColor[3]},
-                    t.scanLeftU, t.scanLeftV, t.scanLeftQ};
-    const Ends right{t.scanRightZ,
-                     {t.scanRightColor[0], t.scanRightColor[1], t.scanRightColor[2], t.scanRightColor[3]},
-                     t.scanRightU, t.scanRightV, t.scanRightQ};
+    // The view in a local: stores into the rows cannot change it.
+    const Rows rows = table;
     std::int64_t x = top.x;
     const std::int64_t xStep = sx * q;
     float z = top.z, c0 = top.c[0], c1 = top.c[1], c2 = top.c[2], c3 = top.c[3], u = top.u, v = top.v, rw = top.q;
-    auto store = [&](int y, const Ends& e) {
-        if constexpr (K::kDepth) e.z[y] = z;
+    auto store = [&](int y, auto side) {
+        constexpr int kSide = decltype(side)::value;
+        if constexpr (K::kDepth) rows.template end<kSide, kEndZ>(y) = z;
         if constexpr (K::kColour) {
-            e.c[0][y] = c0;
-            e.c[1][y] = c1;
-            e.c[2][y] = c2;
-            e.c[3][y] = c3;
+            rows.template end<kSide, kEndRed>(y) = c0;
+            rows.template end<kSide, kEndGreen>(y) = c1;
+            rows.template end<kSide, kEndBlue>(y) = c2;
+            rows.template end<kSide, kEndAlpha>(y) = c3;
         }
         if constexpr (K::kTexCoords) {
-            e.u[y] = u;
-            e.v[y] = v;
+            rows.template end<kSide, kEndU>(y) = u;
+            rows.template end<kSide, kEndV>(y) = v;
         }
-        if constexpr (K::kPerspective) e.q[y] = rw;
+        if constexpr (K::kPerspective) rows.template end<kSide, kEndQ>(y) = rw;
     };
     const int lastRow = static_cast<int>(bot.y) - 1 < storeLast ? static_cast<int>(bot.y) - 1 : storeLast;
     // The carry is taken without a branch: whether it comes is as good as
@@ -195,20 +183,22 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFir
     for (; y < storeFirst && y <= lastRow; ++y) step();
     for (; y <= lastRow; ++y) {
         const std::int32_t xi = static_cast<std::int32_t>(x);
+        std::int32_t& leftX = rows.leftX(y);
+        std::int32_t& rightX = rows.rightX(y);
         if constexpr (Carried == kCarryNothing) {
             // Only the ends: the nearer of the two, without a branch.
-            leftX[y] = leftX[y] > xi ? xi : leftX[y];
-            rightX[y] = rightX[y] < xi - 1 ? xi - 1 : rightX[y];
+            leftX = leftX > xi ? xi : leftX;
+            rightX = rightX < xi - 1 ? xi - 1 : rightX;
             step();
             continue;
         }
-        if (leftX[y] > xi) {
-            leftX[y] = xi;
-            store(y, left);
+        if (leftX > xi) {
+            leftX = xi;
+            store(y, std::integral_constant<int, kLeftEnd>());
         }
-        if (rightX[y] < xi - 1) {
-            rightX[y] = xi - 1;
-            store(y, right);
+        if (rightX < xi - 1) {
+            rightX = xi - 1;
+            store(y, std::integral_constant<int, kRightEnd>());
         }
         step();
     }
@@ -219,9 +209,9 @@ void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFir
 // rejects edges wholly outside the rows first and forms its clip fractions
 // before multiplying; the flat one multiplies first.  Both operation orders
 // are kept as they are, since they differ in the last bit.
-template <unsigned Carried>
-void walkFloatEdge(RenderState& s, float x1, float y1, float z1, float x2, float y2, float z2, int storeFirst,
-                   int storeLast) {
+template <unsigned Carried, class Rows>
+void walkFloatEdgeInto(const RenderState& s, const Rows& rows, float x1, float y1, float z1, float x2, float y2,
+                       float z2, int storeFirst, int storeLast) {
     constexpr bool kDepth = Carries<Carried>::kDepth;
     float xT = x1, yT = y1, zT = z1, xB = x2, yB = y2, zB = z2;
     if (y1 > y2) {
@@ -256,29 +246,41 @@ void walkFloatEdge(RenderState& s, float x1, float y1, float z1, float x2, float
     // The rounded ends lie in rows 0..height, so the integer walk's own
     // reject and clip steps change nothing for finite input; they keep NaN
     // input inside the table.
-    walkEdge<Carried>(s, edgeEnd(roundHalfUp(xT), roundHalfUp(yT), zT), edgeEnd(roundHalfUp(xB), roundHalfUp(yB), zB),
-                      storeFirst, storeLast);
+    walkEdgeInto<Carried>(s, rows, edgeEnd(roundHalfUp(xT), roundHalfUp(yT), zT),
+                          edgeEnd(roundHalfUp(xB), roundHalfUp(yB), zB), storeFirst, storeLast);
 }
 
-// Every walker the library uses.
-template void walkEdge<kCarryNothing>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
-template void walkEdge<kCarryColour>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
-template void walkEdge<kCarryColour | kCarryTexCoords>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
-template void walkEdge<kCarryTexCoords>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
-template void walkEdge<kCarryDepth>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
-template void walkEdge<kCarryDepth | kCarryColour>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
-template void walkEdge<kCarryDepth | kCarryColour | kCarryTexCoords>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
-template void walkEdge<kCarryDepth | kCarryTexCoords>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
+// Every walker the library uses: each set on the scan-line table, and the
+// triangles' sets on small tables.
+#define KWR_WALKER(C, Rows)                                                                                      \
+    template void walkEdgeInto<C, Rows>(const RenderState&, const Rows&, const EdgeEnd&, const EdgeEnd&, int, int);
+#define KWR_WALKERS(C) KWR_WALKER(C, ScanTableRows) KWR_WALKER(C, SmallRows<C>)
+KWR_WALKERS(kCarryNothing)
+KWR_WALKERS(kCarryColour)
+KWR_WALKERS(kCarryColour | kCarryTexCoords)
+KWR_WALKERS(kCarryTexCoords)
+KWR_WALKERS(kCarryDepth)
+KWR_WALKERS(kCarryDepth | kCarryColour)
+KWR_WALKERS(kCarryDepth | kCarryColour | kCarryTexCoords)
+KWR_WALKERS(kCarryDepth | kCarryTexCoords)
 // Clip-space triangles in perspective.
 constexpr unsigned kP = kCarryPerspective;
-template void walkEdge<kCarryColour | kP>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
-template void walkEdge<kCarryColour | kCarryTexCoords | kP>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
-template void walkEdge<kCarryTexCoords | kP>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
-template void walkEdge<kCarryDepth | kCarryColour | kP>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
-template void walkEdge<kCarryDepth | kCarryColour | kCarryTexCoords | kP>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
-template void walkEdge<kCarryDepth | kCarryTexCoords | kP>(RenderState&, const EdgeEnd&, const EdgeEnd&, int, int);
-template void walkFloatEdge<kCarryNothing>(RenderState&, float, float, float, float, float, float, int, int);
-template void walkFloatEdge<kCarryDepth>(RenderState&, float, float, float, float, float, float, int, int);
+KWR_WALKER(kCarryColour | kP, ScanTableRows)
+KWR_WALKER(kCarryColour | kCarryTexCoords | kP, ScanTableRows)
+KWR_WALKER(kCarryTexCoords | kP, ScanTableRows)
+KWR_WALKER(kCarryDepth | kCarryColour | kP, ScanTableRows)
+KWR_WALKER(kCarryDepth | kCarryColour | kCarryTexCoords | kP, ScanTableRows)
+KWR_WALKER(kCarryDepth | kCarryTexCoords | kP, ScanTableRows)
+#undef KWR_WALKERS
+#undef KWR_WALKER
+#define KWR_FLOAT_WALKER(C, Rows)                                                                              \
+    template void walkFloatEdgeInto<C, Rows>(const RenderState&, const Rows&, float, float, float, float, float, \
+                                             float, int, int);
+KWR_FLOAT_WALKER(kCarryNothing, ScanTableRows)
+KWR_FLOAT_WALKER(kCarryDepth, ScanTableRows)
+KWR_FLOAT_WALKER(kCarryNothing, SmallRows<kCarryNothing>)
+KWR_FLOAT_WALKER(kCarryDepth, SmallRows<kCarryDepth>)
+#undef KWR_FLOAT_WALKER
 
 }  // namespace kwr
 

@@ -5,31 +5,10 @@
 #include <climits>
 #include <cstdint>
 
+#include "raster/row_table.h"
 #include "render/state.h"
 
 namespace kwr {
-
-// What a vertex carries besides x and y.  A set of these names an edge
-// walker and a triangle kind: kCarryDepth | kCarryColour | kCarryTexCoords
-// is the "3ct" of UpdateScanLine3ct and kwrTriangle3ct.
-enum Carry : unsigned {
-    kCarryNothing = 0,
-    kCarryDepth = 1,
-    kCarryColour = 2,
-    kCarryTexCoords = 4,
-    // Colour and texture coordinates come divided by w, with 1 / w beside
-    // them (clip-space triangles interpolated in perspective).
-    kCarryPerspective = 8,
-};
-
-// The members of a set, for `if constexpr`.
-template <unsigned Carried>
-struct Carries {
-    static constexpr bool kDepth = (Carried & kCarryDepth) != 0;
-    static constexpr bool kColour = (Carried & kCarryColour) != 0;
-    static constexpr bool kTexCoords = (Carried & kCarryTexCoords) != 0;
-    static constexpr bool kPerspective = (Carried & kCarryPerspective) != 0;
-};
 
 // One end of an edge.  x and y are 64-bit so that the clipping products
 // cannot overflow for any int coordinates.
@@ -61,17 +40,30 @@ inline EdgeEnd edgeEnd(std::int64_t x, std::int64_t y, float z = 0, std::uint32_
 }
 
 // The integer walk of one edge, carrying the attributes in `Carried`, storing
-// rows storeFirst..storeLast of the table (a thread's share of a triangle;
-// every row by default).  Instantiated for every set of attributes.
-template <unsigned Carried>
-void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFirst = 0, int storeLast = INT_MAX);
+// rows storeFirst..storeLast of `rows` (a thread's share of a triangle;
+// every row by default).  Instantiated for every set of attributes on the
+// scan-line table, and for the triangles' sets on small tables.
+template <unsigned Carried, class Rows>
+void walkEdgeInto(const RenderState& s, const Rows& rows, const EdgeEnd& p1, const EdgeEnd& p2, int storeFirst,
+                  int storeLast);
 
 // Float endpoints: clipped in float at row 0 and at the surface height,
 // rounded, then walked as integers.  Instantiated for kCarryNothing and
 // kCarryDepth (z is ignored without depth).
+template <unsigned Carried, class Rows>
+void walkFloatEdgeInto(const RenderState& s, const Rows& rows, float x1, float y1, float z1, float x2, float y2,
+                       float z2, int storeFirst, int storeLast);
+
+// The same into the surface's scan-line table.
+template <unsigned Carried>
+void walkEdge(RenderState& s, const EdgeEnd& p1, const EdgeEnd& p2, int storeFirst = 0, int storeLast = INT_MAX) {
+    walkEdgeInto<Carried>(s, ScanTableRows{&s.scan}, p1, p2, storeFirst, storeLast);
+}
 template <unsigned Carried>
 void walkFloatEdge(RenderState& s, float x1, float y1, float z1, float x2, float y2, float z2, int storeFirst = 0,
-                   int storeLast = INT_MAX);
+                   int storeLast = INT_MAX) {
+    walkFloatEdgeInto<Carried>(s, ScanTableRows{&s.scan}, x1, y1, z1, x2, y2, z2, storeFirst, storeLast);
+}
 
 }  // namespace kwr
 

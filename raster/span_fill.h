@@ -23,6 +23,7 @@
 #endif
 
 #include "KWRRender.h"
+#include "raster/row_table.h"
 #include "render/numeric.h"
 #include "render/pixel_format.h"
 #include "render/state.h"
@@ -174,30 +175,32 @@ struct RowEnds {
 // wider pieces than it was stored in, which stalls the processor), and only
 // with what the fill interpolates.  The channels are spelled out: as a loop
 // they cost 2-5% more instructions per small triangle with g++ 12.
-template <bool Shaded, bool Textured>
-KWR_ALWAYS_INLINE void loadRowEnds(const ScanLineTable& t, int row, bool perspective, RowEnds& e) {
+template <bool Shaded, bool Textured, class Rows>
+KWR_ALWAYS_INLINE void loadRowEnds(const Rows& t, int row, bool perspective, RowEnds& e) {
     if constexpr (Shaded || Textured) {
         e.perspective = perspective;
-        if (perspective) {
-            e.leftQ = t.scanLeftQ[row];
-            e.rightQ = t.scanRightQ[row];
+        if constexpr (Rows::carries(kEndQ)) {
+            if (perspective) {
+                e.leftQ = t.template end<kLeftEnd, kEndQ>(row);
+                e.rightQ = t.template end<kRightEnd, kEndQ>(row);
+            }
         }
     }
     if constexpr (Shaded) {
-        e.leftColor[0] = t.scanLeftColor[0][row];
-        e.leftColor[1] = t.scanLeftColor[1][row];
-        e.leftColor[2] = t.scanLeftColor[2][row];
-        e.leftColor[3] = t.scanLeftColor[3][row];
-        e.rightColor[0] = t.scanRightColor[0][row];
-        e.rightColor[1] = t.scanRightColor[1][row];
-        e.rightColor[2] = t.scanRightColor[2][row];
-        e.rightColor[3] = t.scanRightColor[3][row];
+        e.leftColor[0] = t.template end<kLeftEnd, kEndRed>(row);
+        e.leftColor[1] = t.template end<kLeftEnd, kEndGreen>(row);
+        e.leftColor[2] = t.template end<kLeftEnd, kEndBlue>(row);
+        e.leftColor[3] = t.template end<kLeftEnd, kEndAlpha>(row);
+        e.rightColor[0] = t.template end<kRightEnd, kEndRed>(row);
+        e.rightColor[1] = t.template end<kRightEnd, kEndGreen>(row);
+        e.rightColor[2] = t.template end<kRightEnd, kEndBlue>(row);
+        e.rightColor[3] = t.template end<kRightEnd, kEndAlpha>(row);
     }
     if constexpr (Textured) {
-        e.leftU = t.scanLeftU[row];
-        e.rightU = t.scanRightU[row];
-        e.leftV = t.scanLeftV[row];
-        e.rightV = t.scanRightV[row];
+        e.leftU = t.template end<kLeftEnd, kEndU>(row);
+        e.rightU = t.template end<kRightEnd, kEndU>(row);
+        e.leftV = t.template end<kLeftEnd, kEndV>(row);
+        e.rightV = t.template end<kRightEnd, kEndV>(row);
     }
 }
 
@@ -246,18 +249,17 @@ struct RowRun {
 // The skip test and the clipping of row `row`, with the depth and span
 // parameter corrections taken from the unclipped ends; false for a row
 // that draws nothing.
-template <class Rule, class Fmt>
-bool clipRow(const RenderState& s, const SpanContext& k, int row, RowRun& r) {
+template <class Rule, class Fmt, class Rows>
+bool clipRow(const RenderState& s, const SpanContext& k, const Rows& t, int row, RowRun& r) {
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
     constexpr bool kParam = Rule::kTraits.interpolates();
-    const ScanLineTable& t = s.scan;
-    std::int64_t L = t.scanLeftX[row];
-    std::int64_t R = t.scanRightX[row];
+    std::int64_t L = t.leftX(row);
+    std::int64_t R = t.rightX(row);
     if (L > s.clipRight || R < 0 || L > R) return false;
     float zL = 0, zR = 0;
     if constexpr (kDepth) {
-        zL = t.scanLeftZ[row];
-        zR = t.scanRightZ[row];
+        zL = t.template end<kLeftEnd, kEndZ>(row);
+        zR = t.template end<kRightEnd, kEndZ>(row);
     }
     float sp = 0, p = 0;
     if constexpr (kParam) sp = 1.0f / static_cast<float>(R - L + 1);
@@ -391,26 +393,27 @@ void runRowBlocks(RowRun* runs, int count, const SpanContext& k, BlockRunner blo
 // depth stepped by addition and the span parameter p stepped by addition,
 // both computed ahead into blocks handed to `block`.  Rules of whole spans
 // take each clipped span at once, through the rule's Runs.
-template <class Rule, class Fmt, class ShortSpan>
-void walkSpans(const RenderState& s, int firstRow, int lastRow, const SpanContext& k, BlockRunner block,
-               ShortSpan&& shortSpan) {
+template <class Rule, class Fmt, class Rows, class ShortSpan>
+void walkSpans(const RenderState& s, const Rows& table, int firstRow, int lastRow, const SpanContext& k,
+               BlockRunner block, ShortSpan&& shortSpan) {
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
     if (kDepth && s.zBuffer == nullptr) return;
     // Rows outside the surface or the table are never filled.
     clampRows(s, firstRow, lastRow);
+    // The view in a local: pixel stores cannot change it.
+    const Rows t = table;
     if constexpr (Rule::kTraits.wholeSpan) {
-        const ScanLineTable& t = s.scan;
         typename Rule::template Runs<Fmt> runs(k);
         for (int row = firstRow; row <= lastRow; ++row) {
-            const std::int64_t L = t.scanLeftX[row] > 0 ? t.scanLeftX[row] : 0;
-            const std::int64_t R = t.scanRightX[row] < s.clipRight ? t.scanRightX[row] : s.clipRight;
+            const std::int64_t L = t.leftX(row) > 0 ? t.leftX(row) : 0;
+            const std::int64_t R = t.rightX(row) < s.clipRight ? t.rightX(row) : s.clipRight;
             if (L <= R) runs(s.bits + pixelOffset(static_cast<int>(L), row, s.pitch, Fmt::kBytes), R - L + 1);
         }
     } else {
         RowRun runs[kRowsAtOnce];
         int count = 0;
         for (int row = firstRow; row <= lastRow; ++row) {
-            if (!clipRow<Rule, Fmt>(s, k, row, runs[count])) continue;
+            if (!clipRow<Rule, Fmt>(s, k, t, row, runs[count])) continue;
             if (runs[count].n < kShortSpan<Rule>) {
                 shortSpan(runs[count]);
                 continue;

@@ -378,18 +378,18 @@ void runShortSpan(const SpanContext& k, const RowRun& r) {
         z += dz;
     }
 }
-template <class Rule, class Fmt>
-void walkRule(const RenderState& s, int firstRow, int lastRow, const SpanContext& k) {
-    walkSpans<Rule, Fmt>(s, firstRow, lastRow, k, blockFor<Rule, Fmt>(activeSimdLevel()),
+template <class Rule, class Fmt, class Rows>
+void walkRule(const RenderState& s, const Rows& rows, int firstRow, int lastRow, const SpanContext& k) {
+    walkSpans<Rule, Fmt>(s, rows, firstRow, lastRow, k, blockFor<Rule, Fmt>(activeSimdLevel()),
                          [&](const RowRun& r) { runShortSpan<Rule, Fmt>(k, r); });
 }
 
-// Runs `Rule` over rows firstRow..lastRow on the surface's format; on 8 bpp
-// surfaces what Format8 draws for the rule's fill.
+// Runs `Rule` over rows firstRow..lastRow of `rows` on the surface's format;
+// on 8 bpp surfaces what Format8 draws for the rule's fill.
 // With `perspective` the table holds attributes divided by w and 1 / w
 // (clip-space triangles), and each pixel's attributes are divided by its 1 / w.
-template <class Rule>
-void fillTriangleRows(const RenderState& s, int firstRow, int lastRow, bool perspective = false) {
+template <class Rule, class Rows>
+void fillTriangleRows(const RenderState& s, const Rows& rows, int firstRow, int lastRow, bool perspective) {
     if (firstRow > lastRow) return;
     const SpanContext k = makeSpanContext<Rule>(s, perspective);
     withFormat(s.renderBpp, [&](auto format) {
@@ -397,22 +397,27 @@ void fillTriangleRows(const RenderState& s, int firstRow, int lastRow, bool pers
         if constexpr (Fmt::kBpp == 8) {
             constexpr Cube8 kOn8 = Format8::fillOn8(Rule::kTraits.letters);
             if constexpr (kOn8 == Cube8::kLowByte) {
-                walkSpans<RuleCubeRun<true>, Fmt>(s, firstRow, lastRow, k, BlockRunner{nullptr, 1}, 0);
+                walkSpans<RuleCubeRun<true>, Fmt>(s, rows, firstRow, lastRow, k, BlockRunner{nullptr, 1}, 0);
             } else if constexpr (kOn8 != Cube8::kNothing && Rule::kTraits.depth == DepthTest::kNone) {
-                walkSpans<RuleCubeRun<false>, Fmt>(s, firstRow, lastRow, k, BlockRunner{nullptr, 1}, 0);
+                walkSpans<RuleCubeRun<false>, Fmt>(s, rows, firstRow, lastRow, k, BlockRunner{nullptr, 1}, 0);
             } else if constexpr (kOn8 == Cube8::kCubeColour) {
                 static_assert(Rule::kTraits.depth == DepthTest::kNearer, "the cube fills test strictly");
-                walkRule<RuleCubeWithDepth, Fmt>(s, firstRow, lastRow, k);
+                walkRule<RuleCubeWithDepth, Fmt>(s, rows, firstRow, lastRow, k);
             } else if constexpr (kOn8 == Cube8::kCubeColourNoDepth) {
                 static_assert(Rule::kTraits.depth == DepthTest::kNearer, "the cube fills test strictly");
-                walkRule<RuleCubeNoDepth, Fmt>(s, firstRow, lastRow, k);
+                walkRule<RuleCubeNoDepth, Fmt>(s, rows, firstRow, lastRow, k);
             }
         } else if constexpr (Rule::kTraits.wholeSpan) {
-            walkSpans<Rule, Fmt>(s, firstRow, lastRow, k, BlockRunner{nullptr, 1}, 0);
+            walkSpans<Rule, Fmt>(s, rows, firstRow, lastRow, k, BlockRunner{nullptr, 1}, 0);
         } else {
-            walkRule<Rule, Fmt>(s, firstRow, lastRow, k);
+            walkRule<Rule, Fmt>(s, rows, firstRow, lastRow, k);
         }
     });
+}
+// The same over the surface's scan-line table.
+template <class Rule>
+void fillTriangleRows(const RenderState& s, int firstRow, int lastRow, bool perspective = false) {
+    fillTriangleRows<Rule>(s, ScanTableRows{&s.scan}, firstRow, lastRow, perspective);
 }
 
 }  // namespace kwr

@@ -4,6 +4,7 @@
 // range, reset, three edge walks and one fill.  What a vertex carries (a set
 // of Carry bits, raster/edge_walk.h) and the coordinate form are
 // compile-time parameters; the public members are one-line calls.
+#include <atomic>
 #include <climits>
 #include <cstdint>
 #include <type_traits>
@@ -81,20 +82,20 @@ bool blends(const RenderState& s, const Vertex<T>* v) {
     }
 }
 
-template <unsigned Carried>
-void fill(const RenderState& s, RowRange rows, bool blend, bool perspective = false) {
+template <unsigned Carried, class Rows>
+void fill(const RenderState& s, const Rows& table, RowRange rows, bool blend, bool perspective = false) {
     if (blend) {
-        fillTriangleRows<typename SpanFills<Carried>::Blended>(s, rows.first, rows.last, perspective);
+        fillTriangleRows<typename SpanFills<Carried>::Blended>(s, table, rows.first, rows.last, perspective);
     } else {
-        fillTriangleRows<typename SpanFills<Carried>::Opaque>(s, rows.first, rows.last, perspective);
+        fillTriangleRows<typename SpanFills<Carried>::Opaque>(s, table, rows.first, rows.last, perspective);
     }
 }
 
 // The fill over the rows of the range this state draws.
-template <unsigned Carried>
-void fillOwned(const RenderState& s, RowRange rows, bool blend, bool perspective = false) {
+template <unsigned Carried, class Rows>
+void fillOwned(const RenderState& s, const Rows& table, RowRange rows, bool blend, bool perspective = false) {
     for (RowRange run = firstOwnedRun(s, rows); run.first <= run.last; run = nextOwnedRun(s, run, rows))
-        fill<Carried>(s, run, blend, perspective);
+        fill<Carried>(s, table, run, blend, perspective);
 }
 
 // The flat and the depth-only kinds hand float vertices to the float edge
@@ -103,14 +104,14 @@ template <unsigned Carried>
 constexpr bool kWalksFloat = (Carried & ~static_cast<unsigned>(kCarryDepth)) == 0;
 
 // The float vertices of the flat and depth-only kinds, unrounded.
-template <unsigned Carried>
-void walk(RenderState& s, const Vertex<float>& a, const Vertex<float>& b, RowRange store) {
-    walkFloatEdge<Carried>(s, a.x, a.y, a.z, b.x, b.y, b.z, store.first, store.last);
+template <unsigned Carried, class Rows>
+void walk(const RenderState& s, const Rows& table, const Vertex<float>& a, const Vertex<float>& b, RowRange store) {
+    walkFloatEdgeInto<Carried>(s, table, a.x, a.y, a.z, b.x, b.y, b.z, store.first, store.last);
 }
 // Integer edge ends, made once per vertex.
-template <unsigned Carried>
-void walk(RenderState& s, const EdgeEnd& a, const EdgeEnd& b, RowRange store) {
-    walkEdge<Carried>(s, a, b, store.first, store.last);
+template <unsigned Carried, class Rows>
+void walk(const RenderState& s, const Rows& table, const EdgeEnd& a, const EdgeEnd& b, RowRange store) {
+    walkEdgeInto<Carried>(s, table, a, b, store.first, store.last);
 }
 
 // The vertices from top to bottom.
@@ -139,12 +140,12 @@ Sorted<T> sortByY(const Vertex<T>* v) {
 
 // Top to middle and middle to bottom only where they can reach the surface,
 // then top to bottom; the table takes rows store.first..store.last.
-template <unsigned Carried, class End>
-void walkEdges(RenderState& s, const End& top, const End& mid, const End& bot, bool topEdge, bool bottomEdge,
-               RowRange store) {
-    if (topEdge) walk<Carried>(s, top, mid, store);
-    if (bottomEdge) walk<Carried>(s, mid, bot, store);
-    walk<Carried>(s, top, bot, store);
+template <unsigned Carried, class Rows, class End>
+void walkEdges(const RenderState& s, const Rows& table, const End& top, const End& mid, const End& bot, bool topEdge,
+               bool bottomEdge, RowRange store) {
+    if (topEdge) walk<Carried>(s, table, top, mid, store);
+    if (bottomEdge) walk<Carried>(s, table, mid, bot, store);
+    walk<Carried>(s, table, top, bot, store);
 }
 
 // A vertex as an integer edge end, x and y rounded when they are floats.
@@ -167,15 +168,49 @@ EdgeEnd endOf(const Vertex<T>& p) {
     return e;
 }
 
+// Resets the rows of `table`, walks the three edges into it (storing rows
+// store.first..store.last) and fills the rows.
+template <unsigned Carried, bool Banded, class T, class Rows>
+void walkAndFill(const RenderState& s, const Rows& table, RowRange rows, RowRange store, const Sorted<T>& o,
+                 const Vertex<T>* v) {
+    constexpr bool kInt = std::is_same<T, int>::value;
+    const Vertex<T>& top = *o.v[0];
+    const Vertex<T>& mid = *o.v[1];
+    const Vertex<T>& bot = *o.v[2];
+    resetRows(table, rows);
+    const bool topEdge = mid.y >= 0;
+    const bool bottomEdge = kInt ? mid.y <= s.clipBottom : s.clipBottomF >= mid.y;
+    if constexpr (!kInt && kWalksFloat<Carried>) {
+        // With every vertex between row 0 and the last row, the float walks
+        // clip nothing and only round their ends: rounding each vertex once
+        // and walking in integers gives the same rows.
+        if (top.y >= 0.0f && bot.y <= s.clipBottomF) {
+            const EdgeEnd t = endOf<Carried>(top), m = endOf<Carried>(mid), b = endOf<Carried>(bot);
+            walkEdges<Carried>(s, table, t, m, b, topEdge, bottomEdge, store);
+        } else {
+            walkEdges<Carried>(s, table, top, mid, bot, topEdge, bottomEdge, store);
+        }
+    } else {
+        const EdgeEnd t = endOf<Carried>(top), m = endOf<Carried>(mid), b = endOf<Carried>(bot);
+        walkEdges<Carried>(s, table, t, m, b, topEdge, bottomEdge, store);
+    }
+    const bool blend = blends<Carried>(s, v);
+    if constexpr (Banded) fillOwned<Carried>(s, table, rows, blend);
+    else fill<Carried>(s, table, rows, blend);
+}
+
+std::atomic<int> g_smallRows{kSmallTriangleRows};
+
 // The body every triangle runs.  Float vertices are rejected, ranged and
 // tested for their edges unrounded.  A banded state (one of several threads)
-// draws only the rows it owns.
+// draws only the rows it owns.  A triangle of a few rows keeps them in a
+// small table on the stack, each row's ends side by side, and walks and
+// fills them there; the others use the surface's scan-line table.
 template <unsigned Carried, bool Banded, class T>
 void rasterise(RenderState& s, const Vertex<T>* v) {
     constexpr bool kInt = std::is_same<T, int>::value;
     const Sorted<T> o = sortByY(v);
     const Vertex<T>& top = *o.v[0];
-    const Vertex<T>& mid = *o.v[1];
     const Vertex<T>& bot = *o.v[2];
     RowRange rows;
     bool bottomOnSurface;
@@ -195,27 +230,13 @@ void rasterise(RenderState& s, const Vertex<T>* v) {
     // resets, walks into and fills only the rows from its first to its last.
     if constexpr (Banded) rows = ownedRows(s, rows);
     if (rows.first > rows.last) return;
-    resetRows(s, rows);
-    const RowRange store = Banded ? rows : RowRange{0, INT_MAX};
-    const bool topEdge = mid.y >= 0;
-    const bool bottomEdge = kInt ? mid.y <= s.clipBottom : s.clipBottomF >= mid.y;
-    if constexpr (!kInt && kWalksFloat<Carried>) {
-        // With every vertex between row 0 and the last row, the float walks
-        // clip nothing and only round their ends: rounding each vertex once
-        // and walking in integers gives the same rows.
-        if (top.y >= 0.0f && bot.y <= s.clipBottomF) {
-            const EdgeEnd t = endOf<Carried>(top), m = endOf<Carried>(mid), b = endOf<Carried>(bot);
-            walkEdges<Carried>(s, t, m, b, topEdge, bottomEdge, store);
-        } else {
-            walkEdges<Carried>(s, top, mid, bot, topEdge, bottomEdge, store);
-        }
+    if (rows.last - rows.first < g_smallRows.load(std::memory_order_relaxed)) {
+        // The edges store only the triangle's rows, the ones the table has.
+        SmallRow<Carried> local[kSmallTriangleRows];
+        walkAndFill<Carried, Banded>(s, SmallRows<Carried>{local, rows.first}, rows, rows, o, v);
     } else {
-        const EdgeEnd t = endOf<Carried>(top), m = endOf<Carried>(mid), b = endOf<Carried>(bot);
-        walkEdges<Carried>(s, t, m, b, topEdge, bottomEdge, store);
+        walkAndFill<Carried, Banded>(s, ScanTableRows{&s.scan}, rows, Banded ? rows : RowRange{0, INT_MAX}, o, v);
     }
-    const bool blend = blends<Carried>(s, v);
-    if constexpr (Banded) fillOwned<Carried>(s, rows, blend);
-    else fill<Carried>(s, rows, blend);
 }
 
 // The fallbacks: without a depth test in force a triangle drops its depths,
@@ -266,7 +287,8 @@ void rasterisePolygon(RenderState& s, const ScreenPolygon<N>& p, bool blend) {
     if (bottom <= s.clipBottomF) --rows.last;
     if constexpr (Banded) rows = ownedRows(s, rows);
     if (rows.first > rows.last) return;
-    resetRows(s, rows);
+    const ScanTableRows table{&s.scan};
+    resetRows(table, rows);
     const RowRange store = Banded ? rows : RowRange{0, INT_MAX};
     for (int i = 0; i < p.count; ++i) {
         const ScreenVertex& a = p.v[i];
@@ -277,8 +299,8 @@ void rasterisePolygon(RenderState& s, const ScreenPolygon<N>& p, bool blend) {
         else
             walkFloatEdge<Carried>(s, a.x, a.y, a.z, b.x, b.y, b.z, store.first, store.last);
     }
-    if constexpr (Banded) fillOwned<Carried>(s, rows, blend, kPerspective);
-    else fill<Carried>(s, rows, blend, kPerspective);
+    if constexpr (Banded) fillOwned<Carried>(s, table, rows, blend, kPerspective);
+    else fill<Carried>(s, table, rows, blend, kPerspective);
 }
 
 template <unsigned Carried, int N>
@@ -373,6 +395,11 @@ void drawRecorded(RenderState& s, const Recorded<Carried, Form>& r) {
 constexpr unsigned kFlat = kCarryNothing, k3 = kCarryDepth, kC = kCarryColour, kT = kCarryTexCoords;
 
 }  // namespace
+
+int forceSmallTriangleRows(int rows) {
+    const int limit = rows < 0 ? 0 : (rows > kSmallTriangleRows ? kSmallTriangleRows : rows);
+    return g_smallRows.exchange(limit, std::memory_order_relaxed);
+}
 
 void drawScreenPolygon(RenderState& s, const ScreenPolygon<3>& p) { drawPolygon(s, p); }
 void drawScreenPolygon(RenderState& s, const ScreenPolygon<kMaxPolygonVertices>& p) { drawPolygon(s, p); }

@@ -2,6 +2,7 @@
 #ifndef KWR_RASTER_TRIANGLE_ROWS_H
 #define KWR_RASTER_TRIANGLE_ROWS_H
 
+#include "raster/row_table.h"
 #include "render/numeric.h"
 #include "render/state.h"
 
@@ -61,10 +62,12 @@ inline RowRange nextOwnedRun(const RenderState& s, RowRange run, RowRange r) {
 }
 
 // Marks every row of the range as not reached by any edge yet.
-inline void resetRows(RenderState& s, RowRange r) {
+template <class Rows>
+void resetRows(const Rows& table, RowRange r) {
+    const Rows t = table;
     for (int y = r.first; y <= r.last; ++y) {
-        s.scan.scanLeftX[y] = 32767;
-        s.scan.scanRightX[y] = -32767;
+        t.leftX(y) = 32767;
+        t.rightX(y) = -32767;
     }
 }
 

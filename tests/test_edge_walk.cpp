@@ -6,6 +6,7 @@
 #include <random>
 #include <vector>
 
+#include "raster/row_table.h"
 #include "surface_fixture.h"
 
 using kwr::Access;
@@ -164,6 +165,8 @@ TEST(EdgeWalk, UnclippedFloatWalksEqualIntegerWalksOfRoundedEnds) {
 TEST(FrontEnd, RejectsOffSurfaceTrianglesAndSortsStably) {
     Surface s(24, 8, 8);
     s->kwrSetThreads(1);  // the table read below is the calling thread's
+    // Every triangle in the surface's table (small ones keep a table of their own).
+    const int smallRows = kwr::forceSmallTriangleRows(0);
     s.s().scan.scanLeftX[0] = 123;
     s->kwrTriangle(0, 8, 5, 9, 2, 20);    // below
     s->kwrTriangle(0, -8, 5, -1, 2, -3);  // above
@@ -179,4 +182,5 @@ TEST(FrontEnd, RejectsOffSurfaceTrianglesAndSortsStably) {
     EXPECT_EQ(s.s().scan.scanLeftX[3], 1);
     EXPECT_EQ(s.s().scan.scanRightX[3], 4);
     EXPECT_FLOAT_EQ(s.s().scan.scanLeftColor[1][3], 255.0f);  // green from (1,3)
+    kwr::forceSmallTriangleRows(smallRows);
 }
