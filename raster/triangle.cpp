@@ -325,6 +325,22 @@ struct Recorded {
 template <unsigned Carried, class Form>
 void drawRecorded(RenderState& s, const Recorded<Carried, Form>& r);
 
+// A triangle recorded together with the change of colour just before it:
+// every thread takes the colour, the threads whose rows it may reach draw
+// the triangle.  (One record instead of two for a colour per triangle.)
+template <unsigned Carried, class Form>
+struct RecordedAfterColour {
+    Recorded<Carried, Form> triangle;
+    std::uint64_t threads;
+    std::uint32_t argb;
+};
+
+template <unsigned Carried, class Form>
+void drawRecordedAfterColour(RenderState& s, const RecordedAfterColour<Carried, Form>& r) {
+    setCurrentColour(s, r.argb);
+    if ((r.threads >> s.bandIndex) & 1u) drawRecorded(s, r.triangle);
+}
+
 // Records a triangle for the threads whose rows it may reach.
 template <unsigned Carried, class Form>
 KWR_NOINLINE void recordTriangle(RenderState& s, const Recorded<Carried, Form>& r) {
@@ -333,15 +349,13 @@ KWR_NOINLINE void recordTriangle(RenderState& s, const Recorded<Carried, Form>& 
         y[i] = static_cast<double>(r.v[i].y);
         if constexpr (Form::kCentred) y[i] = static_cast<double>(centredY(s, r.v[i].y));
     }
-    double top = y[0], bottom = y[0];
-    for (int i = 1; i < 3; ++i) {
-        top = y[i] < top ? y[i] : top;
-        bottom = y[i] > bottom ? y[i] : bottom;
-    }
-    // NaN anywhere: every thread looks at it.
-    const bool nan = y[0] != y[0] || y[1] != y[1] || y[2] != y[2];
-    const std::uint64_t threads = nan ? kAllThreads : s.pool->threadsForRows(top, bottom, s.height);
-    recordInternal<Recorded<Carried, Form>, &drawRecorded<Carried, Form>>(s, r, threads);
+    const std::uint64_t threads = s.pool->threadsForTriangle(y[0], y[1], y[2], s.height);
+    std::uint32_t argb;
+    if (s.pool->takeColour(argb))
+        recordInternal<RecordedAfterColour<Carried, Form>, &drawRecordedAfterColour<Carried, Form>>(
+            s, RecordedAfterColour<Carried, Form>{r, threads, argb}, kAllThreads);
+    else
+        recordInternal<Recorded<Carried, Form>, &drawRecorded<Carried, Form>>(s, r, threads);
 }
 
 // The three vertices as the caller passed them, worked on in place: the

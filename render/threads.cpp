@@ -206,6 +206,21 @@ void ThreadPool::reserveSlowly(const RenderState& s, std::size_t bytes) {
     }
 }
 
+namespace {
+void replayColour(KWRRender&, RenderState& s, const unsigned char* args) {
+    std::uint32_t argb;
+    std::memcpy(&argb, args, sizeof argb);
+    setCurrentColour(s, argb);
+}
+}  // namespace
+
+void ThreadPool::recordColour(const RenderState& s, std::uint32_t argb) {
+    CommandHeader h{&replayColour, 0, kAllThreads};
+    unsigned char* const at = reserve(s, sizeof argb, h);
+    std::memcpy(at, &argb, sizeof argb);
+    colourAt_ = used_ - kColourRecordBytes;
+}
+
 // Hands every complete record to the workers.
 void ThreadPool::publish() {
     published_ = used_;
@@ -315,6 +330,7 @@ void ThreadPool::finish(bool adapt) {
     for (std::size_t i = 1; i < finishedAt_.size(); ++i) workersDone = std::max(workersDone, finishedAt_[i]);
     used_ = 0;
     published_ = 0;
+    colourAt_ = 0;
     ready_.store(0);
     closed_.store(false);
     if (adapt) adaptCallerBands(waited ? end - replayed : 0.0, waited ? 0.0 : replayed - workersDone, end - roundStart_);

@@ -112,6 +112,28 @@ public:
         return threadsForBands(a, b);
     }
 
+    // The threads a triangle with corners on these rows may reach (all of
+    // them when a row is NaN).
+    std::uint64_t threadsForTriangle(double y0, double y1, double y2, int rows) const {
+        if (y0 != y0 || y1 != y1 || y2 != y2) return kAllThreads;
+        const double top = y0 < y1 ? (y0 < y2 ? y0 : y2) : (y1 < y2 ? y1 : y2);
+        const double bottom = y0 > y1 ? (y0 > y2 ? y0 : y2) : (y1 > y2 ? y1 : y2);
+        return threadsForRows(top, bottom, rows);
+    }
+
+    // Records a change of the current colour, for every thread.
+    void recordColour(const RenderState& s, std::uint32_t argb);
+    // When the last record is a change of colour that no worker may have
+    // seen yet: takes it back (the caller records the colour with what
+    // follows instead) and gives its colour.
+    bool takeColour(std::uint32_t& argb) {
+        if (colourAt_ == 0 || colourAt_ < published_ || colourAt_ + kColourRecordBytes != used_) return false;
+        std::memcpy(&argb, list_.get() + colourAt_ + kArgsAt, sizeof argb);
+        used_ = colourAt_;
+        colourAt_ = 0;
+        return true;
+    }
+
     // Room for a record of `argBytes` bytes of arguments; draws the list
     // first when it is full.  `s` is the caller's state, copied as the
     // starting state of the threads when the list is empty.
@@ -153,6 +175,8 @@ private:
     std::unique_ptr<unsigned char[]> list_;
     std::size_t used_ = 0;       // recorded bytes
     std::size_t published_ = 0;  // of them, handed to the workers
+    std::size_t colourAt_ = 0;   // where the last change of colour was recorded (0: none to take back)
+    static constexpr std::size_t kColourRecordBytes = kArgsAt + recordRoundUp(sizeof(std::uint32_t));
     RenderState base_{};  // the caller's state when the list was started
     double roundStart_ = 0;  // when the list was started, in seconds
 
