@@ -127,9 +127,8 @@ struct Batches {
             if (colors != nullptr) std::memcpy(to, colors + first * 3, n * colorBytes(b));
             to += n * colorBytes(b);
             if (uv != nullptr) std::memcpy(to, uv + first * 6, n * uvBytes(b));
-            // Threads none of the run's triangles reaches skip it; the
-            // record is not the workers' until the next is reserved.
-            std::memcpy(at - kArgsAt + offsetof(CommandHeader, threads), &any, sizeof any);
+            // Threads none of the run's triangles reaches skip it.
+            ThreadPool::setThreads(at, any);
         }
         return true;
     }

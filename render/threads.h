@@ -146,6 +146,12 @@ public:
         used_ += header.bytes;
         return at + kArgsAt;
     }
+    // Sets the threads of the record whose arguments start at `args`, the
+    // last one reserved (a record of several draws learns them as it is
+    // written; the workers see it only once the next one is reserved).
+    static void setThreads(unsigned char* args, std::uint64_t threads) {
+        std::memcpy(args - kArgsAt + offsetof(CommandHeader, threads), &threads, sizeof threads);
+    }
     // Draws every recorded call and empties the list.
     void flush() { finish(true); }
     // Bytes recorded since the last flush (tests see what a call recorded).

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <cstdio>
@@ -122,8 +123,8 @@ TEST(Threads, EveryThreadCountAndBandDrawsTheOneCoreBytes) {
 // triangles anywhere on the surface (many across the edges of bands), some
 // large, a few with hostile coordinates.
 struct Batch {
-    std::vector<float> xy, xyz, uv;
-    std::vector<std::uint32_t> colors;
+    std::vector<float> xy, xyz, uv, xyzw;
+    std::vector<std::uint32_t> colors, indices;
 };
 
 std::unique_ptr<Batch> randomBatch(Fuzzer& f, std::size_t triangles) {
@@ -140,6 +141,12 @@ std::unique_ptr<Batch> randomBatch(Fuzzer& f, std::size_t triangles) {
             b->xyz.insert(b->xyz.end(), {x, y, z});
             b->uv.insert(b->uv.end(), {2 * unit(f.rng) - 0.5f, 2 * unit(f.rng) - 0.5f});
             b->colors.push_back(static_cast<std::uint32_t>(f.anyColor()));
+            // The same corner in clip space, at a random depth in front of
+            // the eye, now and then behind it or hostile.
+            const float w = f.chance(5) ? f.anyFloat(2.0f) : 0.25f + 3.0f * unit(f.rng);
+            const float nx = (2 * x / kWidth - 1) * w, ny = (1 - 2 * y / kHeight) * w;
+            b->xyzw.insert(b->xyzw.end(), {nx, ny, (1.4f * unit(f.rng) - 0.2f) * w, w});
+            b->indices.push_back(static_cast<std::uint32_t>(f.pick(static_cast<int>(3 * triangles))));
         }
     }
     return b;
@@ -161,14 +168,14 @@ Frame drawBatches(int bpp, std::uint32_t seed, int threads, int bandRows, bool s
     kwr_set_texture(ctx, texels.data(), 5, 3, 20);
     kwr_set_color(ctx, 0xFF102030u);
     kwr_clear(ctx);
-    for (int round = 0; round < 27; ++round) {
+    for (int round = 0; round < 33; ++round) {
         kwr_set_color(ctx, static_cast<std::uint32_t>(f.anyColor()));
         kwr_alpha_enable(ctx, f.pick(2));
         kwr_ztest_enable(ctx, f.pick(3) != 0);
         // Past one record's run of triangles now and then.
         std::unique_ptr<Batch> b = randomBatch(f, 1 + static_cast<std::size_t>(f.chance(30) ? f.pick(900) : f.pick(40)));
         const std::size_t n = b->colors.size() / 3;
-        switch (round % 9) {
+        switch (round % 11) {
         case 0: EXPECT_EQ(kwr_trianglesf(ctx, n, b->xy.data()), KWR_OK); break;
         case 1: EXPECT_EQ(kwr_triangles3f(ctx, n, b->xyz.data()), KWR_OK); break;
         case 2: EXPECT_EQ(kwr_trianglescf(ctx, n, b->xy.data(), b->colors.data()), KWR_OK); break;
@@ -177,6 +184,25 @@ Frame drawBatches(int bpp, std::uint32_t seed, int threads, int bandRows, bool s
         case 5: EXPECT_EQ(kwr_triangles3tf(ctx, n, b->xyz.data(), b->uv.data()), KWR_OK); break;
         case 6: EXPECT_EQ(kwr_trianglesctf(ctx, n, b->xy.data(), b->colors.data(), b->uv.data()), KWR_OK); break;
         case 7: EXPECT_EQ(kwr_triangles3ctf(ctx, n, b->xyz.data(), b->colors.data(), b->uv.data()), KWR_OK); break;
+        case 8:
+        case 9: {
+            // The status says whether every triangle's corners were finite,
+            // at every thread count, when the call returns.
+            const bool indexed = round % 11 == 9;
+            bool finite = true;
+            for (std::size_t i = 0; i < 3 * n; ++i) {
+                const float* v = b->xyzw.data() + 4 * (indexed ? b->indices[i] : i);
+                finite = finite && std::isfinite(v[0]) && std::isfinite(v[1]) && std::isfinite(v[2]) && std::isfinite(v[3]);
+            }
+            const std::uint32_t* colors = f.chance(50) ? b->colors.data() : nullptr;
+            const float* uv = f.chance(50) ? b->uv.data() : nullptr;
+            const int status =
+                indexed ? kwr_triangles_clip_indexed(ctx, static_cast<int>(3 * n), b->xyzw.data(), colors, uv,
+                                                     static_cast<int>(n), b->indices.data())
+                        : kwr_triangles_clip(ctx, static_cast<int>(n), b->xyzw.data(), colors, uv);
+            EXPECT_EQ(status == KWR_OK, finite);
+            break;
+        }
         default:
             // A colour before each triangle, and calls drawing in the
             // current colour between them: every thread follows the colour,
@@ -197,6 +223,8 @@ Frame drawBatches(int bpp, std::uint32_t seed, int threads, int bandRows, bool s
             std::fill(b->xy.begin(), b->xy.end(), 20.0f);
             std::fill(b->xyz.begin(), b->xyz.end(), 20.0f);
             std::fill(b->uv.begin(), b->uv.end(), 0.0f);
+            std::fill(b->xyzw.begin(), b->xyzw.end(), 0.5f);
+            std::fill(b->indices.begin(), b->indices.end(), 0u);
             std::fill(b->colors.begin(), b->colors.end(), 0xFFFFFFFFu);
             b.reset();
         }
