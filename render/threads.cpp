@@ -128,6 +128,7 @@ bool ThreadPool::resize(int rows) noexcept {
         if (scanBlocks_[i] == nullptr) return false;
     }
     rows_ = rows;
+    if (!bandHeightChosen_) setBandShift(bandShiftFor(rows, count_));
     try {
         layOutBands();
     } catch (const std::exception&) {
@@ -136,11 +137,30 @@ bool ThreadPool::resize(int rows) noexcept {
     return true;
 }
 
+// Rows per band for a surface: about six bands per thread.  Taller bands
+// walk fewer triangles twice (those across a band's edge), shorter ones
+// share large triangles and uneven frames better; at 1024 x 768 on two
+// threads 64 rows did best over the sizes of triangles measured (128:
+// 2-3% fewer instructions on the busier thread for 8 to 500 pixels, 6% more
+// for 20,000; 32: 3-5% more for the small ones).
+int ThreadPool::bandShiftFor(int rows, int threads) {
+    const int perBand = rows / (6 * threads);
+    int shift = 4;
+    while (shift < 8 && (2 << shift) <= perBand) ++shift;
+    return shift;
+}
+
+void ThreadPool::setBandShift(int shift) {
+    bandShift_ = shift;
+    for (auto& sh : shadows_) sh->s.bandHeight = 1 << bandShift_;
+}
+
 void ThreadPool::setBandHeight(int rows) {
     flush();
-    bandShift_ = 0;
-    while (bandShift_ < 16 && (2 << bandShift_) <= rows) ++bandShift_;
-    for (auto& sh : shadows_) sh->s.bandHeight = 1 << bandShift_;
+    bandHeightChosen_ = true;
+    int shift = 0;
+    while (shift < 16 && (2 << shift) <= rows) ++shift;
+    setBandShift(shift);
     layOutBands();
 }
 

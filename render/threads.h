@@ -88,8 +88,9 @@ public:
     // Gives every thread a scan-line table for `rows` rows; false when the
     // memory cannot be had (the pool is then unusable and must go).
     bool resize(int rows) noexcept;
-    // Rows per band: the largest power of two up to `rows` (tests vary it;
-    // results never depend on it).
+    // Rows per band from now on: the largest power of two up to `rows`
+    // (tests vary it; results never depend on it).  Until then each
+    // surface gets its own (bandShiftFor).
     void setBandHeight(int rows);
     // How many of each thread's share of bands the caller owns, from 0 to
     // kBandsPerThread, from now on; -1: chosen at each flush from how long
@@ -163,6 +164,8 @@ private:
     void publish();
     void finish(bool adapt);
     void layOutBands();
+    static int bandShiftFor(int rows, int threads);
+    void setBandShift(int shift);
     std::uint64_t threadsForBands(std::size_t first, std::size_t last) const;
     void adaptCallerBands(double callerWaited, double workersWaited, double round);
     void workerLoop(int index);
@@ -173,6 +176,7 @@ private:
     std::vector<void*> scanBlocks_;                   // their tables (thread 0 uses the caller's)
     std::vector<std::thread> workers_;                // threads 1..count_-1
     int bandShift_ = kDefaultBandShift;  // log2 of the rows per band
+    bool bandHeightChosen_ = false;      // fixed by setBandHeight
     std::vector<unsigned char> owner_;    // the thread of each band of a cycle
     int rows_ = 0;                        // the surface's
     std::vector<std::uint64_t> bandThreads_;  // the bit of the thread of each band of the surface
