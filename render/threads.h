@@ -65,9 +65,9 @@ struct CommandHeader {
 // Every thread replays the call.
 constexpr std::uint64_t kAllThreads = ~std::uint64_t{0};
 
-// A record: its header, then its arguments, each starting on a boundary
-// any argument type may need.
-constexpr std::size_t kRecordAlign = alignof(std::max_align_t);
+// A record: its header, then its arguments, each starting on an eight-byte
+// boundary (recorded arguments need no more; records stay small).
+constexpr std::size_t kRecordAlign = 8;
 constexpr std::size_t recordRoundUp(std::size_t n) { return (n + kRecordAlign - 1) / kRecordAlign * kRecordAlign; }
 constexpr std::size_t kArgsAt = recordRoundUp(sizeof(CommandHeader));
 // Recorded bytes handed to the workers at a time.
@@ -229,6 +229,7 @@ template <auto Member, class... A>
 KWR_NOINLINE void recordMember(RenderState& s, A... a) {
     using Tuple = typename MemberArgs<decltype(Member)>::Tuple;
     static_assert(std::is_trivially_destructible<Tuple>::value, "recorded arguments are plain values");
+    static_assert(alignof(Tuple) <= kRecordAlign, "records are aligned for their arguments");
     CommandHeader h{&replayMember<Member>, 0, kAllThreads};
     ::new (static_cast<void*>(s.pool->reserve(s, sizeof(Tuple), h))) Tuple(a...);
 }
@@ -257,6 +258,7 @@ template <auto Member, class... A>
 KWR_NOINLINE bool recordMemberCopying(RenderState& s, const unsigned char* data, std::uint64_t bytes, A... a) {
     using Tuple = std::tuple<A...>;
     static_assert(std::is_trivially_destructible<Tuple>::value, "recorded arguments are plain values");
+    static_assert(alignof(Tuple) <= kRecordAlign, "records are aligned for their arguments");
     if (bytes > kMaxCopiedBytes) return false;
     CommandHeader h{&replayCopying<Member, Tuple>, 0, kAllThreads};
     const std::size_t n = static_cast<std::size_t>(bytes);
@@ -274,6 +276,7 @@ void replayInternal(KWRRender&, RenderState& s, const unsigned char* args) {
 template <class Tuple, void (*F)(RenderState&, const Tuple&)>
 void recordInternal(RenderState& s, const Tuple& t, std::uint64_t threads) {
     static_assert(std::is_trivially_copyable<Tuple>::value, "recorded arguments are plain values");
+    static_assert(alignof(Tuple) <= kRecordAlign, "records are aligned for their arguments");
     CommandHeader h{&replayInternal<Tuple, F>, 0, threads};
     ::new (static_cast<void*>(s.pool->reserve(s, sizeof(Tuple), h))) Tuple(t);
 }
