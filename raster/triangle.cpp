@@ -393,7 +393,7 @@ KWR_NOINLINE void recordTriangle(RenderState& s, const Vertex<typename Form::Val
     const Recorded<Carried, Form> r = Recorded<Carried, Form>::pack(v);
     const std::uint64_t threads = s.pool->threadsForTriangle(y[0], y[1], y[2], s.height);
     std::uint32_t argb;
-    if (s.pool->takeColour(argb))
+    if (s.pool->takeColour(s, argb))
         recordInternal<RecordedAfterColour<Carried, Form>, &drawRecordedAfterColour<Carried, Form>>(
             s, RecordedAfterColour<Carried, Form>{r, threads, argb}, kAllThreads);
     else

@@ -276,7 +276,7 @@ int KWRRender::kwrSetRenderBpp(int bpp) {
 }
 
 void KWRRender::kwrSetColor(unsigned long argb) {
-    if (kwr::recording(s)) s.pool->recordColour(s, static_cast<std::uint32_t>(argb));
+    if (kwr::recording(s)) s.pool->holdColour();
     kwr::setCurrentColour(s, static_cast<std::uint32_t>(argb));
 }
 

@@ -234,11 +234,11 @@ void replayColour(KWRRender&, RenderState& s, const unsigned char* args) {
 }
 }  // namespace
 
-void ThreadPool::recordColour(const RenderState& s, std::uint32_t argb) {
+void ThreadPool::recordHeldColour(const RenderState& s) {
+    colourHeld_ = false;
     CommandHeader h{&replayColour, 0, kAllThreads};
-    unsigned char* const at = reserve(s, sizeof argb, h);
-    std::memcpy(at, &argb, sizeof argb);
-    colourAt_ = used_ - kColourRecordBytes;
+    unsigned char* const at = reserve(s, sizeof s.color, h);
+    std::memcpy(at, &s.color, sizeof s.color);
 }
 
 // Hands every complete record to the workers.
@@ -332,6 +332,8 @@ void ThreadPool::workerLoop(int index) {
 }
 
 void ThreadPool::finish(bool adapt) {
+    // The next list starts from the caller's state, colour included.
+    colourHeld_ = false;
     if (used_ == 0) return;
     published_ = used_;
     ready_.store(used_);
@@ -350,7 +352,6 @@ void ThreadPool::finish(bool adapt) {
     for (std::size_t i = 1; i < finishedAt_.size(); ++i) workersDone = std::max(workersDone, finishedAt_[i]);
     used_ = 0;
     published_ = 0;
-    colourAt_ = 0;
     ready_.store(0);
     closed_.store(false);
     if (adapt) adaptCallerBands(waited ? end - replayed : 0.0, waited ? 0.0 : replayed - workersDone, end - roundStart_);

@@ -122,16 +122,16 @@ public:
         return threadsForRows(top, bottom, rows);
     }
 
-    // Records a change of the current colour, for every thread.
-    void recordColour(const RenderState& s, std::uint32_t argb);
-    // When the last record is a change of colour that no worker may have
-    // seen yet: takes it back (the caller records the colour with what
-    // follows instead) and gives its colour.
-    bool takeColour(std::uint32_t& argb) {
-        if (colourAt_ == 0 || colourAt_ < published_ || colourAt_ + kColourRecordBytes != used_) return false;
-        std::memcpy(&argb, list_.get() + colourAt_ + kArgsAt, sizeof argb);
-        used_ = colourAt_;
-        colourAt_ = 0;
+    // A change of the current colour (already made on the caller's state),
+    // recorded for every thread with whatever is recorded next: with the
+    // triangle that follows (takeColour), else as a record of its own.
+    void holdColour() { colourHeld_ = true; }
+    // When a change of colour is held: takes it (the caller records the
+    // caller's colour with what follows) and gives the colour.
+    bool takeColour(const RenderState& s, std::uint32_t& argb) {
+        if (!colourHeld_) return false;
+        colourHeld_ = false;
+        argb = s.color;
         return true;
     }
 
@@ -139,6 +139,7 @@ public:
     // first when it is full.  `s` is the caller's state, copied as the
     // starting state of the threads when the list is empty.
     unsigned char* reserve(const RenderState& s, std::size_t argBytes, CommandHeader& header) {
+        if (colourHeld_) recordHeldColour(s);
         header.bytes = kArgsAt + recordRoundUp(argBytes);
         if (used_ == 0 || used_ - published_ >= kPublishBytes || header.bytes > kCommandListBytes - used_)
             reserveSlowly(s, header.bytes);
@@ -155,12 +156,14 @@ public:
     }
     // Draws every recorded call and empties the list.
     void flush() { finish(true); }
-    // Bytes recorded since the last flush (tests see what a call recorded).
-    std::size_t recordedBytes() const { return used_; }
+    // Bytes recorded since the last flush, a held change of colour included
+    // (tests see what a call recorded).
+    std::size_t recordedBytes() const { return used_ + (colourHeld_ ? kArgsAt + recordRoundUp(4) : 0); }
 
 private:
     ThreadPool() = default;
     void reserveSlowly(const RenderState& s, std::size_t bytes);
+    void recordHeldColour(const RenderState& s);
     void publish();
     void finish(bool adapt);
     void layOutBands();
@@ -185,8 +188,7 @@ private:
     std::unique_ptr<unsigned char[]> list_;
     std::size_t used_ = 0;       // recorded bytes
     std::size_t published_ = 0;  // of them, handed to the workers
-    std::size_t colourAt_ = 0;   // where the last change of colour was recorded (0: none to take back)
-    static constexpr std::size_t kColourRecordBytes = kArgsAt + recordRoundUp(sizeof(std::uint32_t));
+    bool colourHeld_ = false;    // the caller's colour is to be recorded before the next record
     RenderState base_{};  // the caller's state when the list was started
     double roundStart_ = 0;  // when the list was started, in seconds
 

@@ -492,6 +492,7 @@ TEST(Threads, EveryRecordedCallOfTheTableRecordsItself) {
     int checked = 0;
 #define KWR_AUTO(index, member, ...)                                 \
     {                                                                \
+        r.kwrFlush();                                                \
         const std::size_t before = pool->recordedBytes();            \
         r.member(__VA_ARGS__);                                       \
         EXPECT_GT(pool->recordedBytes(), before) << #member;         \
