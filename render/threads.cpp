@@ -60,6 +60,8 @@ inline void pause() {
 constexpr double kBusyWait = 5e-6;
 // The shortest list whose replay moves bands to or from the caller.
 constexpr std::size_t kAdaptingBytes = 64 << 10;
+// Recorded bytes between two wake-ups of sleeping workers.
+constexpr std::size_t kWakeBytes = 16 << 10;
 
 }  // namespace
 
@@ -218,6 +220,7 @@ void ThreadPool::reserveSlowly(const RenderState& s, std::size_t bytes) {
         // a few large fills, is drawn after one wake-up, at the flush).
         base_ = s;
         published_ = 0;
+        wokenAt_ = 0;
         roundStart_ = seconds();
         pending_.store(count_ - 1);
         started_.fetch_add(1);
@@ -241,11 +244,17 @@ void ThreadPool::recordHeldColour(const RenderState& s) {
     std::memcpy(at, &s.color, sizeof s.color);
 }
 
-// Hands every complete record to the workers.
+// Hands every complete record to the workers.  A worker asleep is woken at
+// the list's first records and then only for a good amount of work at a
+// time: waking it is a system call on the caller's time, and a worker that
+// ran out of work replays faster than the caller records.
 void ThreadPool::publish() {
     published_ = used_;
     ready_.store(used_);
-    wakeSleepers();
+    if (wokenAt_ == 0 || used_ - wokenAt_ >= kWakeBytes) {
+        wokenAt_ = used_;
+        wakeSleepers();
+    }
 }
 
 void ThreadPool::wakeSleepers() {

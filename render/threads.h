@@ -188,6 +188,7 @@ private:
     std::unique_ptr<unsigned char[]> list_;
     std::size_t used_ = 0;       // recorded bytes
     std::size_t published_ = 0;  // of them, handed to the workers
+    std::size_t wokenAt_ = 0;    // recorded bytes when sleepers were last woken (0: not yet in this list)
     bool colourHeld_ = false;    // the caller's colour is to be recorded before the next record
     RenderState base_{};  // the caller's state when the list was started
     double roundStart_ = 0;  // when the list was started, in seconds
