@@ -158,6 +158,7 @@ namespace kwr {
 class DibStream;
 struct RenderState;
 struct Access;
+struct Batches;
 class ThreadPool;
 }  // namespace kwr
 
@@ -541,6 +542,7 @@ public:
 
 private:
     friend struct kwr::Access;
+    friend struct kwr::Batches;
     friend class kwr::ThreadPool;
     // A worker thread's copy of a context (made by the pool only).
     struct ShadowTag {};

@@ -2,11 +2,15 @@
 // culling and projection to pixel coordinates, then the triangle
 // rasteriser (raster/triangle.cpp) draws the convex polygon that remains.
 //
-// All of this runs on the caller's thread, also when the context records
-// for several threads: what is recorded is the projected polygon itself,
-// so a recorded call never reads the host's arrays after it returned.
+// When the context records for several threads, the caller checks the
+// arrays and records runs of triangles, each a copy of its vertices with
+// the threads whose rows it may reach; every thread clips and draws its own
+// triangles of a run, and a recorded call never reads the host's arrays
+// after it returned.
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "KWRRender.h"
 #include "raster/edge_walk.h"
@@ -133,17 +137,7 @@ double windingArea(const ClipVertex* p, int n) {
     return area;
 }
 
-template <int N>
-void recordPolygon(RenderState& s, const ScreenPolygon<N>& p) {
-    double top = p.v[0].y, bottom = p.v[0].y;
-    for (int i = 1; i < p.count; ++i) {
-        top = p.v[i].y < top ? p.v[i].y : top;
-        bottom = p.v[i].y > bottom ? p.v[i].y : bottom;
-    }
-    recordInternal<ScreenPolygon<N>, &drawScreenPolygon>(s, p, s.pool->threadsForRows(top, bottom, s.height));
-}
-
-// Projects the polygon to pixels and draws or records it.
+// Projects the polygon to pixels and draws it.
 template <int N>
 void emitPolygon(RenderState& s, const ClipVertex* in, int n, unsigned carried, bool perspective,
                  const std::uint32_t* colours) {
@@ -172,10 +166,7 @@ void emitPolygon(RenderState& s, const ClipVertex* in, int n, unsigned carried, 
             o.q = 1.0f;
         }
     }
-    if (recording(s))
-        recordPolygon(s, p);
-    else
-        drawScreenPolygon(s, p);
+    drawScreenPolygon(s, p);
 }
 
 // One triangle: reject, clip, cull, project, draw.
@@ -219,6 +210,111 @@ void drawClipTriangle(RenderState& s, const ClipVertex* v, const std::uint32_t* 
         emitPolygon<kMaxPolygonVertices>(s, poly, n, carried, true, colours);
 }
 
+// A run of triangles recorded for the threads: the run, then each
+// triangle's threads, then its three vertices' xyzw, colours and, where the
+// call has them, uv.
+struct ClipRun {
+    std::uint32_t count;
+    unsigned carried;
+    bool uv;
+};
+constexpr std::size_t kClipRun = 256;
+constexpr std::size_t kClipMasksAt = recordRoundUp(sizeof(ClipRun));
+constexpr std::size_t kClipXyzwBytes = 12 * sizeof(float), kClipArgbBytes = 3 * sizeof(std::uint32_t),
+                      kClipUvBytes = 6 * sizeof(float);
+
+std::size_t clipTriangleBytes(bool uv) {
+    return sizeof(std::uint64_t) + kClipXyzwBytes + kClipArgbBytes + (uv ? kClipUvBytes : 0);
+}
+
+void replayClipRun(KWRRender&, RenderState& s, const unsigned char* args) {
+    ClipRun run;
+    std::memcpy(&run, args, sizeof run);
+    const unsigned char* at = args + kClipMasksAt;
+    const unsigned char* vertices = at + run.count * sizeof(std::uint64_t);
+    const std::size_t stride = clipTriangleBytes(run.uv) - sizeof(std::uint64_t);
+    float xyzw[12], uv[6];
+    std::uint32_t argb[3];
+    const Arrays a{xyzw, argb, run.uv ? uv : nullptr};
+    for (std::uint32_t t = 0; t < run.count; ++t, vertices += stride) {
+        std::uint64_t threads;
+        std::memcpy(&threads, at + t * sizeof threads, sizeof threads);
+        if (((threads >> s.bandIndex) & 1u) == 0) continue;
+        std::memcpy(xyzw, vertices, kClipXyzwBytes);
+        std::memcpy(argb, vertices + kClipXyzwBytes, kClipArgbBytes);
+        if (run.uv) std::memcpy(uv, vertices + kClipXyzwBytes + kClipArgbBytes, kClipUvBytes);
+        ClipVertex v[3];
+        for (int k = 0; k < 3; ++k) loadVertex(s, a, k, v[k], argb[k]);
+        drawClipTriangle(s, v, argb, run.carried);
+    }
+}
+
+// The threads a triangle may reach: with every w above 0 its clipped
+// polygon projects inside its projected corners (the rows of the threads
+// have a row of margin for rounding); otherwise all of them.
+std::uint64_t clipTriangleThreads(const RenderState& s, const float* xyzw) {
+    const double halfHeight = 0.5 * static_cast<double>(s.height);
+    double y[3];
+    for (int k = 0; k < 3; ++k) {
+        const double w = xyzw[4 * k + 3];
+        if (!(w > 0)) return kAllThreads;
+        y[k] = static_cast<double>(static_cast<float>((1.0 - xyzw[4 * k + 1] / w) * halfHeight));
+    }
+    return s.pool->threadsForTriangle(y[0], y[1], y[2], s.height);
+}
+
+// Records the triangles whose components are all finite, in runs; false
+// when a triangle was left out for a NaN or infinite component.
+bool recordClipMesh(RenderState& s, const Arrays& a, std::int64_t count, const std::uint32_t* indices,
+                    unsigned carried) {
+    bool allFinite = true;
+    const bool hasUv = a.uv != nullptr;
+    const std::size_t bytes = clipTriangleBytes(hasUv);
+    for (std::int64_t first = 0; first < count;) {
+        CommandHeader h{&replayClipRun, 0, 0};
+        const std::size_t most = static_cast<std::size_t>(count - first < std::int64_t{kClipRun} ? count - first
+                                                                                                 : std::int64_t{kClipRun});
+        unsigned char* const at = s.pool->reserve(s, kClipMasksAt + most * bytes, h);
+        unsigned char* masks = at + kClipMasksAt;
+        // Triangles are written as if the run were full, then moved up
+        // behind the masks of those kept.
+        unsigned char* vertices = masks + most * sizeof(std::uint64_t);
+        std::uint32_t kept = 0;
+        std::uint64_t any = 0;
+        for (std::size_t i = 0; i < most; ++i, ++first) {
+            float xyzw[12], uv[6];
+            std::uint32_t argb[3];
+            bool ok = true;
+            for (int k = 0; k < 3 && ok; ++k) {
+                const std::int64_t v = indices != nullptr ? indices[3 * first + k] : 3 * first + k;
+                std::memcpy(xyzw + 4 * k, a.xyzw + 4 * v, 4 * sizeof(float));
+                argb[k] = a.argb != nullptr ? a.argb[v] : s.color;
+                if (hasUv) std::memcpy(uv + 2 * k, a.uv + 2 * v, 2 * sizeof(float));
+                for (int c = 0; c < 4; ++c) ok = ok && finite(xyzw[4 * k + c]);
+                if (hasUv) ok = ok && finite(uv[2 * k]) && finite(uv[2 * k + 1]);
+            }
+            if (!ok) {
+                allFinite = false;
+                continue;
+            }
+            const std::uint64_t threads = clipTriangleThreads(s, xyzw);
+            any |= threads;
+            std::memcpy(masks + kept * sizeof threads, &threads, sizeof threads);
+            unsigned char* to = vertices + kept * (bytes - sizeof threads);
+            std::memcpy(to, xyzw, kClipXyzwBytes);
+            std::memcpy(to + kClipXyzwBytes, argb, kClipArgbBytes);
+            if (hasUv) std::memcpy(to + kClipXyzwBytes + kClipArgbBytes, uv, kClipUvBytes);
+            ++kept;
+        }
+        if (kept < most)
+            std::memmove(masks + kept * sizeof(std::uint64_t), vertices, kept * (bytes - sizeof(std::uint64_t)));
+        const ClipRun run{kept, carried, hasUv};
+        std::memcpy(at, &run, sizeof run);
+        ThreadPool::setThreads(at, any);
+    }
+    return allFinite;
+}
+
 // The calls' common body: indices null for consecutive triples.
 int drawClipMesh(RenderState& s, int vertexCount, const Arrays& a, int count, const std::uint32_t* indices) {
     auto fail = [&](int code) {
@@ -238,6 +334,11 @@ int drawClipMesh(RenderState& s, int vertexCount, const Arrays& a, int count, co
     if (s.dib == nullptr) return fail(KWR_ERROR_NO_FRAME);
     const unsigned carried = kCarryDepth | (a.argb != nullptr ? kCarryColour : 0u) |
                              (a.uv != nullptr ? kCarryTexCoords : 0u);
+    if (recording(s)) {
+        if (!recordClipMesh(s, a, count, indices, carried)) return fail(KWR_ERROR_NOT_FINITE);
+        s.lastError = 0;
+        return 1;
+    }
     bool allFinite = true;
     for (std::int64_t t = 0; t < count; ++t) {
         ClipVertex v[3];

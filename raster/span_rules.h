@@ -26,11 +26,14 @@ static inline int shadeIndex(int i) { return 2 - i; }
 static inline unsigned colorByte(const SpanContext& k, int i) { return (k.solid.c32 >> (8 * i)) & 0xFFu; }
 
 // The interpolated channels of a lane group, in the table's order.
-template <class V>
+template <class V, int Count = 4>
 struct ShadeLanes {
     typename V::F c[4];
-    ShadeLanes(const RowEnds& e, typename V::F p, int count = 4) {
-        for (int i = 0; i < count; ++i) c[i] = attributeLanes<V>(e, p, e.leftColor[i], e.rightColor[i]);
+    ShadeLanes(const RowEnds& e, typename V::F p) {
+        c[0] = attributeLanes<V>(e, p, e.leftColor[0], e.rightColor[0]);
+        c[1] = attributeLanes<V>(e, p, e.leftColor[1], e.rightColor[1]);
+        c[2] = attributeLanes<V>(e, p, e.leftColor[2], e.rightColor[2]);
+        if constexpr (Count == 4) c[3] = attributeLanes<V>(e, p, e.leftColor[3], e.rightColor[3]);
     }
 };
 template <class V>
@@ -75,7 +78,7 @@ struct RuleShaded {
     static constexpr SpanTraits kTraits = (Depth ? kNearerTested : kUntested).shaded();
     KWR_RULE_LANES {
         (void)k, (void)old, (void)write;
-        const ShadeLanes<V> sh(e, p, 3);
+        const ShadeLanes<V, 3> sh(e, p);
         return Fmt::template opaque<V>(roundLanes<V>(sh.c[2]), roundLanes<V>(sh.c[1]), roundLanes<V>(sh.c[0]));
     }
 };
@@ -108,7 +111,7 @@ struct RuleShadedTextured {
         (void)old;
         using F = typename V::F;
         using I = typename V::I;
-        const ShadeLanes<V> sh(e, p, 3);
+        const ShadeLanes<V, 3> sh(e, p);
         const TexelLanes<V> x = sampleLanes<V>(k, e, p, write);
         if constexpr (!Depth) {
             const I q[3] = {roundLanes<V>(sh.c[2]), roundLanes<V>(sh.c[1]), roundLanes<V>(sh.c[0])};

@@ -265,7 +265,12 @@ KWR_ALWAYS_INLINE void laneGroup(const SpanContext& k, const RowEnds& e, const f
 // partial accesses are masked or the rule's arithmetic outweighs copying
 // them, else pixel by pixel through the same rule at width 1.
 template <class V, class Rule, class Fmt>
-void laneBlock(const SpanContext& k, const RowEnds& e, const SpanBlock& b) {
+void laneBlock(const SpanContext& k, const RowEnds& ends, const SpanBlock& block) {
+    // Copies that no pixel store can alias, so that the ends and the block
+    // stay in registers across the groups instead of being read again
+    // after every store.
+    const RowEnds e = ends;
+    const SpanBlock b = block;
     constexpr int W = V::kLanes;
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
     int i = 0;

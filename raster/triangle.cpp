@@ -7,6 +7,7 @@
 #include <atomic>
 #include <climits>
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 
 #include "KWRRender.h"
@@ -339,31 +340,86 @@ void drawPolygon(RenderState& s, const ScreenPolygon<N>& p) {
     }
 }
 
+// A triangle as recorded: each corner's x and y and only the values its
+// kind carries, four bytes each (what it does not carry is rebuilt as the
+// calls pass it).  Small records are fewer bytes for the workers to fetch.
 template <unsigned Carried, class Form>
 struct Recorded {
-    Vertex<typename Form::Value> v[3];
+    using T = typename Form::Value;
+    static_assert(sizeof(T) == 4 && sizeof(float) == 4, "four-byte values");
+    static constexpr bool kDepth = (Carried & kCarryDepth) != 0, kColour = (Carried & kCarryColour) != 0,
+                          kTex = (Carried & kCarryTexCoords) != 0;
+    static constexpr int kPerCorner = 2 + (kDepth ? 1 : 0) + (kColour ? 1 : 0) + (kTex ? 2 : 0);
+    std::uint32_t words[3 * kPerCorner];
+
+    static Recorded pack(const Vertex<T>* v) {
+        Recorded r;
+        std::uint32_t* w = r.words;
+        for (int i = 0; i < 3; ++i) {
+            const Vertex<T>& p = v[i];
+            std::memcpy(w++, &p.x, 4);
+            std::memcpy(w++, &p.y, 4);
+            if constexpr (kDepth) std::memcpy(w++, &p.z, 4);
+            if constexpr (kColour) *w++ = p.c;
+            if constexpr (kTex) {
+                std::memcpy(w++, &p.u, 4);
+                std::memcpy(w++, &p.v, 4);
+            }
+        }
+        return r;
+    }
+    void unpack(Vertex<T>* v) const {
+        const std::uint32_t* w = words;
+        for (int i = 0; i < 3; ++i) {
+            Vertex<T>& p = v[i];
+            p = vtx(T{}, T{});
+            std::memcpy(&p.x, w++, 4);
+            std::memcpy(&p.y, w++, 4);
+            if constexpr (kDepth) std::memcpy(&p.z, w++, 4);
+            if constexpr (kColour) p.c = *w++;
+            if constexpr (kTex) {
+                std::memcpy(&p.u, w++, 4);
+                std::memcpy(&p.v, w++, 4);
+            }
+        }
+    }
 };
 
 template <unsigned Carried, class Form>
 void drawRecorded(RenderState& s, const Recorded<Carried, Form>& r);
 
+// A triangle recorded together with the change of colour just before it:
+// every thread takes the colour, the threads whose rows it may reach draw
+// the triangle.  (One record instead of two for a colour per triangle.)
+template <unsigned Carried, class Form>
+struct RecordedAfterColour {
+    Recorded<Carried, Form> triangle;
+    std::uint64_t threads;
+    std::uint32_t argb;
+};
+
+template <unsigned Carried, class Form>
+void drawRecordedAfterColour(RenderState& s, const RecordedAfterColour<Carried, Form>& r) {
+    setCurrentColour(s, r.argb);
+    if ((r.threads >> s.bandIndex) & 1u) drawRecorded(s, r.triangle);
+}
+
 // Records a triangle for the threads whose rows it may reach.
 template <unsigned Carried, class Form>
-KWR_NOINLINE void recordTriangle(RenderState& s, const Recorded<Carried, Form>& r) {
+KWR_NOINLINE void recordTriangle(RenderState& s, const Vertex<typename Form::Value>* v) {
     double y[3];
     for (int i = 0; i < 3; ++i) {
-        y[i] = static_cast<double>(r.v[i].y);
-        if constexpr (Form::kCentred) y[i] = static_cast<double>(centredY(s, r.v[i].y));
+        y[i] = static_cast<double>(v[i].y);
+        if constexpr (Form::kCentred) y[i] = static_cast<double>(centredY(s, v[i].y));
     }
-    double top = y[0], bottom = y[0];
-    for (int i = 1; i < 3; ++i) {
-        top = y[i] < top ? y[i] : top;
-        bottom = y[i] > bottom ? y[i] : bottom;
-    }
-    // NaN anywhere: every thread looks at it.
-    const bool nan = y[0] != y[0] || y[1] != y[1] || y[2] != y[2];
-    const std::uint64_t threads = nan ? kAllThreads : s.pool->threadsForRows(top, bottom, s.height);
-    recordInternal<Recorded<Carried, Form>, &drawRecorded<Carried, Form>>(s, r, threads);
+    const Recorded<Carried, Form> r = Recorded<Carried, Form>::pack(v);
+    const std::uint64_t threads = s.pool->threadsForTriangle(y[0], y[1], y[2], s.height);
+    std::uint32_t argb;
+    if (s.pool->takeColour(s, argb))
+        recordInternal<RecordedAfterColour<Carried, Form>, &drawRecordedAfterColour<Carried, Form>>(
+            s, RecordedAfterColour<Carried, Form>{r, threads, argb}, kAllThreads);
+    else
+        recordInternal<Recorded<Carried, Form>, &drawRecorded<Carried, Form>>(s, r, threads);
 }
 
 // The three vertices as the caller passed them, worked on in place: the
@@ -377,7 +433,7 @@ struct Triangle {
 
 template <unsigned Carried, class Form>
 void drawTriangle(RenderState& s, Triangle<typename Form::Value> t) {
-    if (recording(s)) return recordTriangle<Carried, Form>(s, Recorded<Carried, Form>{{t.v[0], t.v[1], t.v[2]}});
+    if (recording(s)) return recordTriangle<Carried, Form>(s, t.v);
     if constexpr (Form::kCentred) {
         for (auto& p : t.v) {
             p.x = centredX(s, p.x);
@@ -389,7 +445,9 @@ void drawTriangle(RenderState& s, Triangle<typename Form::Value> t) {
 
 template <unsigned Carried, class Form>
 void drawRecorded(RenderState& s, const Recorded<Carried, Form>& r) {
-    drawTriangle<Carried, Form>(s, Triangle<typename Form::Value>{{r.v[0], r.v[1], r.v[2]}});
+    Triangle<typename Form::Value> t;
+    r.unpack(t.v);
+    drawTriangle<Carried, Form>(s, t);
 }
 
 constexpr unsigned kFlat = kCarryNothing, k3 = kCarryDepth, kC = kCarryColour, kT = kCarryTexCoords;

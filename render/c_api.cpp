@@ -3,19 +3,15 @@
 // exceptions into status codes.
 #include "kwrender.h"
 
+#include <cstddef>
+#include <cstring>
 #include <exception>
 #include <new>
 
-#include "KWRImage.h"
-#include "KWRRender.h"
+#include "render/c_context.h"
 #include "render/dib_stream.h"
-
-struct kwr_context {
-    KWRRender r;
-};
-struct kwr_image {
-    KWRImage img;
-};
+#include "render/state.h"
+#include "render/threads.h"
 
 #if !defined(_WIN32)
 static_assert(sizeof(kwr_memory_target) == sizeof(KWRMemoryDC) &&
@@ -56,15 +52,104 @@ int status(int ok, int error) { return ok != 0 ? KWR_OK : (error != 0 ? error : 
         return status(ok, reason);       \
     })
 
+// One triangle of packed arrays drawn by a member: 3 x Dims floats of
+// position, and 3 colours and 6 texture coordinates where the call has them.
+using TriangleDraw = void (*)(KWRRender& r, const float* pos, const std::uint32_t* colors, const float* uv);
+
+}  // namespace
+
+namespace kwr {
+
+// Batches on a context that records: a run of triangles is one record, a
+// copy of its part of the host's arrays with the threads each triangle may
+// reach, and every thread walks the run drawing its own triangles.
+struct Batches {
+    // Triangles per record: runs short enough for the workers to start on
+    // while the caller copies the next.
+    static constexpr std::size_t kRun = 256;
+
+    struct Run {
+        TriangleDraw draw;
+        std::uint32_t count;
+        std::uint32_t dims;
+        std::uint32_t colors, uv;  // 0 or 1
+    };
+    static constexpr std::size_t kMasksAt = recordRoundUp(sizeof(Run));
+
+    // Bytes of one triangle in a record, after its mask.
+    static std::size_t posBytes(const Run& b) { return 3 * b.dims * sizeof(float); }
+    static std::size_t colorBytes(const Run& b) { return b.colors * 3 * sizeof(std::uint32_t); }
+    static std::size_t uvBytes(const Run& b) { return b.uv * 6 * sizeof(float); }
+
+    static void replay(KWRRender& self, RenderState& s, const unsigned char* args) {
+        Run b;
+        std::memcpy(&b, args, sizeof b);
+        const unsigned char* masks = args + kMasksAt;
+        const unsigned char* pos = masks + b.count * sizeof(std::uint64_t);
+        const unsigned char* colors = pos + b.count * posBytes(b);
+        const unsigned char* uv = colors + b.count * colorBytes(b);
+        float p[9], q[6];
+        std::uint32_t c[3];
+        for (std::uint32_t i = 0; i < b.count; ++i) {
+            std::uint64_t mask;
+            std::memcpy(&mask, masks + i * sizeof mask, sizeof mask);
+            if (((mask >> s.bandIndex) & 1u) == 0) continue;
+            std::memcpy(p, pos + i * posBytes(b), posBytes(b));
+            std::memcpy(c, colors + i * colorBytes(b), colorBytes(b));
+            std::memcpy(q, uv + i * uvBytes(b), uvBytes(b));
+            b.draw(self, p, c, q);
+        }
+    }
+
+    // Records count triangles when the context records; false when it draws.
+    static bool record(KWRRender& r, std::size_t count, std::uint32_t dims, const float* pos,
+                       const std::uint32_t* colors, const float* uv, TriangleDraw draw) {
+        RenderState& s = r.s;
+        if (!recording(s)) return false;
+        for (std::size_t first = 0; first < count; first += kRun) {
+            Run b{draw, static_cast<std::uint32_t>(count - first < kRun ? count - first : kRun), dims,
+                  colors != nullptr ? 1u : 0u, uv != nullptr ? 1u : 0u};
+            const std::size_t n = b.count;
+            const std::size_t bytes = kMasksAt + n * (sizeof(std::uint64_t) + posBytes(b) + colorBytes(b) + uvBytes(b));
+            CommandHeader h{&replay, 0, 0};
+            unsigned char* const at = s.pool->reserve(s, bytes, h);
+            std::memcpy(at, &b, sizeof b);
+            const float* p = pos + first * 3 * dims;
+            std::uint64_t any = 0;
+            for (std::size_t i = 0; i < n; ++i, p += 3 * dims) {
+                const std::uint64_t mask = s.pool->threadsForTriangle(p[1], p[dims + 1], p[2 * dims + 1], s.height);
+                std::memcpy(at + kMasksAt + i * sizeof mask, &mask, sizeof mask);
+                any |= mask;
+            }
+            unsigned char* to = at + kMasksAt + n * sizeof(std::uint64_t);
+            std::memcpy(to, pos + first * 3 * dims, n * posBytes(b));
+            to += n * posBytes(b);
+            if (colors != nullptr) std::memcpy(to, colors + first * 3, n * colorBytes(b));
+            to += n * colorBytes(b);
+            if (uv != nullptr) std::memcpy(to, uv + first * 6, n * uvBytes(b));
+            // Threads none of the run's triangles reaches skip it.
+            ThreadPool::setThreads(at, any);
+        }
+        return true;
+    }
+};
+
+}  // namespace kwr
+
+namespace {
+
 // count triangles from packed arrays: Dims floats of position, then a colour
 // and two texture coordinates per vertex where the arrays are given.
-template <int Dims, class Draw>
+template <int Dims>
 int triangles(kwr_context* ctx, std::size_t count, const float* pos, const std::uint32_t* colors, const float* uv,
-              bool needColors, bool needUv, Draw&& draw) {
+              bool needColors, bool needUv, TriangleDraw draw) {
     if (ctx == nullptr) return KWR_ERROR_NULL_HANDLE;
     if (count == 0) return KWR_OK;
     if (pos == nullptr || (needColors && colors == nullptr) || (needUv && uv == nullptr)) return KWR_ERROR_NULL_ARRAY;
     return guarded(ctx, [&] {
+        if (kwr::Batches::record(ctx->r, count, Dims, pos, needColors ? colors : nullptr, needUv ? uv : nullptr,
+                                 draw))
+            return KWR_OK;
         for (std::size_t t = 0; t < count; ++t) {
             const float* p = pos + t * 3 * Dims;
             const std::uint32_t* c = needColors ? colors + t * 3 : nullptr;

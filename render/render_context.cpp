@@ -276,13 +276,8 @@ int KWRRender::kwrSetRenderBpp(int bpp) {
 }
 
 void KWRRender::kwrSetColor(unsigned long argb) {
-    KWR_RECORD_STATE(kwrSetColor, argb);
-    s.color = static_cast<std::uint32_t>(argb);
-    if (s.renderBpp == 8) {
-        s.color8 = kwr::toColorCube(s.color);
-    } else if (s.renderBpp == 16) {
-        s.color16 = kwr::toX1R5G5B5(s.color);
-    }
+    if (kwr::recording(s)) s.pool->holdColour();
+    kwr::setCurrentColour(s, static_cast<std::uint32_t>(argb));
 }
 
 namespace {

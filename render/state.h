@@ -109,6 +109,16 @@ struct RenderState {
 // `texture` and `alphaMap` pointing at it means that nothing is bound.
 extern unsigned char* const kBuiltinTexel;
 
+// Makes argb the current colour, with its forms for the surface's format.
+inline void setCurrentColour(RenderState& s, std::uint32_t argb) {
+    s.color = argb;
+    if (s.renderBpp == 8) {
+        s.color8 = toColorCube(argb);
+    } else if (s.renderBpp == 16) {
+        s.color16 = toX1R5G5B5(argb);
+    }
+}
+
 // The current colour in every surface format.
 inline SolidColor solidColor(const RenderState& s) { return SolidColor{s.color8, s.color16, s.color}; }
 

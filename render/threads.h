@@ -65,9 +65,9 @@ struct CommandHeader {
 // Every thread replays the call.
 constexpr std::uint64_t kAllThreads = ~std::uint64_t{0};
 
-// A record: its header, then its arguments, each starting on a boundary
-// any argument type may need.
-constexpr std::size_t kRecordAlign = alignof(std::max_align_t);
+// A record: its header, then its arguments, each starting on an eight-byte
+// boundary (recorded arguments need no more; records stay small).
+constexpr std::size_t kRecordAlign = 8;
 constexpr std::size_t recordRoundUp(std::size_t n) { return (n + kRecordAlign - 1) / kRecordAlign * kRecordAlign; }
 constexpr std::size_t kArgsAt = recordRoundUp(sizeof(CommandHeader));
 // Recorded bytes handed to the workers at a time.
@@ -88,8 +88,9 @@ public:
     // Gives every thread a scan-line table for `rows` rows; false when the
     // memory cannot be had (the pool is then unusable and must go).
     bool resize(int rows) noexcept;
-    // Rows per band: the largest power of two up to `rows` (tests vary it;
-    // results never depend on it).
+    // Rows per band from now on: the largest power of two up to `rows`
+    // (tests vary it; results never depend on it).  Until then each
+    // surface gets its own (bandShiftFor).
     void setBandHeight(int rows);
     // How many of each thread's share of bands the caller owns, from 0 to
     // kBandsPerThread, from now on; -1: chosen at each flush from how long
@@ -112,10 +113,33 @@ public:
         return threadsForBands(a, b);
     }
 
+    // The threads a triangle with corners on these rows may reach (all of
+    // them when a row is NaN).
+    std::uint64_t threadsForTriangle(double y0, double y1, double y2, int rows) const {
+        if (y0 != y0 || y1 != y1 || y2 != y2) return kAllThreads;
+        const double top = y0 < y1 ? (y0 < y2 ? y0 : y2) : (y1 < y2 ? y1 : y2);
+        const double bottom = y0 > y1 ? (y0 > y2 ? y0 : y2) : (y1 > y2 ? y1 : y2);
+        return threadsForRows(top, bottom, rows);
+    }
+
+    // A change of the current colour (already made on the caller's state),
+    // recorded for every thread with whatever is recorded next: with the
+    // triangle that follows (takeColour), else as a record of its own.
+    void holdColour() { colourHeld_ = true; }
+    // When a change of colour is held: takes it (the caller records the
+    // caller's colour with what follows) and gives the colour.
+    bool takeColour(const RenderState& s, std::uint32_t& argb) {
+        if (!colourHeld_) return false;
+        colourHeld_ = false;
+        argb = s.color;
+        return true;
+    }
+
     // Room for a record of `argBytes` bytes of arguments; draws the list
     // first when it is full.  `s` is the caller's state, copied as the
     // starting state of the threads when the list is empty.
     unsigned char* reserve(const RenderState& s, std::size_t argBytes, CommandHeader& header) {
+        if (colourHeld_) recordHeldColour(s);
         header.bytes = kArgsAt + recordRoundUp(argBytes);
         if (used_ == 0 || used_ - published_ >= kPublishBytes || header.bytes > kCommandListBytes - used_)
             reserveSlowly(s, header.bytes);
@@ -124,17 +148,27 @@ public:
         used_ += header.bytes;
         return at + kArgsAt;
     }
+    // Sets the threads of the record whose arguments start at `args`, the
+    // last one reserved (a record of several draws learns them as it is
+    // written; the workers see it only once the next one is reserved).
+    static void setThreads(unsigned char* args, std::uint64_t threads) {
+        std::memcpy(args - kArgsAt + offsetof(CommandHeader, threads), &threads, sizeof threads);
+    }
     // Draws every recorded call and empties the list.
     void flush() { finish(true); }
-    // Bytes recorded since the last flush (tests see what a call recorded).
-    std::size_t recordedBytes() const { return used_; }
+    // Bytes recorded since the last flush, a held change of colour included
+    // (tests see what a call recorded).
+    std::size_t recordedBytes() const { return used_ + (colourHeld_ ? kArgsAt + recordRoundUp(4) : 0); }
 
 private:
     ThreadPool() = default;
     void reserveSlowly(const RenderState& s, std::size_t bytes);
+    void recordHeldColour(const RenderState& s);
     void publish();
     void finish(bool adapt);
     void layOutBands();
+    static int bandShiftFor(int rows, int threads);
+    void setBandShift(int shift);
     std::uint64_t threadsForBands(std::size_t first, std::size_t last) const;
     void adaptCallerBands(double callerWaited, double workersWaited, double round);
     void workerLoop(int index);
@@ -145,6 +179,7 @@ private:
     std::vector<void*> scanBlocks_;                   // their tables (thread 0 uses the caller's)
     std::vector<std::thread> workers_;                // threads 1..count_-1
     int bandShift_ = kDefaultBandShift;  // log2 of the rows per band
+    bool bandHeightChosen_ = false;      // fixed by setBandHeight
     std::vector<unsigned char> owner_;    // the thread of each band of a cycle
     int rows_ = 0;                        // the surface's
     std::vector<std::uint64_t> bandThreads_;  // the bit of the thread of each band of the surface
@@ -153,6 +188,8 @@ private:
     std::unique_ptr<unsigned char[]> list_;
     std::size_t used_ = 0;       // recorded bytes
     std::size_t published_ = 0;  // of them, handed to the workers
+    std::size_t wokenAt_ = 0;    // recorded bytes when sleepers were last woken (0: not yet in this list)
+    bool colourHeld_ = false;    // the caller's colour is to be recorded before the next record
     RenderState base_{};  // the caller's state when the list was started
     double roundStart_ = 0;  // when the list was started, in seconds
 
@@ -195,6 +232,7 @@ template <auto Member, class... A>
 KWR_NOINLINE void recordMember(RenderState& s, A... a) {
     using Tuple = typename MemberArgs<decltype(Member)>::Tuple;
     static_assert(std::is_trivially_destructible<Tuple>::value, "recorded arguments are plain values");
+    static_assert(alignof(Tuple) <= kRecordAlign, "records are aligned for their arguments");
     CommandHeader h{&replayMember<Member>, 0, kAllThreads};
     ::new (static_cast<void*>(s.pool->reserve(s, sizeof(Tuple), h))) Tuple(a...);
 }
@@ -223,6 +261,7 @@ template <auto Member, class... A>
 KWR_NOINLINE bool recordMemberCopying(RenderState& s, const unsigned char* data, std::uint64_t bytes, A... a) {
     using Tuple = std::tuple<A...>;
     static_assert(std::is_trivially_destructible<Tuple>::value, "recorded arguments are plain values");
+    static_assert(alignof(Tuple) <= kRecordAlign, "records are aligned for their arguments");
     if (bytes > kMaxCopiedBytes) return false;
     CommandHeader h{&replayCopying<Member, Tuple>, 0, kAllThreads};
     const std::size_t n = static_cast<std::size_t>(bytes);
@@ -240,6 +279,7 @@ void replayInternal(KWRRender&, RenderState& s, const unsigned char* args) {
 template <class Tuple, void (*F)(RenderState&, const Tuple&)>
 void recordInternal(RenderState& s, const Tuple& t, std::uint64_t threads) {
     static_assert(std::is_trivially_copyable<Tuple>::value, "recorded arguments are plain values");
+    static_assert(alignof(Tuple) <= kRecordAlign, "records are aligned for their arguments");
     CommandHeader h{&replayInternal<Tuple, F>, 0, threads};
     ::new (static_cast<void*>(s.pool->reserve(s, sizeof(Tuple), h))) Tuple(t);
 }

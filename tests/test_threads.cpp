@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <cstdio>
@@ -18,9 +19,11 @@
 
 #include "KWRImage.h"
 #include "KWRRender.h"
+#include "kwrender.h"
 #include "random_calls.h"
 #include "raster/triangle_rows.h"
 #include "render/access.h"
+#include "render/c_context.h"
 #include "render/threads.h"
 
 namespace {
@@ -110,6 +113,139 @@ TEST(Threads, EveryThreadCountAndBandDrawsTheOneCoreBytes) {
                     EXPECT_TRUE(many.surface == one.surface) << what;
                     EXPECT_TRUE(many.depth == one.depth) << what;
                     EXPECT_TRUE(many.file == one.file) << what;
+                }
+            }
+        }
+    }
+}
+
+// Packed arrays of triangles for the C interface's batches: mostly small
+// triangles anywhere on the surface (many across the edges of bands), some
+// large, a few with hostile coordinates.
+struct Batch {
+    std::vector<float> xy, xyz, uv, xyzw;
+    std::vector<std::uint32_t> colors, indices;
+};
+
+std::unique_ptr<Batch> randomBatch(Fuzzer& f, std::size_t triangles) {
+    auto b = std::make_unique<Batch>();
+    std::uniform_real_distribution<float> unit(0.0f, 1.0f);
+    for (std::size_t t = 0; t < triangles; ++t) {
+        const float cx = unit(f.rng) * (kWidth + 10) - 5, cy = unit(f.rng) * (kHeight + 10) - 5;
+        const float reach = f.chance(10) ? 60.0f : 1.0f + 8.0f * unit(f.rng);
+        for (int k = 0; k < 3; ++k) {
+            const float x = f.chance(2) ? f.anyFloat(kWidth) : cx + reach * (unit(f.rng) - 0.5f);
+            const float y = f.chance(2) ? f.anyFloat(kHeight) : cy + reach * (unit(f.rng) - 0.5f);
+            const float z = unit(f.rng);
+            b->xy.insert(b->xy.end(), {x, y});
+            b->xyz.insert(b->xyz.end(), {x, y, z});
+            b->uv.insert(b->uv.end(), {2 * unit(f.rng) - 0.5f, 2 * unit(f.rng) - 0.5f});
+            b->colors.push_back(static_cast<std::uint32_t>(f.anyColor()));
+            // The same corner in clip space, at a random depth in front of
+            // the eye, now and then behind it or hostile.
+            const float w = f.chance(5) ? f.anyFloat(2.0f) : 0.25f + 3.0f * unit(f.rng);
+            const float nx = (2 * x / kWidth - 1) * w, ny = (1 - 2 * y / kHeight) * w;
+            b->xyzw.insert(b->xyzw.end(), {nx, ny, (1.4f * unit(f.rng) - 0.2f) * w, w});
+            b->indices.push_back(static_cast<std::uint32_t>(f.pick(static_cast<int>(3 * triangles))));
+        }
+    }
+    return b;
+}
+
+// Every batch call of the C interface and a colour per single triangle,
+// with state changes between them.  A `scribbling` host overwrites its
+// arrays and releases them as soon as each call returns.
+Frame drawBatches(int bpp, std::uint32_t seed, int threads, int bandRows, bool scribbling) {
+    kwr_context* ctx = kwr_create();
+    EXPECT_EQ(kwr_set_render_bpp(ctx, bpp), KWR_OK);
+    kwr_zbuffer_enable(ctx, 1);
+    EXPECT_EQ(kwr_init_buffer(ctx, kWidth, kHeight), KWR_OK);
+    EXPECT_EQ(kwr_set_threads(ctx, threads), threads);
+    if (threads > 1) kwr::Access::state(ctx->r).pool->setBandHeight(bandRows);
+    std::vector<std::uint8_t> texels(4 * 5 * 3);
+    Fuzzer f{std::mt19937(seed)};
+    for (auto& t : texels) t = static_cast<std::uint8_t>(f.rng());
+    kwr_set_texture(ctx, texels.data(), 5, 3, 20);
+    kwr_set_color(ctx, 0xFF102030u);
+    kwr_clear(ctx);
+    for (int round = 0; round < 33; ++round) {
+        kwr_set_color(ctx, static_cast<std::uint32_t>(f.anyColor()));
+        kwr_alpha_enable(ctx, f.pick(2));
+        kwr_ztest_enable(ctx, f.pick(3) != 0);
+        // Past one record's run of triangles now and then.
+        std::unique_ptr<Batch> b = randomBatch(f, 1 + static_cast<std::size_t>(f.chance(30) ? f.pick(900) : f.pick(40)));
+        const std::size_t n = b->colors.size() / 3;
+        switch (round % 11) {
+        case 0: EXPECT_EQ(kwr_trianglesf(ctx, n, b->xy.data()), KWR_OK); break;
+        case 1: EXPECT_EQ(kwr_triangles3f(ctx, n, b->xyz.data()), KWR_OK); break;
+        case 2: EXPECT_EQ(kwr_trianglescf(ctx, n, b->xy.data(), b->colors.data()), KWR_OK); break;
+        case 3: EXPECT_EQ(kwr_triangles3cf(ctx, n, b->xyz.data(), b->colors.data()), KWR_OK); break;
+        case 4: EXPECT_EQ(kwr_trianglestf(ctx, n, b->xy.data(), b->uv.data()), KWR_OK); break;
+        case 5: EXPECT_EQ(kwr_triangles3tf(ctx, n, b->xyz.data(), b->uv.data()), KWR_OK); break;
+        case 6: EXPECT_EQ(kwr_trianglesctf(ctx, n, b->xy.data(), b->colors.data(), b->uv.data()), KWR_OK); break;
+        case 7: EXPECT_EQ(kwr_triangles3ctf(ctx, n, b->xyz.data(), b->colors.data(), b->uv.data()), KWR_OK); break;
+        case 8:
+        case 9: {
+            // The status says whether every triangle's corners were finite,
+            // at every thread count, when the call returns.
+            const bool indexed = round % 11 == 9;
+            bool finite = true;
+            for (std::size_t i = 0; i < 3 * n; ++i) {
+                const float* v = b->xyzw.data() + 4 * (indexed ? b->indices[i] : i);
+                finite = finite && std::isfinite(v[0]) && std::isfinite(v[1]) && std::isfinite(v[2]) && std::isfinite(v[3]);
+            }
+            const std::uint32_t* colors = f.chance(50) ? b->colors.data() : nullptr;
+            const float* uv = f.chance(50) ? b->uv.data() : nullptr;
+            const int status =
+                indexed ? kwr_triangles_clip_indexed(ctx, static_cast<int>(3 * n), b->xyzw.data(), colors, uv,
+                                                     static_cast<int>(n), b->indices.data())
+                        : kwr_triangles_clip(ctx, static_cast<int>(n), b->xyzw.data(), colors, uv);
+            EXPECT_EQ(status == KWR_OK, finite);
+            break;
+        }
+        default:
+            // A colour before each triangle, and calls drawing in the
+            // current colour between them: every thread follows the colour,
+            // whichever threads draw the triangle.
+            for (std::size_t t = 0; t < n; ++t) {
+                kwr_set_color(ctx, b->colors[3 * t]);
+                const float* p = b->xyz.data() + 9 * t;
+                if (f.chance(50))
+                    kwr_trianglef(ctx, p[0], p[1], p[3], p[4], p[6], p[7]);
+                else
+                    kwr_triangle3f(ctx, p[0], p[1], p[2], p[3], p[4], p[5], p[6], p[7], p[8]);
+                if (f.chance(20)) kwr_put(ctx, f.pick(kWidth), f.pick(kHeight));
+                if (f.chance(5)) kwr_box(ctx, f.pick(kWidth), f.pick(kHeight), f.pick(kWidth), f.pick(kHeight));
+            }
+            break;
+        }
+        if (scribbling) {
+            std::fill(b->xy.begin(), b->xy.end(), 20.0f);
+            std::fill(b->xyz.begin(), b->xyz.end(), 20.0f);
+            std::fill(b->uv.begin(), b->uv.end(), 0.0f);
+            std::fill(b->xyzw.begin(), b->xyzw.end(), 0.5f);
+            std::fill(b->indices.begin(), b->indices.end(), 0u);
+            std::fill(b->colors.begin(), b->colors.end(), 0xFFFFFFFFu);
+            b.reset();
+        }
+    }
+    Frame out = capture(ctx->r, "batch" + std::to_string(threads));
+    kwr_destroy(ctx);
+    return out;
+}
+
+TEST(Threads, BatchesRecordedWholeDrawTheOneCoreBytesWhateverTheHostDoesAfter) {
+    for (int bpp : {8, 16, 24, 32}) {
+        const std::uint32_t seed = 0xBA7Cu + static_cast<std::uint32_t>(bpp);
+        const Frame one = drawBatches(bpp, seed, 1, 64, false);
+        for (int threads : {2, 3, 7}) {
+            for (int band : {1, 2, 64}) {
+                for (bool scribbling : {false, true}) {
+                    const Frame many = drawBatches(bpp, seed, threads, band, scribbling);
+                    const auto what = std::to_string(bpp) + " bpp, " + std::to_string(threads) + " threads, bands of " +
+                                      std::to_string(band) + (scribbling ? ", host scribbling" : "");
+                    EXPECT_TRUE(many.surface == one.surface) << what;
+                    EXPECT_TRUE(many.depth == one.depth) << what;
                 }
             }
         }
@@ -356,6 +492,7 @@ TEST(Threads, EveryRecordedCallOfTheTableRecordsItself) {
     int checked = 0;
 #define KWR_AUTO(index, member, ...)                                 \
     {                                                                \
+        r.kwrFlush();                                                \
         const std::size_t before = pool->recordedBytes();            \
         r.member(__VA_ARGS__);                                       \
         EXPECT_GT(pool->recordedBytes(), before) << #member;         \
