@@ -344,6 +344,9 @@ void ThreadPool::finish(bool adapt) {
     // The next list starts from the caller's state, colour included.
     colourHeld_ = false;
     if (used_ == 0) return;
+    // Not publish(): the whole list is ready before it is closed (a worker
+    // that saw it closed with records still unready would stop early), and
+    // every sleeper is woken, whatever was woken last.
     published_ = used_;
     ready_.store(used_);
     closed_.store(true);
