@@ -347,8 +347,8 @@ template <unsigned Carried, class Form>
 struct Recorded {
     using T = typename Form::Value;
     static_assert(sizeof(T) == 4 && sizeof(float) == 4, "four-byte values");
-    static constexpr bool kDepth = (Carried & kCarryDepth) != 0, kColour = (Carried & kCarryColour) != 0,
-                          kTex = (Carried & kCarryTexCoords) != 0;
+    static constexpr bool kDepth = Carries<Carried>::kDepth, kColour = Carries<Carried>::kColour,
+                          kTex = Carries<Carried>::kTexCoords;
     static constexpr int kPerCorner = 2 + (kDepth ? 1 : 0) + (kColour ? 1 : 0) + (kTex ? 2 : 0);
     std::uint32_t words[3 * kPerCorner];
 
