@@ -352,14 +352,28 @@ const LaneBlocks* laneBlocksAvx512();
 const LaneBlocks* laneBlocksNeon();
 const LaneBlocks* laneBlocksSimd128();
 
-// The block function of `Rule` on `Fmt` at `level`: the lane block of the
-// highest built level not above it, the scalar level's at the bottom.
+// The lane blocks in force at each level: the highest built level's not
+// above it, the scalar level's at the bottom.  Looked up once, not per fill.
+inline const LaneBlocks* laneBlocksAt(SimdLevel level) {
+    struct ByLevel {
+        const LaneBlocks* at[kSimdLevelCount];
+    };
+    static const ByLevel table = [] {
+        const LaneBlocks* (*const built[kSimdLevelCount])() = {laneBlocksScalar, laneBlocksSse2,  laneBlocksSse41,
+                                                                laneBlocksAvx2,   laneBlocksAvx512, laneBlocksNeon,
+                                                                laneBlocksSimd128};
+        ByLevel t{};
+        for (int l = 0; l < kSimdLevelCount; ++l)
+            for (int i = l; i >= 0 && t.at[l] == nullptr; --i) t.at[l] = built[i]();
+        return t;
+    }();
+    return table.at[static_cast<int>(level)];
+}
+
+// The block function of `Rule` on `Fmt` at `level`.
 template <class Rule, class Fmt>
 BlockRunner blockFor(SimdLevel level) {
-    const LaneBlocks* (*const tables[])() = {laneBlocksScalar, laneBlocksSse2, laneBlocksSse41, laneBlocksAvx2,
-                                             laneBlocksAvx512, laneBlocksNeon, laneBlocksSimd128};
-    const LaneBlocks* t = nullptr;
-    for (int i = static_cast<int>(level); i >= 0 && t == nullptr; --i) t = tables[i]();
+    const LaneBlocks* t = laneBlocksAt(level);
     return BlockRunner{t->fill[LaneFillOf<Rule>::kId][Fmt::kBytes - 1], t->lanes};
 }
 

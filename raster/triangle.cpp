@@ -153,8 +153,9 @@ void walkEdges(const RenderState& s, const Rows& table, const End& top, const En
 // Only what the walk carries is converted; the rest is zero.
 inline std::int64_t endCoord(int v) { return v; }
 inline std::int64_t endCoord(float v) { return roundHalfUp(v); }
+// (Inlined: as a call it builds the end on the stack and copies it.)
 template <unsigned Carried, class T>
-EdgeEnd endOf(const Vertex<T>& p) {
+KWR_ALWAYS_INLINE EdgeEnd endOf(const Vertex<T>& p) {
     using K = Carries<Carried>;
     if constexpr (K::kColour)
         return edgeEnd(endCoord(p.x), endCoord(p.y), K::kDepth ? p.z : 0.0f, p.c, p.u, p.v);
