@@ -52,6 +52,8 @@ struct ScanTableRows {
     const ScanLineTable* t;
 
     static constexpr bool carries(int) { return true; }
+    // Whether an end's colour channels lie side by side, red first.
+    static constexpr bool kChannelsSideBySide = false;
     std::int32_t& leftX(int y) const { return t->scanLeftX[y]; }
     std::int32_t& rightX(int y) const { return t->scanRightX[y]; }
     template <int Side, int A>
@@ -77,6 +79,8 @@ struct SmallRow {
         return n;
     }
     static constexpr int kSlots = slot(kEndAttributes);
+    static_assert(slot(kEndAlpha) - slot(kEndRed) == ((Carried & kCarryColour) != 0 ? 3 : 0),
+                  "the channels of an end side by side");
     std::int32_t left, right;
     float ends[2][kSlots > 0 ? kSlots : 1];
 };
@@ -96,6 +100,7 @@ struct SmallRows {
     int origin;
 
     static constexpr bool carries(int a) { return carriesEnd(Carried, a); }
+    static constexpr bool kChannelsSideBySide = true;
     std::int32_t& leftX(int y) const { return rows[y - origin].left; }
     std::int32_t& rightX(int y) const { return rows[y - origin].right; }
     template <int Side, int A>

@@ -14,6 +14,7 @@
 #define KWR_RASTER_SPAN_FILL_H
 
 #include <cstdint>
+#include <cstring>
 
 #if defined(__SSE2__) || defined(_M_X64)
 #include <xmmintrin.h>
@@ -186,7 +187,11 @@ KWR_ALWAYS_INLINE void loadRowEnds(const Rows& t, int row, bool perspective, Row
             }
         }
     }
-    if constexpr (Shaded) {
+    if constexpr (Shaded && Rows::kChannelsSideBySide) {
+        // Four channels in one piece each (the edge walk stores them so).
+        std::memcpy(e.leftColor, &t.template end<kLeftEnd, kEndRed>(row), sizeof e.leftColor);
+        std::memcpy(e.rightColor, &t.template end<kRightEnd, kEndRed>(row), sizeof e.rightColor);
+    } else if constexpr (Shaded) {
         e.leftColor[0] = t.template end<kLeftEnd, kEndRed>(row);
         e.leftColor[1] = t.template end<kLeftEnd, kEndGreen>(row);
         e.leftColor[2] = t.template end<kLeftEnd, kEndBlue>(row);
