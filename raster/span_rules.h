@@ -359,9 +359,9 @@ inline const LaneBlocks* laneBlocksAt(SimdLevel level) {
         const LaneBlocks* at[kSimdLevelCount];
     };
     static const ByLevel table = [] {
-        const LaneBlocks* (*const built[kSimdLevelCount])() = {laneBlocksScalar, laneBlocksSse2,  laneBlocksSse41,
-                                                                laneBlocksAvx2,   laneBlocksAvx512, laneBlocksNeon,
-                                                                laneBlocksSimd128};
+        const LaneBlocks* (*const built[])() = {laneBlocksScalar, laneBlocksSse2, laneBlocksSse41, laneBlocksAvx2,
+                                                laneBlocksAvx512, laneBlocksNeon, laneBlocksSimd128};
+        static_assert(static_cast<int>(sizeof built / sizeof built[0]) == kSimdLevelCount, "one lookup per level");
         ByLevel t{};
         for (int l = 0; l < kSimdLevelCount; ++l)
             for (int i = l; i >= 0 && t.at[l] == nullptr; --i) t.at[l] = built[i]();
