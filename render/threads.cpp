@@ -228,10 +228,11 @@ void ThreadPool::reserveSlowly(const RenderState& s, std::size_t bytes) {
         roundStart_ = seconds();
         pending_.store(count_ - 1);
         started_.fetch_add(1);
-        return;
+    } else {
+        if (bytes > limit_ - used_) nextChunk();
+        if (used_ != published_) publish(false);
     }
-    if (bytes > limit_ - used_) nextChunk();
-    if (used_ - published_ >= kPublishBytes) publish(false);
+    stop_ = std::min(limit_, published_ + kPublishBytes);
 }
 
 // Closes the chunk being recorded with a record no thread replays, reaching
@@ -424,6 +425,7 @@ void ThreadPool::finish(bool adapt) {
     double workersDone = 0;
     for (std::size_t i = 1; i < finishedAt_.size(); ++i) workersDone = std::max(workersDone, finishedAt_[i]);
     used_ = 0;
+    stop_ = 0;
     published_ = 0;
     ready_.store(0);
     closed_.store(false);

@@ -103,14 +103,23 @@ public:
     // the caller and the workers waited for each other (the default).
     void setCallerBands(int bands);
     // The threads owning any row from floor(top) - 1 to ceil(bottom) + 1 of a
-    // surface of `rows` rows: a call drawing inside those rows needs no other.
+    // surface of `rows` rows (and perhaps a few more): a call drawing inside
+    // those rows needs no other.
     std::uint64_t threadsForRows(double top, double bottom, int rows) const {
         if (!(top <= bottom)) return kAllThreads;  // NaN
-        if (bottom < -1.0 || top >= rows + 1.0) return 0;
-        // Truncation is floor for the positive values it meets here; below 1
-        // (and above rows - 2) the range simply reaches the surface's edge.
-        const int first = top <= 1.0 ? 0 : static_cast<int>(top) - 1;
-        const int last = bottom >= rows - 2.0 ? rows - 1 : static_cast<int>(bottom) + 2;
+        // Held to -2 .. rows + 1 first, where truncation is floor once 2 is
+        // added; rows off the surface count as its first or last.  (Every
+        // step is a minimum or maximum, not a branch: recording a small
+        // triangle pays for this.)
+        const double lo = -2.0, hi = rows + 1.0;
+        top = top > lo ? top : lo;
+        top = top < hi ? top : hi;
+        bottom = bottom > lo ? bottom : lo;
+        bottom = bottom < hi ? bottom : hi;
+        int first = static_cast<int>(top + 2.0) - 3;  // floor(top) - 1
+        int last = static_cast<int>(bottom + 2.0);    // floor(bottom) + 2
+        first = first > 0 ? first : 0;
+        last = last < rows - 1 ? last : rows - 1;
         if (last < first) return 0;  // a surface without rows
         const std::size_t a = static_cast<std::size_t>(first >> bandShift_);
         const std::size_t b = static_cast<std::size_t>(last >> bandShift_);
@@ -119,12 +128,16 @@ public:
         return threadsForBands(a, b);
     }
 
+    // The thread owning row y (0 <= y < rows), as a bit.
+    std::uint64_t rowThreads(int y) const { return bandThreads_[static_cast<std::size_t>(y >> bandShift_)]; }
+
     // The threads a triangle with corners on these rows may reach (all of
     // them when a row is NaN).
     std::uint64_t threadsForTriangle(double y0, double y1, double y2, int rows) const {
-        if (y0 != y0 || y1 != y1 || y2 != y2) return kAllThreads;
-        const double top = y0 < y1 ? (y0 < y2 ? y0 : y2) : (y1 < y2 ? y1 : y2);
-        const double bottom = y0 > y1 ? (y0 > y2 ? y0 : y2) : (y1 > y2 ? y1 : y2);
+        if (!(y0 == y0 && y1 == y1 && y2 == y2)) return kAllThreads;
+        double top = y0 < y1 ? y0 : y1, bottom = y0 < y1 ? y1 : y0;
+        top = top < y2 ? top : y2;
+        bottom = bottom > y2 ? bottom : y2;
         return threadsForRows(top, bottom, rows);
     }
 
@@ -149,8 +162,7 @@ public:
     unsigned char* reserve(const RenderState& s, std::size_t argBytes, CommandHeader& header) {
         if (colourHeld_) recordHeldColour(s);
         header.bytes = kArgsAt + recordRoundUp(argBytes);
-        if (used_ == 0 || used_ - published_ >= kPublishBytes || header.bytes > limit_ - used_)
-            reserveSlowly(s, header.bytes);
+        if (used_ + header.bytes > stop_) reserveSlowly(s, header.bytes);
         unsigned char* const at = ring_.get() + (used_ & (kRingBytes - 1));
         std::memcpy(at, &header, sizeof header);
         used_ += header.bytes;
@@ -206,6 +218,9 @@ private:
     std::uint64_t published_ = 0;  // of them, handed to the workers
     std::uint64_t wokenAt_ = 0;    // recorded bytes when sleepers were last woken (0: not yet in this list)
     std::uint64_t callerAt_ = 0;   // of them, replayed by the caller
+    // A record reaching past this goes by reserveSlowly: the list's start
+    // (0), the next handing over to the workers, the chunk's end.
+    std::uint64_t stop_ = 0;
     double callerWaited_ = 0;      // seconds the caller waited for workers to pass a chunk, this list
     bool colourHeld_ = false;    // the caller's colour is to be recorded before the next record
     RenderState base_{};  // the caller's state when the list was started

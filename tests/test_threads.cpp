@@ -381,6 +381,46 @@ TEST(Threads, BandsDealRowsByTheirOwnerAndRunsJoinNeighbours) {
     }
 }
 
+// A recorded triangle goes to the threads of every row it may touch (from
+// a row above its top to a row below its bottom, on the surface), for any
+// corners, whatever the bands; a NaN corner sends it to all of them.
+TEST(Threads, TrianglesGoToEveryThreadOwningTheirRows) {
+    for (int rows : {1, 47, 300}) {
+        KWRRender r;
+        ASSERT_EQ(r.kwrInitBuffer(9, rows), 1);
+        ASSERT_EQ(r.kwrSetThreads(3), 3);
+        kwr::ThreadPool* const pool = kwr::Access::state(r).pool;
+        Fuzzer f{std::mt19937(static_cast<std::uint32_t>(rows))};
+        std::uniform_real_distribution<double> near(-8.0, rows + 8.0), reach(0.0, 40.0);
+        for (int band : {1, 2, 16}) {
+            for (int callerBands : {0, 2}) {
+                pool->setBandHeight(band);
+                pool->setCallerBands(callerBands);
+                for (int i = 0; i < 3000; ++i) {
+                    double y[3];
+                    y[0] = near(f.rng);
+                    for (int k = 1; k < 3; ++k) y[k] = y[0] + (reach(f.rng) - 20.0) * (f.chance(10) ? 30.0 : 0.2);
+                    // Now and then a hostile corner.
+                    if (f.chance(8)) y[f.pick(3)] = f.anyFloat(static_cast<float>(rows));
+                    const std::uint64_t mask = pool->threadsForTriangle(y[0], y[1], y[2], rows);
+                    if (std::isnan(y[0]) || std::isnan(y[1]) || std::isnan(y[2])) {
+                        EXPECT_EQ(mask, kwr::kAllThreads);
+                        continue;
+                    }
+                    const double top = std::min({y[0], y[1], y[2]}), bottom = std::max({y[0], y[1], y[2]});
+                    const double first = std::max(0.0, std::floor(top) - 1);
+                    const double last = std::min(rows - 1.0, std::ceil(bottom) + 1);
+                    for (double row = first; row <= last; ++row) {
+                        const std::uint64_t owner = pool->rowThreads(static_cast<int>(row));
+                        ASSERT_EQ(mask & owner, owner) << y[0] << ", " << y[1] << ", " << y[2] << ": row " << row
+                                                       << ", bands of " << band;
+                    }
+                }
+            }
+        }
+    }
+}
+
 TEST(Threads, CountsAreClampedAndRepeatedChangesAreClean) {
     auto r = std::make_unique<KWRRender>();
     EXPECT_EQ(r->kwrGetThreads(), 1);
