@@ -79,7 +79,7 @@ ThreadPool* ThreadPool::create(int threads, int rows) noexcept {
             RenderState& st = p->shadows_.back()->s;
             st.bandCount = threads;
             st.bandIndex = i;
-            st.bandHeight = kDefaultBandHeight;
+            st.bandShift = kDefaultBandShift;
         }
         if (!p->resize(rows)) return nullptr;
         p->finishedAt_.assign(static_cast<std::size_t>(threads), 0.0);
@@ -155,7 +155,7 @@ int ThreadPool::bandShiftFor(int rows, int threads) {
 
 void ThreadPool::setBandShift(int shift) {
     bandShift_ = shift;
-    for (auto& sh : shadows_) sh->s.bandHeight = 1 << bandShift_;
+    for (auto& sh : shadows_) sh->s.bandShift = bandShift_;
 }
 
 void ThreadPool::setBandHeight(int rows) {
@@ -184,14 +184,19 @@ void ThreadPool::layOutBands() {
         owner_[static_cast<std::size_t>(b)] =
             static_cast<unsigned char>(caller ? 0 : 1 + next++ % (count_ - 1));
     }
-    for (auto& sh : shadows_) {
-        sh->s.bandCycle = cycle;
-        sh->s.bandOwner = owner_.data();
-    }
     const std::size_t bands = static_cast<std::size_t>(rows_ >> bandShift_) + 1;
+    // The threads see the cycle repeated over the whole surface (and a
+    // little more, a whole number of cycles): no division finds a band's
+    // owner.
+    const std::size_t cycles = (bands + static_cast<std::size_t>(cycle) - 1) / static_cast<std::size_t>(cycle);
+    surfaceOwner_.resize(cycles * static_cast<std::size_t>(cycle));
+    for (std::size_t b = 0; b < surfaceOwner_.size(); ++b) surfaceOwner_[b] = owner_[b % static_cast<std::size_t>(cycle)];
+    for (auto& sh : shadows_) {
+        sh->s.bandCycle = static_cast<int>(surfaceOwner_.size());
+        sh->s.bandOwner = surfaceOwner_.data();
+    }
     bandThreads_.resize(bands);
-    for (std::size_t b = 0; b < bands; ++b)
-        bandThreads_[b] = std::uint64_t{1} << owner_[b % static_cast<std::size_t>(cycle)];
+    for (std::size_t b = 0; b < bands; ++b) bandThreads_[b] = std::uint64_t{1} << surfaceOwner_[b];
 }
 
 // One band of the caller's more when it waited for the workers, one fewer
@@ -338,13 +343,13 @@ void ThreadPool::startReplay(int index) {
     RenderState& st = shadows_[static_cast<std::size_t>(index)]->s;
     // Start from the caller's state as it was when the list was started,
     // keeping this copy's own table, bands and (no) pool.
-    const int bandHeight = st.bandHeight, bandCycle = st.bandCycle;
+    const int bandShift = st.bandShift, bandCycle = st.bandCycle;
     const unsigned char* const bandOwner = st.bandOwner;
     st = base_;
     st.pool = nullptr;
     st.bandCount = count_;
     st.bandIndex = index;
-    st.bandHeight = bandHeight;
+    st.bandShift = bandShift;
     st.bandCycle = bandCycle;
     st.bandOwner = bandOwner;
     if (index > 0) {

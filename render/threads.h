@@ -206,6 +206,7 @@ private:
     int bandShift_ = kDefaultBandShift;  // log2 of the rows per band
     bool bandHeightChosen_ = false;      // fixed by setBandHeight
     std::vector<unsigned char> owner_;    // the thread of each band of a cycle
+    std::vector<unsigned char> surfaceOwner_;  // the same, repeated over the surface's bands
     int rows_ = 0;                        // the surface's
     std::vector<std::uint64_t> bandThreads_;  // the bit of the thread of each band of the surface
     int callerBands_ = kBandsPerThread;   // of the caller's share, the bands it owns

@@ -346,17 +346,17 @@ TEST(Threads, NewSurfacesAndDepthBuffersStartZeroedWhateverTheHeapHeld) {
 }
 
 TEST(Threads, BandsDealRowsByTheirOwnerAndRunsJoinNeighbours) {
-    // A cycle of five bands of three rows: thread 1 owns bands 1, 2 and 4.
+    // A cycle of five bands of four rows: thread 1 owns bands 1, 2 and 4.
     const unsigned char owner[] = {0, 1, 1, 2, 1};
     kwr::RenderState s{};
-    s.bandHeight = 3;
+    s.bandShift = 2;
     s.bandCount = 3;
     s.bandIndex = 1;
     s.bandCycle = 5;
     s.bandOwner = owner;
     std::vector<std::pair<int, int>> runs;
     kwr::forOwnedRows(s, 2, 31, [&](int a, int b) { runs.emplace_back(a, b); });
-    EXPECT_EQ(runs, (std::vector<std::pair<int, int>>{{3, 8}, {12, 14}, {18, 23}, {27, 29}}));
+    EXPECT_EQ(runs, (std::vector<std::pair<int, int>>{{4, 11}, {16, 19}, {24, 31}}));
     for (int index = 0; index < 3; ++index) {
         s.bandIndex = index;
         for (int first = 0; first < 34; ++first) {
