@@ -1,5 +1,14 @@
 // The fourteen span fills: each member runs its rule over the given rows.
+#include <atomic>
+
 #include "raster/span_rules.h"
+
+namespace {
+std::atomic<bool> g_generalBlocks{false};
+}
+
+bool kwr::forceGeneralBlocks(bool general) { return g_generalBlocks.exchange(general, std::memory_order_relaxed); }
+bool kwr::generalBlocksForced() { return g_generalBlocks.load(std::memory_order_relaxed); }
 
 // The scalar level's lane blocks, built with the library's own flags.
 const kwr::LaneBlocks* kwr::laneBlocksScalar() { return laneBlocksOf<ScalarLanes<void>>(); }

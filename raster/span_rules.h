@@ -10,7 +10,9 @@
 #ifndef KWR_RASTER_SPAN_RULES_H
 #define KWR_RASTER_SPAN_RULES_H
 
+#include <cstddef>
 #include <cstring>
+#include <utility>
 
 #include "raster/span_fill.h"
 #include "raster/span_vector.h"
@@ -26,14 +28,14 @@ static inline int shadeIndex(int i) { return 2 - i; }
 static inline unsigned colorByte(const SpanContext& k, int i) { return (k.solid.c32 >> (8 * i)) & 0xFFu; }
 
 // The interpolated channels of a lane group, in the table's order.
-template <class V, int Count = 4>
+template <class V, unsigned M, int Count = 4>
 struct ShadeLanes {
     typename V::F c[4];
     ShadeLanes(const RowEnds& e, typename V::F p) {
-        c[0] = attributeLanes<V>(e, p, e.leftColor[0], e.rightColor[0]);
-        c[1] = attributeLanes<V>(e, p, e.leftColor[1], e.rightColor[1]);
-        c[2] = attributeLanes<V>(e, p, e.leftColor[2], e.rightColor[2]);
-        if constexpr (Count == 4) c[3] = attributeLanes<V>(e, p, e.leftColor[3], e.rightColor[3]);
+        c[0] = attributeLanes<V, M>(e, p, e.leftColor[0], e.rightColor[0]);
+        c[1] = attributeLanes<V, M>(e, p, e.leftColor[1], e.rightColor[1]);
+        c[2] = attributeLanes<V, M>(e, p, e.leftColor[2], e.rightColor[2]);
+        if constexpr (Count == 4) c[3] = attributeLanes<V, M>(e, p, e.leftColor[3], e.rightColor[3]);
     }
 };
 template <class V>
@@ -55,9 +57,10 @@ constexpr SpanTraits blendedTraits(bool depth, SpanTraits tested) {
 // the old pixels `old`; it narrows `write`, the lanes to be written, where
 // it leaves a pixel alone.  The format (render/pixel_format.h) packs,
 // stores and blends.  The arithmetic of each member keeps its own operation
-// order; those orders differ in the last bit on purpose.
+// order; those orders differ in the last bit on purpose.  M is the sampling
+// modes of the block (raster/span_vector.h).
 #define KWR_RULE_LANES                                                                                    \
-    template <class V, class Fmt>                                                                         \
+    template <class V, class Fmt, unsigned M>                                                             \
     KWR_ALWAYS_INLINE static typename V::I lanes(const SpanContext& k, const RowEnds& e, typename V::F p, \
                                                typename V::I old, typename V::I& write)
 
@@ -78,7 +81,7 @@ struct RuleShaded {
     static constexpr SpanTraits kTraits = (Depth ? kNearerTested : kUntested).shaded();
     KWR_RULE_LANES {
         (void)k, (void)old, (void)write;
-        const ShadeLanes<V, 3> sh(e, p);
+        const ShadeLanes<V, M, 3> sh(e, p);
         return Fmt::template opaque<V>(roundLanes<V>(sh.c[2]), roundLanes<V>(sh.c[1]), roundLanes<V>(sh.c[0]));
     }
 };
@@ -89,7 +92,7 @@ struct RuleTextured {
     static constexpr SpanTraits kTraits = (Depth ? kNearerTested : kUntested).textured();
     KWR_RULE_LANES {
         (void)old;
-        const TexelLanes<V> x = sampleLanes<V>(k, e, p, write);
+        const TexelLanes<V> x = sampleLanes<V, M>(k, e, p, write);
         auto product = [&](int i) {
             return V::mulSmall(texelByteLanes<V>(x, i), V::splatI(static_cast<std::int32_t>(colorByte(k, i))));
         };
@@ -111,8 +114,8 @@ struct RuleShadedTextured {
         (void)old;
         using F = typename V::F;
         using I = typename V::I;
-        const ShadeLanes<V, 3> sh(e, p);
-        const TexelLanes<V> x = sampleLanes<V>(k, e, p, write);
+        const ShadeLanes<V, M, 3> sh(e, p);
+        const TexelLanes<V> x = sampleLanes<V, M>(k, e, p, write);
         if constexpr (!Depth) {
             const I q[3] = {roundLanes<V>(sh.c[2]), roundLanes<V>(sh.c[1]), roundLanes<V>(sh.c[0])};
             const I outside = V::andI(V::andI(V::orI(V::orI(q[0], q[1]), q[2]), V::splatI(~0xFF)), write);
@@ -164,7 +167,7 @@ struct RuleShadedBlend {
     static constexpr SpanTraits kTraits = blendedTraits(Depth, kNearerOrLevelTested).shaded();
     KWR_RULE_LANES {
         (void)k;
-        const ShadeLanes<V> sh(e, p);
+        const ShadeLanes<V, M> sh(e, p);
         const typename V::F a = V::div(sh.c[3], V::splatF(255.0f));
         narrowToWeighted<RuleShadedBlend, Fmt, V>(write, a);
         return Fmt::template blendFloat<V>(
@@ -182,9 +185,9 @@ struct RuleTexturedBlend {
     static constexpr SpanTraits kTraits = blendedTraits(Depth, kNearerTested).textured();
     KWR_RULE_LANES {
         using F = typename V::F;
-        const TexelLanes<V> x = sampleLanes<V>(k, e, p, write);
+        const TexelLanes<V> x = sampleLanes<V, M>(k, e, p, write);
         const F d = V::splatF(255.0f);
-        const typename V::I m = alphaLanes<V>(k, x, write);
+        const typename V::I m = alphaLanes<V, M>(k, x, write);
         const F a = V::div(V::div(V::toF(V::mulSmall(m, V::splatI(static_cast<std::int32_t>(colorByte(k, 3))))), d), d);
         narrowToWeighted<RuleTexturedBlend, Fmt, V>(write, a);
         auto product = [&](int i) {
@@ -205,10 +208,10 @@ struct RuleShadedTexturedBlend {
     static constexpr SpanTraits kTraits = blendedTraits(Depth, kNearerOrLevelTested).shaded().textured();
     KWR_RULE_LANES {
         using F = typename V::F;
-        const ShadeLanes<V> sh(e, p);
-        const TexelLanes<V> x = sampleLanes<V>(k, e, p, write);
+        const ShadeLanes<V, M> sh(e, p);
+        const TexelLanes<V> x = sampleLanes<V, M>(k, e, p, write);
         const F d = V::splatF(255.0f);
-        const F a = V::div(V::div(V::mul(sh.c[3], V::toF(alphaLanes<V>(k, x, write))), d), d);
+        const F a = V::div(V::div(V::mul(sh.c[3], V::toF(alphaLanes<V, M>(k, x, write))), d), d);
         narrowToWeighted<RuleShadedTexturedBlend, Fmt, V>(write, a);
         auto t = [&](int i) { return V::toF(texelByteLanes<V>(x, i)); };
         auto c = [&](int i) { return sh.c[shadeIndex(i)]; };
@@ -316,23 +319,75 @@ struct LaneFillOf<RuleCubeNoDepth> {
     static constexpr int kId = kFillCubeNoDepth;
 };
 
-// Lane blocks of one level: [member][format 8, 16, 24, 32]; null where a
-// level is not built for this processor family.
+// The sampling modes with blocks of their own (raster/span_vector.h), for
+// the textured fills on 32 bpp surfaces: the nearest texel of a texture
+// whose sizes are powers of two and whose texel offsets fit in 32 bits,
+// without perspective.  Every other combination, format and fill takes the
+// general block, which reads the modes as it runs: each fixed combination
+// costs a block per textured fill and level, and the others gain little
+// (the fills without a texture read only the perspective, which is one
+// predictable test per attribute).
+inline constexpr unsigned kFixedModes[] = {kModesFixed | kModeWrapByMask | kModeOffsets32};
+constexpr int kFixedModeCount = static_cast<int>(sizeof kFixedModes / sizeof kFixedModes[0]);
+constexpr int kModeBlocks = 1 + kFixedModeCount;  // the general block first
+template <class Rule, class Fmt>
+constexpr unsigned modesReadBy() {
+    return Rule::kTraits.letters.textured && Fmt::kBpp == 32 ? ~0u : kModesRead;
+}
+// The fixed modes of a fill's context; only textured fills have a texture.
+template <class Rule>
+unsigned sampleModesOf(const SpanContext& k) {
+    unsigned m = kModesFixed | (k.perspective ? kModePerspective : 0u);
+    if constexpr (Rule::kTraits.letters.textured) {
+        auto powerOfTwo = [](int n) { return (n & (n - 1)) == 0; };
+        if (k.bilinear) m |= kModeBilinear;
+        if (powerOfTwo(k.texture.width) && powerOfTwo(k.texture.height)) m |= kModeWrapByMask;
+        if (k.texture.offsets32) m |= kModeOffsets32;
+    }
+    return m;
+}
+// Makes every fill take the general block (true) or its modes' block
+// (false) and returns the previous choice.  For tests that compare them.
+bool forceGeneralBlocks(bool general);
+bool generalBlocksForced();
+// The index of the block for a fill's context: 1 + the fixed modes that
+// match what the fill reads, or 0 for the general block.
+template <class Rule, class Fmt>
+int modeBlockOf(const SpanContext& k) {
+    constexpr unsigned kRead = modesReadBy<Rule, Fmt>();
+    if (kRead == kModesRead || generalBlocksForced()) return 0;
+    const unsigned m = sampleModesOf<Rule>(k) & kRead;
+    for (int j = 0; j < kFixedModeCount; ++j)
+        if ((kFixedModes[j] & kRead) == m) return j + 1;
+    return 0;
+}
+
+// Lane blocks of one level: [member][format 8, 16, 24, 32][modes]; null
+// where a level is not built for this processor family.
 struct LaneBlocks {
-    BlockFn fill[kLaneFillCount][4];
+    BlockFn fill[kLaneFillCount][4][kModeBlocks];
     int lanes;
 };
+template <class V, class Rule, class Fmt, std::size_t... J>
+constexpr void setModeBlocks(BlockFn (&blocks)[kModeBlocks], std::index_sequence<J...>) {
+    blocks[0] = &laneBlock<V, Rule, Fmt, kModesRead>;
+    ((blocks[J + 1] = &laneBlock<V, Rule, Fmt, kFixedModes[J] & modesReadBy<Rule, Fmt>()>), ...);
+}
+template <class V, class Rule, class Fmt>
+constexpr void setModeBlocks(BlockFn (&blocks)[kModeBlocks]) {
+    setModeBlocks<V, Rule, Fmt>(blocks, std::make_index_sequence<kFixedModeCount>{});
+}
 template <class V>
 constexpr LaneBlocks makeLaneBlocks() {
     LaneBlocks t{};
-#define KWR_LANE_ROW(R, n)                                     \
-    t.fill[kFill##R][1] = &laneBlock<V, R, Format16>;          \
-    t.fill[kFill##R][2] = &laneBlock<V, R, Format24>;          \
-    t.fill[kFill##R][3] = &laneBlock<V, R, Format32>;
+#define KWR_LANE_ROW(R, n)                              \
+    setModeBlocks<V, R, Format16>(t.fill[kFill##R][1]); \
+    setModeBlocks<V, R, Format24>(t.fill[kFill##R][2]); \
+    setModeBlocks<V, R, Format32>(t.fill[kFill##R][3]);
     KWR_LANE_FILLS(KWR_LANE_ROW)
 #undef KWR_LANE_ROW
-    t.fill[kFillCubeWithDepth][0] = &laneBlock<V, RuleCubeWithDepth, Format8>;
-    t.fill[kFillCubeNoDepth][0] = &laneBlock<V, RuleCubeNoDepth, Format8>;
+    setModeBlocks<V, RuleCubeWithDepth, Format8>(t.fill[kFillCubeWithDepth][0]);
+    setModeBlocks<V, RuleCubeNoDepth, Format8>(t.fill[kFillCubeNoDepth][0]);
     static_assert((V::kLanes & (V::kLanes - 1)) == 0, "the row walk rounds to whole lane groups by masks");
     t.lanes = V::kLanes;
     return t;
@@ -370,16 +425,17 @@ inline const LaneBlocks* laneBlocksAt(SimdLevel level) {
     return table.at[static_cast<int>(level)];
 }
 
-// The block function of `Rule` on `Fmt` at `level`.
+// The block function of `Rule` on `Fmt` at `level`, block `modes` of its
+// sampling modes (modeBlockOf).
 template <class Rule, class Fmt>
-BlockRunner blockFor(SimdLevel level) {
+BlockRunner blockFor(SimdLevel level, int modes) {
     const LaneBlocks* t = laneBlocksAt(level);
-    return BlockRunner{t->fill[LaneFillOf<Rule>::kId][Fmt::kBytes - 1], t->lanes};
+    return BlockRunner{t->fill[LaneFillOf<Rule>::kId][Fmt::kBytes - 1][modes], t->lanes};
 }
 
 // A span too short for a lane group, pixel by pixel through the rule at
 // width 1, its chains stepped as it goes.
-template <class Rule, class Fmt>
+template <class Rule, class Fmt, unsigned M>
 void runShortSpan(const SpanContext& k, const RowRun& r) {
     using One = ScalarLanes<void>;
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
@@ -389,16 +445,31 @@ void runShortSpan(const SpanContext& k, const RowRun& r) {
     float p = r.p, z = r.z;
     const float sp = r.sp, dz = r.dz;
     for (std::int64_t n = r.n; n > 0; --n, px += Fmt::kBytes) {
-        laneGroup<One, Rule, Fmt>(k, r.ends, &p, &z, zp, px, 1);
+        laneGroup<One, Rule, Fmt, M>(k, r.ends, &p, &z, zp, px, 1);
         if constexpr (kDepth) ++zp;
         p += sp;
         z += dz;
     }
 }
+// The same in the sampling modes of block `modes` (modeBlockOf).
+template <class Rule, class Fmt, std::size_t... J>
+void runShortSpan(int modes, const SpanContext& k, const RowRun& r, std::index_sequence<J...>) {
+    constexpr unsigned kRead = modesReadBy<Rule, Fmt>();
+    (void)modes;
+    if constexpr (kRead != kModesRead) {
+        if (((modes == static_cast<int>(J) + 1 && (runShortSpan<Rule, Fmt, kFixedModes[J] & kRead>(k, r), true)) ||
+             ...))
+            return;
+    }
+    runShortSpan<Rule, Fmt, kModesRead>(k, r);
+}
 template <class Rule, class Fmt, class Rows>
 void walkRule(const RenderState& s, const Rows& rows, int firstRow, int lastRow, const SpanContext& k) {
-    walkSpans<Rule, Fmt>(s, rows, firstRow, lastRow, k, blockFor<Rule, Fmt>(activeSimdLevel()),
-                         [&](const RowRun& r) { runShortSpan<Rule, Fmt>(k, r); });
+    const int modes = modeBlockOf<Rule, Fmt>(k);
+    const BlockRunner block = blockFor<Rule, Fmt>(activeSimdLevel(), modes);
+    walkSpans<Rule, Fmt>(s, rows, firstRow, lastRow, k, block, [&](const RowRun& r) {
+        runShortSpan<Rule, Fmt>(modes, k, r, std::make_index_sequence<kFixedModeCount>{});
+    });
 }
 
 // Runs `Rule` over rows firstRow..lastRow of `rows` on the surface's format;

@@ -17,6 +17,46 @@
 
 namespace kwr {
 
+// The sampling modes a block is compiled for, as a bitset M.  With
+// kModesFixed the other bits hold for every pixel of the block, so their
+// tests leave the lanes and the block keeps only the arithmetic of its
+// modes; without it (kModesRead, the general block) each test reads the
+// context as the block runs.  The combinations with blocks of their own are
+// listed once, in raster/span_rules.h.
+enum SampleMode : unsigned {
+    kModesRead = 0,
+    kModesFixed = 1u << 0,
+    kModeBilinear = 1u << 1,     // the texture is sampled bilinearly
+    kModePerspective = 1u << 2,  // the attributes are divided by the interpolated 1 / w
+    kModeWrapByMask = 1u << 3,   // the texture's width and height are powers of two
+    kModeOffsets32 = 1u << 4,    // every byte offset of a texel fits in 32 bits
+};
+template <unsigned M>
+struct SampleModes {
+    static constexpr bool kFixed = (M & kModesFixed) != 0;
+    static constexpr bool has(unsigned bit) { return (M & bit) != 0; }
+    static KWR_ALWAYS_INLINE bool bilinear(const SpanContext& k) {
+        if constexpr (kFixed)
+            return has(kModeBilinear);
+        else
+            return k.bilinear;
+    }
+    static KWR_ALWAYS_INLINE bool perspective(const RowEnds& e) {
+        if constexpr (kFixed)
+            return has(kModePerspective);
+        else
+            return e.perspective;
+    }
+    // Whether the texture's sizes wrap by a mask: 1 yes, 0 no, -1 test each size.
+    static constexpr int kTextureMask = kFixed ? (has(kModeWrapByMask) ? 1 : 0) : -1;
+    static KWR_ALWAYS_INLINE bool offsets32(const SampledMap& texture) {
+        if constexpr (kFixed)
+            return has(kModeOffsets32);
+        else
+            return texture.offsets32;
+    }
+};
+
 // (1 - p) * left + p * right per lane.
 template <class V>
 KWR_ALWAYS_INLINE typename V::F lerpLanes(typename V::F p, float left, float right) {
@@ -25,23 +65,31 @@ KWR_ALWAYS_INLINE typename V::F lerpLanes(typename V::F p, float left, float rig
 
 // The repeat rule per lane (i wrapped into 0..size-1, negative i counted
 // back from size): the low bits for power-of-two sizes, else i - floor(i / size) * size in double precision, where the
-// quotient from the reciprocal is off by at most one and corrected.
-template <class V>
+// quotient from the reciprocal is off by at most one and corrected.  Mask
+// says whether the size is a power of two (1), not (0), or to test it (-1).
+template <class V, int Mask = -1>
 KWR_ALWAYS_INLINE typename V::I wrapLanes(typename V::I i, int size, double inverse) {
-    if ((size & (size - 1)) == 0) return V::andI(i, V::splatI(size - 1));
-    using D = typename V::D;
-    const D w = V::splatD(static_cast<double>(size)), zero = V::splatD(0.0);
-    auto half = [&](D x) {
-        D r = V::subD(x, V::mulD(V::floorD(V::mulD(x, V::splatD(inverse))), w));
-        r = V::addD(r, V::andLessD(r, zero, w));              // below 0: add size
-        return V::subD(r, V::subD(w, V::andLessD(r, w, w)));  // size or above: subtract it
-    };
-    return V::fromD(half(V::loD(i)), half(V::hiD(i)));
+    if constexpr (Mask == 1) {
+        (void)inverse;
+        return V::andI(i, V::splatI(size - 1));
+    } else {
+        if constexpr (Mask == -1) {
+            if ((size & (size - 1)) == 0) return V::andI(i, V::splatI(size - 1));
+        }
+        using D = typename V::D;
+        const D w = V::splatD(static_cast<double>(size)), zero = V::splatD(0.0);
+        auto half = [&](D x) {
+            D r = V::subD(x, V::mulD(V::floorD(V::mulD(x, V::splatD(inverse))), w));
+            r = V::addD(r, V::andLessD(r, zero, w));              // below 0: add size
+            return V::subD(r, V::subD(w, V::andLessD(r, w, w)));  // size or above: subtract it
+        };
+        return V::fromD(half(V::loD(i)), half(V::hiD(i)));
+    }
 }
 
-template <class V>
+template <class V, int Mask = -1>
 KWR_ALWAYS_INLINE typename V::I texelCoordLanes(typename V::F n, int size, double inverse) {
-    return wrapLanes<V>(roundLanes<V>(V::mul(n, V::splatF(static_cast<float>(size)))), size, inverse);
+    return wrapLanes<V, Mask>(roundLanes<V>(V::mul(n, V::splatF(static_cast<float>(size)))), size, inverse);
 }
 
 // Texels of the lanes in `m` (others read nothing and give 0).  Sampled
@@ -59,10 +107,10 @@ struct TexelLanes {
 
 // One byte-addressed read per lane in `m`: bytes at base + v * pitch + u *
 // scale (scale 4 for texels, 1 for alpha-map values).
-template <class V, int Bytes>
+template <class V, int Bytes, unsigned M = kModesRead>
 KWR_ALWAYS_INLINE typename V::I readLanes(const SampledMap& map, typename V::I u, typename V::I v, typename V::I m) {
     if constexpr (V::kHasGather && Bytes == 4) {
-        if (map.offsets32) {
+        if (SampleModes<M>::offsets32(map)) {
             const typename V::I off =
                 V::addI(V::mulLo(v, V::splatI(static_cast<std::int32_t>(map.pitch))), V::shl(2, u));
             return V::gather(map.data, off, m);
@@ -92,14 +140,14 @@ template <class V>
 struct BilinearAxis {
     typename V::I i0, i1, f;
 };
-template <class V>
+template <class V, int Mask = -1>
 KWR_ALWAYS_INLINE BilinearAxis<V> bilinearAxisLanes(typename V::F n, int size, double inverse) {
     const typename V::F a = V::mul(n, V::splatF(static_cast<float>(size)));
     const typename V::I i = V::floorInt(a);
     BilinearAxis<V> x;
     x.f = V::andI(V::floorInt(V::mul(a, V::splatF(256.0f))), V::splatI(0xFF));
-    x.i0 = wrapLanes<V>(i, size, inverse);
-    x.i1 = wrapLanes<V>(V::addI(i, V::splatI(1)), size, inverse);
+    x.i0 = wrapLanes<V, Mask>(i, size, inverse);
+    x.i1 = wrapLanes<V, Mask>(V::addI(i, V::splatI(1)), size, inverse);
     return x;
 }
 
@@ -127,35 +175,36 @@ KWR_ALWAYS_INLINE typename V::I byteLanes(typename V::I w, int k) {
 
 // The attribute pair (left, right) at p, divided by the interpolated 1 / w
 // in perspective.
-template <class V>
+template <class V, unsigned M = kModesRead>
 KWR_ALWAYS_INLINE typename V::F attributeLanes(const RowEnds& e, typename V::F p, float left, float right) {
     const typename V::F a = lerpLanes<V>(p, left, right);
-    return e.perspective ? V::div(a, lerpLanes<V>(p, e.leftQ, e.rightQ)) : a;
+    return SampleModes<M>::perspective(e) ? V::div(a, lerpLanes<V>(p, e.leftQ, e.rightQ)) : a;
 }
 
-template <class V>
+template <class V, unsigned M>
 KWR_ALWAYS_INLINE TexelLanes<V> sampleLanes(const SpanContext& k, const RowEnds& e, typename V::F p, typename V::I m) {
+    constexpr int kMask = SampleModes<M>::kTextureMask;
     TexelLanes<V> x;
-    x.un = attributeLanes<V>(e, p, e.leftU, e.rightU);
-    x.vn = attributeLanes<V>(e, p, e.leftV, e.rightV);
-    if (!k.bilinear) {
-        x.iu = texelCoordLanes<V>(x.un, k.texture.width, k.texture.inverseWidth);
-        x.iv = texelCoordLanes<V>(x.vn, k.texture.height, k.texture.inverseHeight);
-        x.word = readLanes<V, 4>(k.texture, x.iu, x.iv, m);
+    x.un = attributeLanes<V, M>(e, p, e.leftU, e.rightU);
+    x.vn = attributeLanes<V, M>(e, p, e.leftV, e.rightV);
+    if (!SampleModes<M>::bilinear(k)) {
+        x.iu = texelCoordLanes<V, kMask>(x.un, k.texture.width, k.texture.inverseWidth);
+        x.iv = texelCoordLanes<V, kMask>(x.vn, k.texture.height, k.texture.inverseHeight);
+        x.word = readLanes<V, 4, M>(k.texture, x.iu, x.iv, m);
         return x;
     }
-    const BilinearAxis<V> u = bilinearAxisLanes<V>(x.un, k.texture.width, k.texture.inverseWidth);
-    const BilinearAxis<V> v = bilinearAxisLanes<V>(x.vn, k.texture.height, k.texture.inverseHeight);
+    const BilinearAxis<V> u = bilinearAxisLanes<V, kMask>(x.un, k.texture.width, k.texture.inverseWidth);
+    const BilinearAxis<V> v = bilinearAxisLanes<V, kMask>(x.vn, k.texture.height, k.texture.inverseHeight);
     x.iu = u.i0;
     x.iu1 = u.i1;
     x.fu = u.f;
     x.iv = v.i0;
     x.iv1 = v.i1;
     x.fv = v.f;
-    const typename V::I t00 = readLanes<V, 4>(k.texture, u.i0, v.i0, m);
-    const typename V::I t10 = readLanes<V, 4>(k.texture, u.i1, v.i0, m);
-    const typename V::I t01 = readLanes<V, 4>(k.texture, u.i0, v.i1, m);
-    const typename V::I t11 = readLanes<V, 4>(k.texture, u.i1, v.i1, m);
+    const typename V::I t00 = readLanes<V, 4, M>(k.texture, u.i0, v.i0, m);
+    const typename V::I t10 = readLanes<V, 4, M>(k.texture, u.i1, v.i0, m);
+    const typename V::I t01 = readLanes<V, 4, M>(k.texture, u.i0, v.i1, m);
+    const typename V::I t11 = readLanes<V, 4, M>(k.texture, u.i1, v.i1, m);
     x.word = V::splatI(0);
     for (int c = 0; c < 4; ++c) {
         const typename V::I mixed = mixLanes<V>(byteLanes<V>(t00, c), byteLanes<V>(t10, c), byteLanes<V>(t01, c),
@@ -175,16 +224,16 @@ KWR_ALWAYS_INLINE typename V::I alphaMixLanes(const SampledMap& map, const Bilin
 
 // The alpha byte of each lane: the texel's own, or the alpha map's, sampled
 // as the texture is.
-template <class V>
+template <class V, unsigned M>
 KWR_ALWAYS_INLINE typename V::I alphaLanes(const SpanContext& k, const TexelLanes<V>& x, typename V::I m) {
     switch (k.alphaSource) {
     case SpanContext::kAlphaSameSize:
-        if (k.bilinear)
+        if (SampleModes<M>::bilinear(k))
             return alphaMixLanes<V>(k.alphaMap, BilinearAxis<V>{x.iu, x.iu1, x.fu}, BilinearAxis<V>{x.iv, x.iv1, x.fv},
                                     m);
         return readLanes<V, 1>(k.alphaMap, x.iu, x.iv, m);
     case SpanContext::kAlphaOwnSize:
-        if (k.bilinear)
+        if (SampleModes<M>::bilinear(k))
             return alphaMixLanes<V>(k.alphaMap, bilinearAxisLanes<V>(x.un, k.alphaMap.width, k.alphaMap.inverseWidth),
                                     bilinearAxisLanes<V>(x.vn, k.alphaMap.height, k.alphaMap.inverseHeight), m);
         return readLanes<V, 1>(k.alphaMap, texelCoordLanes<V>(x.un, k.alphaMap.width, k.alphaMap.inverseWidth),
@@ -213,7 +262,7 @@ KWR_ALWAYS_INLINE typename V::I passesDepthLanes(typename V::F stored, typename 
 // rule, the depth and pixel stores of the lanes the rule writes.  The
 // chains are read as whole groups (the walk runs them on past the block);
 // pixels and depths past m are neither read nor written.
-template <class V, class Rule, class Fmt>
+template <class V, class Rule, class Fmt, unsigned M = kModesRead>
 KWR_ALWAYS_INLINE void laneGroup(const SpanContext& k, const RowEnds& e, const float* p, const float* z, float* zrow,
                                unsigned char* px, int m) {
     using I = typename V::I;
@@ -241,7 +290,7 @@ KWR_ALWAYS_INLINE void laneGroup(const SpanContext& k, const RowEnds& e, const f
     }
     if constexpr (kMerge) {
         const I old = loadPixels();
-        const I out = Rule::template lanes<V, Fmt>(k, e, pv, old, write);
+        const I out = Rule::template lanes<V, Fmt, M>(k, e, pv, old, write);
         if (!V::any(write)) return;
         storePixels(V::select(write, out, old));
         if constexpr (kDepth && Rule::kTraits.storesDepth) {
@@ -252,7 +301,7 @@ KWR_ALWAYS_INLINE void laneGroup(const SpanContext& k, const RowEnds& e, const f
                 V::storePart(zrow, V::bitsI(zNew), 4, m);
         }
     } else {
-        const I out = Rule::template lanes<V, Fmt>(k, e, pv, I{}, write);
+        const I out = Rule::template lanes<V, Fmt, M>(k, e, pv, I{}, write);
         if constexpr (kDepth) {
             if (!V::any(write)) return;
             if constexpr (Rule::kTraits.storesDepth) V::storeF(zrow, zv);
@@ -263,8 +312,9 @@ KWR_ALWAYS_INLINE void laneGroup(const SpanContext& k, const RowEnds& e, const f
 
 // A block: whole lane groups, then what is left as one partial group where
 // partial accesses are masked or the rule's arithmetic outweighs copying
-// them, else pixel by pixel through the same rule at width 1.
-template <class V, class Rule, class Fmt>
+// them, else pixel by pixel through the same rule at width 1.  M is the
+// block's sampling modes.
+template <class V, class Rule, class Fmt, unsigned M>
 void laneBlock(const SpanContext& k, const RowEnds& ends, const SpanBlock& block) {
     // Copies that no pixel store can alias, so that the ends and the block
     // stay in registers across the groups instead of being read again
@@ -275,18 +325,18 @@ void laneBlock(const SpanContext& k, const RowEnds& ends, const SpanBlock& block
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
     int i = 0;
     for (; i + W <= b.n; i += W)
-        laneGroup<V, Rule, Fmt>(k, e, b.p + i, b.z + i, kDepth ? b.zrow + i : nullptr, b.px + i * Fmt::kBytes, W);
+        laneGroup<V, Rule, Fmt, M>(k, e, b.p + i, b.z + i, kDepth ? b.zrow + i : nullptr, b.px + i * Fmt::kBytes, W);
     const int rest = b.n - i;
     if constexpr (W > 1) {
         constexpr bool kMasked = V::maskedParts(Fmt::kBytes) && (!kDepth || V::maskedParts(4));
         if (rest >= (kMasked ? 1 : (Rule::kTraits.interpolates() ? 2 : W))) {
-            laneGroup<V, Rule, Fmt>(k, e, b.p + i, b.z + i, kDepth ? b.zrow + i : nullptr, b.px + i * Fmt::kBytes,
-                                    rest);
+            laneGroup<V, Rule, Fmt, M>(k, e, b.p + i, b.z + i, kDepth ? b.zrow + i : nullptr, b.px + i * Fmt::kBytes,
+                                       rest);
             return;
         }
         for (; i < b.n; ++i)
-            laneGroup<ScalarLanes<V>, Rule, Fmt>(k, e, b.p + i, b.z + i, kDepth ? b.zrow + i : nullptr,
-                                                 b.px + i * Fmt::kBytes, 1);
+            laneGroup<ScalarLanes<V>, Rule, Fmt, M>(k, e, b.p + i, b.z + i, kDepth ? b.zrow + i : nullptr,
+                                                    b.px + i * Fmt::kBytes, 1);
     }
 }
 

@@ -130,7 +130,7 @@ void KWRRender::initState(int threadsWanted) {
     s.pool = nullptr;
     s.threadsWanted = threadsWanted;
     s.lastError = 0;
-    s.bandHeight = kwr::kDefaultBandHeight;
+    s.bandShift = kwr::kDefaultBandShift;
     s.bandCount = 1;
     s.bandIndex = 0;
     s.bandCycle = 1;

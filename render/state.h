@@ -94,14 +94,14 @@ struct RenderState {
     ScanLineTable scan;        // arrays in scanBlock
     void* scanBlock;           // the table's memory, owned with the surface
     // Multi-core rendering: the context's pool (null with one thread), and
-    // the rows this state draws.  Rows are dealt in bands of bandHeight
+    // the rows this state draws.  Rows are dealt in bands of 2^bandShift
     // rows, band b to the thread numbered bandOwner[b % bandCycle]; this
     // state is thread bandIndex of bandCount, and one with bandCount 1
     // draws every row.
     ThreadPool* pool;
     int threadsWanted;         // the count asked for, in force once the pool exists
     int lastError;             // why the last kwrInitBuffer or kwrSetRenderBpp failed, or 0
-    int bandHeight, bandCount, bandIndex, bandCycle;
+    int bandShift, bandCount, bandIndex, bandCycle;
     const unsigned char* bandOwner;
 };
 
@@ -181,9 +181,13 @@ inline void clampRows(const RenderState& s, int& first, int& last) {
     if (last > s.clipBottom) last = s.clipBottom;
 }
 
+// The slot of band b (0 <= b) in bandOwner.  The cycle is long enough to
+// hold every band of the surface: no division for the rows drawn.
+inline int bandSlot(const RenderState& s, int band) { return band < s.bandCycle ? band : band % s.bandCycle; }
+
 // Whether this state draws row y (0 <= y).
 inline bool ownsRow(const RenderState& s, int y) {
-    return s.bandCount == 1 || s.bandOwner[(y / s.bandHeight) % s.bandCycle] == s.bandIndex;
+    return s.bandCount == 1 || s.bandOwner[bandSlot(s, y >> s.bandShift)] == s.bandIndex;
 }
 
 // ownsRow for a walk that moves through neighbouring rows (lines): it looks
@@ -193,8 +197,8 @@ public:
     explicit BandCursor(const RenderState& s) : s_(s) {}
     bool owns(int y) {
         if (y < first_ || y > last_) {
-            first_ = y / s_.bandHeight * s_.bandHeight;
-            last_ = first_ + s_.bandHeight - 1;
+            first_ = y >> s_.bandShift << s_.bandShift;
+            last_ = first_ + (1 << s_.bandShift) - 1;
             owned_ = ownsRow(s_, y);
         }
         return owned_;
@@ -214,11 +218,11 @@ void forOwnedRows(const RenderState& s, int first, int last, F&& f) {
     if (first < 0) first = 0;
     if (first > last) return;
     if (s.bandCount == 1) return f(first, last);
-    const int h = s.bandHeight;
-    const int band = first / h;
-    int slot = band % s.bandCycle;
+    const int h = 1 << s.bandShift;
+    const int band = first >> s.bandShift;
+    int slot = bandSlot(s, band);
     // Most calls lie in one band.
-    if (last / h == band) {
+    if (last >> s.bandShift == band) {
         if (s.bandOwner[slot] == s.bandIndex) f(first, last);
         return;
     }

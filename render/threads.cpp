@@ -70,7 +70,8 @@ ThreadPool* ThreadPool::create(int threads, int rows) noexcept {
     try {
         p.reset(new ThreadPool());
         p->count_ = threads;
-        p->list_.reset(new unsigned char[kCommandListBytes]);
+        p->ring_.reset(new unsigned char[kRingBytes]);
+        p->passed_.reset(new Passed[static_cast<std::size_t>(threads)]);
         p->scanBlocks_.assign(static_cast<std::size_t>(threads), nullptr);
         p->owner_.assign(static_cast<std::size_t>(threads * kBandsPerThread), 0);
         for (int i = 0; i < threads; ++i) {
@@ -78,7 +79,7 @@ ThreadPool* ThreadPool::create(int threads, int rows) noexcept {
             RenderState& st = p->shadows_.back()->s;
             st.bandCount = threads;
             st.bandIndex = i;
-            st.bandHeight = kDefaultBandHeight;
+            st.bandShift = kDefaultBandShift;
         }
         if (!p->resize(rows)) return nullptr;
         p->finishedAt_.assign(static_cast<std::size_t>(threads), 0.0);
@@ -154,7 +155,7 @@ int ThreadPool::bandShiftFor(int rows, int threads) {
 
 void ThreadPool::setBandShift(int shift) {
     bandShift_ = shift;
-    for (auto& sh : shadows_) sh->s.bandHeight = 1 << bandShift_;
+    for (auto& sh : shadows_) sh->s.bandShift = bandShift_;
 }
 
 void ThreadPool::setBandHeight(int rows) {
@@ -183,14 +184,19 @@ void ThreadPool::layOutBands() {
         owner_[static_cast<std::size_t>(b)] =
             static_cast<unsigned char>(caller ? 0 : 1 + next++ % (count_ - 1));
     }
-    for (auto& sh : shadows_) {
-        sh->s.bandCycle = cycle;
-        sh->s.bandOwner = owner_.data();
-    }
     const std::size_t bands = static_cast<std::size_t>(rows_ >> bandShift_) + 1;
+    // The threads see the cycle repeated over the whole surface (and a
+    // little more, a whole number of cycles): no division finds a band's
+    // owner.
+    const std::size_t cycles = (bands + static_cast<std::size_t>(cycle) - 1) / static_cast<std::size_t>(cycle);
+    surfaceOwner_.resize(cycles * static_cast<std::size_t>(cycle));
+    for (std::size_t b = 0; b < surfaceOwner_.size(); ++b) surfaceOwner_[b] = owner_[b % static_cast<std::size_t>(cycle)];
+    for (auto& sh : shadows_) {
+        sh->s.bandCycle = static_cast<int>(surfaceOwner_.size());
+        sh->s.bandOwner = surfaceOwner_.data();
+    }
     bandThreads_.resize(bands);
-    for (std::size_t b = 0; b < bands; ++b)
-        bandThreads_[b] = std::uint64_t{1} << owner_[b % static_cast<std::size_t>(cycle)];
+    for (std::size_t b = 0; b < bands; ++b) bandThreads_[b] = std::uint64_t{1} << surfaceOwner_[b];
 }
 
 // One band of the caller's more when it waited for the workers, one fewer
@@ -212,21 +218,64 @@ std::uint64_t ThreadPool::threadsForBands(std::size_t first, std::size_t last) c
 }
 
 void ThreadPool::reserveSlowly(const RenderState& s, std::size_t bytes) {
-    if (bytes > kCommandListBytes - used_) finish(false);
     if (used_ == 0) {
         // A new list, which the workers replay from this state.  Workers
         // still looking for work start on it at once; sleeping ones are
         // woken when there is something to replay (a short list, such as
         // a few large fills, is drawn after one wake-up, at the flush).
         base_ = s;
+        limit_ = kChunkBytes - kArgsAt;
         published_ = 0;
         wokenAt_ = 0;
+        callerAt_ = 0;
+        callerWaited_ = 0;
+        for (int i = 1; i < count_; ++i) passed_[i].at.store(0, std::memory_order_relaxed);
         roundStart_ = seconds();
         pending_.store(count_ - 1);
         started_.fetch_add(1);
-    } else if (used_ - published_ >= kPublishBytes) {
-        publish();
+    } else {
+        if (bytes > limit_ - used_) nextChunk();
+        if (used_ != published_) publish(false);
     }
+    stop_ = std::min(limit_, published_ + kPublishBytes);
+}
+
+// Closes the chunk being recorded with a record no thread replays, reaching
+// to its end, and moves to the next chunk of the ring.  Before the chunk is
+// written again, the caller replays its own rows of it and waits for every
+// worker to have passed it.
+void ThreadPool::nextChunk() {
+    const std::uint64_t end = limit_ + kArgsAt;
+    const CommandHeader close{nullptr, static_cast<std::size_t>(end - used_), 0};
+    std::memcpy(ring_.get() + (used_ & (kRingBytes - 1)), &close, sizeof close);
+    used_ = end;
+    limit_ = end + kChunkBytes - kArgsAt;
+    if (end < kRingBytes) return;
+    // The records the next chunk held last end here.
+    const std::uint64_t reused = end - kRingBytes + kChunkBytes;
+    publish(true);
+    if (callerAt_ < reused) replayCaller(reused);
+    const auto passed = [&] {
+        for (int i = 1; i < count_; ++i)
+            if (passed_[i].at.load() < reused) return false;
+        return true;
+    };
+    if (passed()) return;
+    const double start = seconds();
+    callerNeeds_.store(reused);
+    waitUntil(passed);
+    callerNeeds_.store(0);
+    callerWaited_ += seconds() - start;
+}
+
+// The caller replays its own rows of the list up to `upTo`, from the
+// caller's state at the list's start; a caller owning no rows skips them.
+void ThreadPool::replayCaller(std::uint64_t upTo) {
+    if (callerBands_ != 0) {
+        if (callerAt_ == 0) startReplay(0);
+        replayRecords(0, callerAt_, upTo);
+    }
+    callerAt_ = upTo;
 }
 
 namespace {
@@ -248,10 +297,12 @@ void ThreadPool::recordHeldColour(const RenderState& s) {
 // the list's first records and then only for a good amount of work at a
 // time: waking it is a system call on the caller's time, and a worker that
 // ran out of work replays faster than the caller records.
-void ThreadPool::publish() {
+// (`wakeAll`: whatever was woken last, as when the caller is about to wait
+// for the workers.)
+void ThreadPool::publish(bool wakeAll) {
     published_ = used_;
     ready_.store(used_);
-    if (wokenAt_ == 0 || used_ - wokenAt_ >= kWakeBytes) {
+    if (wakeAll || wokenAt_ == 0 || used_ - wokenAt_ >= kWakeBytes) {
         wokenAt_ = used_;
         wakeSleepers();
     }
@@ -286,38 +337,41 @@ void ThreadPool::waitUntil(Done done) {
     sleepers_.fetch_sub(1);
 }
 
-void ThreadPool::replay(int index) {
-    KWRRender& self = *shadows_[static_cast<std::size_t>(index)];
-    RenderState& st = self.s;
+// Starts thread `index` on a list: its copy of the context takes the
+// caller's state as it was when the list was started.
+void ThreadPool::startReplay(int index) {
+    RenderState& st = shadows_[static_cast<std::size_t>(index)]->s;
     // Start from the caller's state as it was when the list was started,
     // keeping this copy's own table, bands and (no) pool.
-    const int bandHeight = st.bandHeight, bandCycle = st.bandCycle;
+    const int bandShift = st.bandShift, bandCycle = st.bandCycle;
     const unsigned char* const bandOwner = st.bandOwner;
     st = base_;
     st.pool = nullptr;
     st.bandCount = count_;
     st.bandIndex = index;
-    st.bandHeight = bandHeight;
+    st.bandShift = bandShift;
     st.bandCycle = bandCycle;
     st.bandOwner = bandOwner;
     if (index > 0) {
         st.scanBlock = scanBlocks_[static_cast<std::size_t>(index)];
         layOutScanTable(st.scan, st.scanBlock, st.height);
     }
-    const unsigned char* const list = list_.get();
-    for (std::size_t at = 0;;) {
-        const std::size_t end = ready_.load(std::memory_order_acquire);
-        while (at < end) {
-            CommandHeader h;
-            std::memcpy(&h, list + at, sizeof h);
-            if ((h.threads >> index) & 1u) h.replay(self, st, list + at + kArgsAt);
-            at += h.bytes;
-        }
-        // Everything is ready once the list is closed.
-        if (closed_.load() && ready_.load() == at) break;
-        waitUntil([&] { return ready_.load() != at || closed_.load(); });
+}
+
+// Thread `index` replays the records from `at` to `end`, its own
+// triangles of them; gives where it stopped (`end`).
+std::uint64_t ThreadPool::replayRecords(int index, std::uint64_t at, std::uint64_t end) {
+    KWRRender& self = *shadows_[static_cast<std::size_t>(index)];
+    RenderState& st = self.s;
+    const unsigned char* const ring = ring_.get();
+    while (at < end) {
+        const unsigned char* const record = ring + (at & (kRingBytes - 1));
+        CommandHeader h;
+        std::memcpy(&h, record, sizeof h);
+        if ((h.threads >> index) & 1u) h.replay(self, st, record + kArgsAt);
+        at += h.bytes;
     }
-    st.scanBlock = nullptr;
+    return at;
 }
 
 void ThreadPool::workerLoop(int index) {
@@ -333,7 +387,20 @@ void ThreadPool::workerLoop(int index) {
     for (;;) {
         if (quit_.load()) return;
         seen = started_.load();
-        replay(index);
+        startReplay(index);
+        std::atomic<std::uint64_t>& passed = passed_[index].at;
+        for (std::uint64_t at = 0;;) {
+            at = replayRecords(index, at, ready_.load(std::memory_order_acquire));
+            // Sequentially consistent with the caller's look at `passed`
+            // and its need: one of the two sees the other's.
+            passed.store(at);
+            const std::uint64_t need = callerNeeds_.load();
+            if (need != 0 && at >= need) wakeSleepers();
+            // Everything is ready once the list is closed.
+            if (closed_.load() && ready_.load() == at) break;
+            waitUntil([&] { return ready_.load() != at || closed_.load(); });
+        }
+        shadows_[static_cast<std::size_t>(index)]->s.scanBlock = nullptr;
         finishedAt_[static_cast<std::size_t>(index)] = seconds();
         if (pending_.fetch_sub(1) == 1) wakeSleepers();
         waitUntil(news);
@@ -351,8 +418,8 @@ void ThreadPool::finish(bool adapt) {
     ready_.store(used_);
     closed_.store(true);
     wakeSleepers();
-    // A caller owning no rows has nothing to draw.
-    if (callerBands_ != 0) replay(0);
+    replayCaller(used_);
+    shadows_[0]->s.scanBlock = nullptr;
     const double replayed = seconds();
     const bool waited = pending_.load() != 0;
     waitUntil([&] { return pending_.load() == 0; });
@@ -363,10 +430,13 @@ void ThreadPool::finish(bool adapt) {
     double workersDone = 0;
     for (std::size_t i = 1; i < finishedAt_.size(); ++i) workersDone = std::max(workersDone, finishedAt_[i]);
     used_ = 0;
+    stop_ = 0;
     published_ = 0;
     ready_.store(0);
     closed_.store(false);
-    if (adapt) adaptCallerBands(waited ? end - replayed : 0.0, waited ? 0.0 : replayed - workersDone, end - roundStart_);
+    if (adapt)
+        adaptCallerBands(callerWaited_ + (waited ? end - replayed : 0.0), waited ? 0.0 : replayed - workersDone,
+                         end - roundStart_);
 }
 
 }  // namespace kwr

@@ -3,7 +3,8 @@
 // With more than one thread a drawing call records itself and returns.  The
 // workers replay the list while it is being recorded, each on a copy of the
 // context of its own (its own state and scan-line table), drawing only the
-// rows it owns; the caller replays its own rows at the flush.  Rows are dealt
+// rows it owns; the caller replays its own rows when it needs room in the
+// ring that holds the list, and at the flush.  Rows are dealt
 // in bands, and the caller, which also records, owns fewer of them when
 // recording keeps it busy.  Each pixel sees the same operations in the same
 // order as on one core, and the frame is the same bytes.
@@ -46,8 +47,13 @@ constexpr int kMaxThreads = 64;
 // Rows in one band.
 constexpr int kDefaultBandShift = 6;
 constexpr int kDefaultBandHeight = 1 << kDefaultBandShift;
-// Bytes of a context's command list; a full list is drawn, never grown.
-constexpr std::size_t kCommandListBytes = std::size_t{1024} << 10;
+// The command list lies in a ring of chunks of fixed size, made with the
+// pool: the caller records into one chunk while the threads replay earlier
+// ones, and a chunk is written again only once every thread has passed it.
+// A list of any length never stops the workers, and never allocates.
+constexpr std::size_t kChunkBytes = std::size_t{256} << 10;
+constexpr std::size_t kChunks = 4;
+constexpr std::size_t kRingBytes = kChunkBytes * kChunks;
 
 // The thread count asked for by KWRENDER_THREADS (1 when unset or unreadable).
 int threadsFromEnvironment();
@@ -58,7 +64,7 @@ int threadsForRequest(int n);
 // context, followed by its arguments.
 struct CommandHeader {
     void (*replay)(KWRRender& self, RenderState& s, const unsigned char* args);
-    std::size_t bytes;      // the whole record, header included
+    std::size_t bytes;      // the whole record, header included (to the chunk's end when closing one)
     std::uint64_t threads;  // bit t set: thread t replays it
 };
 
@@ -97,14 +103,23 @@ public:
     // the caller and the workers waited for each other (the default).
     void setCallerBands(int bands);
     // The threads owning any row from floor(top) - 1 to ceil(bottom) + 1 of a
-    // surface of `rows` rows: a call drawing inside those rows needs no other.
+    // surface of `rows` rows (and perhaps a few more): a call drawing inside
+    // those rows needs no other.
     std::uint64_t threadsForRows(double top, double bottom, int rows) const {
         if (!(top <= bottom)) return kAllThreads;  // NaN
-        if (bottom < -1.0 || top >= rows + 1.0) return 0;
-        // Truncation is floor for the positive values it meets here; below 1
-        // (and above rows - 2) the range simply reaches the surface's edge.
-        const int first = top <= 1.0 ? 0 : static_cast<int>(top) - 1;
-        const int last = bottom >= rows - 2.0 ? rows - 1 : static_cast<int>(bottom) + 2;
+        // Held to -2 .. rows + 1 first, where truncation is floor once 2 is
+        // added; rows off the surface count as its first or last.  (Every
+        // step is a minimum or maximum, not a branch: recording a small
+        // triangle pays for this.)
+        const double lo = -2.0, hi = rows + 1.0;
+        top = top > lo ? top : lo;
+        top = top < hi ? top : hi;
+        bottom = bottom > lo ? bottom : lo;
+        bottom = bottom < hi ? bottom : hi;
+        int first = static_cast<int>(top + 2.0) - 3;  // floor(top) - 1
+        int last = static_cast<int>(bottom + 2.0);    // floor(bottom) + 2
+        first = first > 0 ? first : 0;
+        last = last < rows - 1 ? last : rows - 1;
         if (last < first) return 0;  // a surface without rows
         const std::size_t a = static_cast<std::size_t>(first >> bandShift_);
         const std::size_t b = static_cast<std::size_t>(last >> bandShift_);
@@ -113,12 +128,16 @@ public:
         return threadsForBands(a, b);
     }
 
+    // The thread owning row y (0 <= y < rows), as a bit.
+    std::uint64_t rowThreads(int y) const { return bandThreads_[static_cast<std::size_t>(y >> bandShift_)]; }
+
     // The threads a triangle with corners on these rows may reach (all of
     // them when a row is NaN).
     std::uint64_t threadsForTriangle(double y0, double y1, double y2, int rows) const {
-        if (y0 != y0 || y1 != y1 || y2 != y2) return kAllThreads;
-        const double top = y0 < y1 ? (y0 < y2 ? y0 : y2) : (y1 < y2 ? y1 : y2);
-        const double bottom = y0 > y1 ? (y0 > y2 ? y0 : y2) : (y1 > y2 ? y1 : y2);
+        if (!(y0 == y0 && y1 == y1 && y2 == y2)) return kAllThreads;
+        double top = y0 < y1 ? y0 : y1, bottom = y0 < y1 ? y1 : y0;
+        top = top < y2 ? top : y2;
+        bottom = bottom > y2 ? bottom : y2;
         return threadsForRows(top, bottom, rows);
     }
 
@@ -135,15 +154,16 @@ public:
         return true;
     }
 
-    // Room for a record of `argBytes` bytes of arguments; draws the list
-    // first when it is full.  `s` is the caller's state, copied as the
-    // starting state of the threads when the list is empty.
+    // Room for a record of `argBytes` bytes of arguments (at most a chunk
+    // less two headers); when the chunk is full, the record goes to the next
+    // one, which the caller may first have to replay its own rows of and
+    // wait for.  `s` is the caller's state, copied as the starting state of
+    // the threads when the list is empty.
     unsigned char* reserve(const RenderState& s, std::size_t argBytes, CommandHeader& header) {
         if (colourHeld_) recordHeldColour(s);
         header.bytes = kArgsAt + recordRoundUp(argBytes);
-        if (used_ == 0 || used_ - published_ >= kPublishBytes || header.bytes > kCommandListBytes - used_)
-            reserveSlowly(s, header.bytes);
-        unsigned char* const at = list_.get() + used_;
+        if (used_ + header.bytes > stop_) reserveSlowly(s, header.bytes);
+        unsigned char* const at = ring_.get() + (used_ & (kRingBytes - 1));
         std::memcpy(at, &header, sizeof header);
         used_ += header.bytes;
         return at + kArgsAt;
@@ -158,13 +178,17 @@ public:
     void flush() { finish(true); }
     // Bytes recorded since the last flush, a held change of colour included
     // (tests see what a call recorded).
-    std::size_t recordedBytes() const { return used_ + (colourHeld_ ? kArgsAt + recordRoundUp(4) : 0); }
+    std::size_t recordedBytes() const {
+        return static_cast<std::size_t>(used_) + (colourHeld_ ? kArgsAt + recordRoundUp(4) : 0);
+    }
 
 private:
     ThreadPool() = default;
     void reserveSlowly(const RenderState& s, std::size_t bytes);
     void recordHeldColour(const RenderState& s);
-    void publish();
+    void publish(bool wakeAll);
+    void nextChunk();
+    void replayCaller(std::uint64_t upTo);
     void finish(bool adapt);
     void layOutBands();
     static int bandShiftFor(int rows, int threads);
@@ -172,7 +196,8 @@ private:
     std::uint64_t threadsForBands(std::size_t first, std::size_t last) const;
     void adaptCallerBands(double callerWaited, double workersWaited, double round);
     void workerLoop(int index);
-    void replay(int index);
+    void startReplay(int index);
+    std::uint64_t replayRecords(int index, std::uint64_t at, std::uint64_t end);
 
     int count_ = 0;
     std::vector<std::unique_ptr<KWRRender>> shadows_;  // one copy of the context per thread
@@ -181,14 +206,23 @@ private:
     int bandShift_ = kDefaultBandShift;  // log2 of the rows per band
     bool bandHeightChosen_ = false;      // fixed by setBandHeight
     std::vector<unsigned char> owner_;    // the thread of each band of a cycle
+    std::vector<unsigned char> surfaceOwner_;  // the same, repeated over the surface's bands
     int rows_ = 0;                        // the surface's
     std::vector<std::uint64_t> bandThreads_;  // the bit of the thread of each band of the surface
     int callerBands_ = kBandsPerThread;   // of the caller's share, the bands it owns
     bool callerBandsChosen_ = false;      // fixed by setCallerBands
-    std::unique_ptr<unsigned char[]> list_;
-    std::size_t used_ = 0;       // recorded bytes
-    std::size_t published_ = 0;  // of them, handed to the workers
-    std::size_t wokenAt_ = 0;    // recorded bytes when sleepers were last woken (0: not yet in this list)
+    std::unique_ptr<unsigned char[]> ring_;
+    // Places in the list count its bytes from its start; byte i lies in the
+    // ring at i % kRingBytes.
+    std::uint64_t used_ = 0;       // recorded bytes
+    std::uint64_t limit_ = 0;      // where the records of this chunk end at the latest (room for one header after)
+    std::uint64_t published_ = 0;  // of them, handed to the workers
+    std::uint64_t wokenAt_ = 0;    // recorded bytes when sleepers were last woken (0: not yet in this list)
+    std::uint64_t callerAt_ = 0;   // of them, replayed by the caller
+    // A record reaching past this goes by reserveSlowly: the list's start
+    // (0), the next handing over to the workers, the chunk's end.
+    std::uint64_t stop_ = 0;
+    double callerWaited_ = 0;      // seconds the caller waited for workers to pass a chunk, this list
     bool colourHeld_ = false;    // the caller's colour is to be recorded before the next record
     RenderState base_{};  // the caller's state when the list was started
     double roundStart_ = 0;  // when the list was started, in seconds
@@ -200,7 +234,14 @@ private:
     std::condition_variable wake_;
     std::atomic<int> sleepers_{0};
     std::atomic<std::uint64_t> started_{0};  // lists started
-    std::atomic<std::size_t> ready_{0};      // bytes of the list the workers may replay
+    std::atomic<std::uint64_t> ready_{0};    // bytes of the list the workers may replay
+    // Bytes of the list each worker has replayed, each on a cache line of
+    // its own, and the place the caller waits for them to reach (0: none).
+    struct alignas(64) Passed {
+        std::atomic<std::uint64_t> at{0};
+    };
+    std::unique_ptr<Passed[]> passed_;
+    std::atomic<std::uint64_t> callerNeeds_{0};
     std::atomic<bool> closed_{false};        // the list is complete
     std::atomic<int> pending_{0};            // workers still replaying it
     std::atomic<bool> quit_{false};
@@ -239,7 +280,7 @@ KWR_NOINLINE void recordMember(RenderState& s, A... a) {
 
 // The most host bytes a record carries: a call reading more is drawn at
 // once instead (see KWR_RECORD_COPYING).
-constexpr std::size_t kMaxCopiedBytes = kCommandListBytes / 4;
+constexpr std::size_t kMaxCopiedBytes = kChunkBytes / 2;
 
 // A call whose last argument points at host memory that the call reads and
 // that the host may change or release as soon as the call returns: the

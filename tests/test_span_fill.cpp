@@ -13,6 +13,7 @@
 
 #include "raster/span_fill.h"
 #include "raster/span_lanes.h"
+#include "raster/span_rules.h"
 #include "raster/span_vector.h"
 #include "render/simd_level.h"
 #include "surface_fixture.h"
@@ -184,7 +185,8 @@ constexpr int kW = 70, kH = 6;
 // level over a row range reaching past the surface on both sides; returns
 // pixels then depths.  The scene: spans clipped on either side, of odd
 // lengths, some at the ends of the int range; attributes mostly in range
-// with some NaN and huge values; a texture and an alpha map of varying sizes.
+// with some NaN and huge values; a texture and an alpha map of varying sizes,
+// sampled by either filter.
 std::vector<unsigned char> draw(std::uint32_t seed, int bpp, Fill fill, SimdLevel level) {
     std::mt19937 rng(seed);
     auto pick = [&](int n) { return static_cast<int>(rng() % static_cast<unsigned>(n)); };
@@ -214,6 +216,7 @@ std::vector<unsigned char> draw(std::uint32_t seed, int bpp, Fill fill, SimdLeve
     s->kwrSetColor(rng() | (pick(3) == 0 ? 0xFF000000ul : 0));
     s->kwrAlphaEnable(1);
     s->kwrSetTexture(tex.data(), texW, texH, texW * 4);
+    s->kwrSetTextureFilter(pick(2) == 0 ? KWR_FILTER_BILINEAR : KWR_FILTER_NEAREST);
     if (mapW > 0) s->kwrSetAlphaMap(map.data(), mapW, mapH, mapW);
     for (int y = 0; y < kH; ++y) {
         Row r{};
@@ -261,6 +264,27 @@ TEST(SpanLevels, EveryLevelDrawsThePlainBytes) {
                     ASSERT_EQ(at, plain.size())
                         << "byte " << at << " of " << plain.size() << ": fill " << f << " at " << bpp << " bpp, level "
                         << kwr::simdLevelName(level) << ", round " << round;
+                }
+            }
+        }
+    }
+}
+
+// The blocks compiled for fixed sampling modes (power-of-two textures, each
+// filter, no perspective) draw what the general block draws, at every level.
+TEST(SpanLevels, FixedModeBlocksDrawTheGeneralBytes) {
+    std::mt19937 rng(654);
+    for (int round = 0; round < 40; ++round) {
+        for (int bpp : {16, 24, 32}) {
+            const std::uint32_t seed = rng();
+            for (Fill f : {k3c, k3t, k3ct, kc, kt, kct, k3ca, k3at, k3cat, kca, kat, kcat}) {
+                for (int l = 0; l <= static_cast<int>(kwr::supportedSimdLevel()); ++l) {
+                    const SimdLevel level = static_cast<SimdLevel>(l);
+                    const bool previous = kwr::forceGeneralBlocks(true);
+                    const std::vector<unsigned char> general = draw(seed, bpp, f, level);
+                    kwr::forceGeneralBlocks(previous);
+                    ASSERT_TRUE(draw(seed, bpp, f, level) == general)
+                        << bpp << " bpp, level " << kwr::simdLevelName(level) << ", round " << round;
                 }
             }
         }

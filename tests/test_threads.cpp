@@ -346,17 +346,17 @@ TEST(Threads, NewSurfacesAndDepthBuffersStartZeroedWhateverTheHeapHeld) {
 }
 
 TEST(Threads, BandsDealRowsByTheirOwnerAndRunsJoinNeighbours) {
-    // A cycle of five bands of three rows: thread 1 owns bands 1, 2 and 4.
+    // A cycle of five bands of four rows: thread 1 owns bands 1, 2 and 4.
     const unsigned char owner[] = {0, 1, 1, 2, 1};
     kwr::RenderState s{};
-    s.bandHeight = 3;
+    s.bandShift = 2;
     s.bandCount = 3;
     s.bandIndex = 1;
     s.bandCycle = 5;
     s.bandOwner = owner;
     std::vector<std::pair<int, int>> runs;
     kwr::forOwnedRows(s, 2, 31, [&](int a, int b) { runs.emplace_back(a, b); });
-    EXPECT_EQ(runs, (std::vector<std::pair<int, int>>{{3, 8}, {12, 14}, {18, 23}, {27, 29}}));
+    EXPECT_EQ(runs, (std::vector<std::pair<int, int>>{{4, 11}, {16, 19}, {24, 31}}));
     for (int index = 0; index < 3; ++index) {
         s.bandIndex = index;
         for (int first = 0; first < 34; ++first) {
@@ -376,6 +376,46 @@ TEST(Threads, BandsDealRowsByTheirOwnerAndRunsJoinNeighbours) {
                 EXPECT_EQ(got, want) << index << ": " << first << ".." << last;
                 const kwr::RowRange owned = kwr::ownedRows(s, kwr::RowRange{first, last});
                 EXPECT_TRUE(owned.first == lo && owned.last == hi) << index << ": " << first << ".." << last;
+            }
+        }
+    }
+}
+
+// A recorded triangle goes to the threads of every row it may touch (from
+// a row above its top to a row below its bottom, on the surface), for any
+// corners, whatever the bands; a NaN corner sends it to all of them.
+TEST(Threads, TrianglesGoToEveryThreadOwningTheirRows) {
+    for (int rows : {1, 47, 300}) {
+        KWRRender r;
+        ASSERT_EQ(r.kwrInitBuffer(9, rows), 1);
+        ASSERT_EQ(r.kwrSetThreads(3), 3);
+        kwr::ThreadPool* const pool = kwr::Access::state(r).pool;
+        Fuzzer f{std::mt19937(static_cast<std::uint32_t>(rows))};
+        std::uniform_real_distribution<double> near(-8.0, rows + 8.0), reach(0.0, 40.0);
+        for (int band : {1, 2, 16}) {
+            for (int callerBands : {0, 2}) {
+                pool->setBandHeight(band);
+                pool->setCallerBands(callerBands);
+                for (int i = 0; i < 3000; ++i) {
+                    double y[3];
+                    y[0] = near(f.rng);
+                    for (int k = 1; k < 3; ++k) y[k] = y[0] + (reach(f.rng) - 20.0) * (f.chance(10) ? 30.0 : 0.2);
+                    // Now and then a hostile corner.
+                    if (f.chance(8)) y[f.pick(3)] = f.anyFloat(static_cast<float>(rows));
+                    const std::uint64_t mask = pool->threadsForTriangle(y[0], y[1], y[2], rows);
+                    if (std::isnan(y[0]) || std::isnan(y[1]) || std::isnan(y[2])) {
+                        EXPECT_EQ(mask, kwr::kAllThreads);
+                        continue;
+                    }
+                    const double top = std::min({y[0], y[1], y[2]}), bottom = std::max({y[0], y[1], y[2]});
+                    const double first = std::max(0.0, std::floor(top) - 1);
+                    const double last = std::min(rows - 1.0, std::ceil(bottom) + 1);
+                    for (double row = first; row <= last; ++row) {
+                        const std::uint64_t owner = pool->rowThreads(static_cast<int>(row));
+                        ASSERT_EQ(mask & owner, owner) << y[0] << ", " << y[1] << ", " << y[2] << ": row " << row
+                                                       << ", bands of " << band;
+                    }
+                }
             }
         }
     }
@@ -405,36 +445,97 @@ TEST(Threads, CountsAreClampedAndRepeatedChangesAreClean) {
     kwr::Access::state(*copy).scanBlock = nullptr;
 }
 
-// More records than the list holds: it is drawn whenever full, in order,
-// and the frame is the one thread's; a context destroyed with records left
-// draws them or drops them cleanly.
-void drawLongList(KWRRender& r) {
-    for (int i = 0; i < 20000; ++i) {
+// A list many times the ring's size, recorded while the threads replay it:
+// state, textures and depth buffers change all through it, and copied blit
+// sources of many sizes close chunks at every kind of place.  The frame is
+// the one thread's whichever rows the caller keeps; a context destroyed with
+// records left draws them or drops them cleanly.
+struct LongList {
+    std::vector<std::vector<unsigned char>> textures;
+    std::unique_ptr<std::vector<float>> depth;
+};
+
+void drawLongList(KWRRender& r, LongList& l, int size, bool replaceBuffers) {
+    std::mt19937 rng(7);
+    for (int t = 0; t < 5; ++t) {
+        std::vector<unsigned char> texels(4 * (t + 2) * (t + 3));
+        for (auto& v : texels) v = static_cast<unsigned char>(rng());
+        l.textures.push_back(std::move(texels));
+    }
+    const float edge = static_cast<float>(size - 1);
+    for (int i = 0; i < 30000; ++i) {
+        if (i % 97 == 0) {
+            const int t = i / 97 % 5;
+            r.kwrSetTexture(l.textures[static_cast<std::size_t>(t)].data(), t + 3, t + 2, 4 * (t + 3));
+            r.kwrSetTextureFilter(i / 97 % 2);
+        }
+        if (i % 131 == 0) r.kwrZTestEnable(i / 131 % 3 != 0);
+        if (i % 211 == 0) r.kwrAlphaEnable(i / 211 % 2);
+        if (replaceBuffers && i % 7001 == 0) {
+            auto next = std::make_unique<std::vector<float>>(static_cast<std::size_t>(size) * size, 0.6f);
+            r.kwrSetExternalZBuffer(next->data());
+            l.depth = std::move(next);
+        }
+        if (i % 613 == 0) {
+            // A source of up to 64 KB, gone as soon as the call returns.
+            const int w = 1 + static_cast<int>(rng() % 128), h = 1 + static_cast<int>(rng() % 128);
+            std::vector<unsigned char> src(static_cast<std::size_t>(w) * h * 4);
+            for (auto& v : src) v = static_cast<unsigned char>(rng());
+            r.kwrImage2D(i % size, i / 3 % size, i % size + 9, i / 3 % size + 5, w, h, 32, src.data());
+            std::fill(src.begin(), src.end(), 0xEE);
+        }
         r.kwrSetColor(0xFF000000u | static_cast<unsigned>(i * 2654435761u >> 8));
-        r.kwrTriangle3cf(0, 0, 0.5f, 0xFFFF0000, 63, static_cast<float>(i % 64), 0.25f * (i % 4), 0xFF00FF00, 10, 63,
-                         0.5f, 0x80FF00FF);
+        const float y = static_cast<float>(i % size), x = static_cast<float>(i * 7 % size);
+        if (i % 2 == 0)
+            r.kwrTriangle3cf(0, 0, 0.5f, 0xFFFF0000, edge, y, 0.25f * (i % 4), 0xFF00FF00, x, edge, 0.5f, 0x80FF00FF);
+        else
+            r.kwrTriangle3ctf(x, y, 0.3f, 0xFFFFFFFF, 0.1f, 0.2f, x + 6, y + 1, 0.4f, 0xFF8080FF, 2.5f, 0.1f, x + 2,
+                              y + 7, 0.2f, 0xC0FFFFFF, 1.0f, 3.5f);
         if (i % 7 == 0) r.kwrBox3(i % 60, i % 50, i % 60 + 4, i % 50 + 9, 0.3f);
     }
 }
 
-TEST(Threads, LongListsFlushWhenFullAndDestroyCleanly) {
-    Frame frames[2];
-    for (int threads : {1, 3}) {
-        auto r = std::make_unique<KWRRender>();
-        ASSERT_EQ(r->kwrSetRenderBpp(32), 1);
-        ASSERT_EQ(r->kwrInitBuffer(64, 64), 1);
-        ASSERT_EQ(r->kwrSetThreads(threads), threads);
-        r->kwrAlphaEnable(1);
-        drawLongList(*r);
-        frames[threads == 1 ? 0 : 1] = capture(*r, "long" + std::to_string(threads));
+TEST(Threads, ListsLongerThanTheRingDrawTheOneCoreBytesAndDestroyCleanly) {
+    constexpr int kSize = 64;
+    for (bool replaceBuffers : {false, true}) {
+        Frame one;
+        for (int threads : {1, 2, 3, 7}) {
+            for (int callerBands : {-1, 0, 1}) {
+                if (threads == 1 && callerBands != -1) continue;
+                LongList l;  // outlives the context
+                auto r = std::make_unique<KWRRender>();
+                ASSERT_EQ(r->kwrSetRenderBpp(32), 1);
+                ASSERT_EQ(r->kwrInitBuffer(kSize, kSize), 1);
+                ASSERT_EQ(r->kwrSetThreads(threads), threads);
+                kwr::ThreadPool* const pool = kwr::Access::state(*r).pool;
+                if (pool != nullptr) {
+                    pool->setBandHeight(threads == 2 ? 2 : 8);
+                    pool->setCallerBands(callerBands);
+                }
+                drawLongList(*r, l, kSize, replaceBuffers);
+                // Without replaced buffers (which flush) the whole list is in
+                // one go: the ring went round more than once.
+                if (pool != nullptr && !replaceBuffers) {
+                    EXPECT_GT(pool->recordedBytes(), 2 * kwr::kRingBytes);
+                }
+                const Frame f = capture(*r, "long" + std::to_string(threads));
+                if (threads == 1) {
+                    one = f;
+                    continue;
+                }
+                const auto what = std::to_string(threads) + " threads, caller's bands " + std::to_string(callerBands) +
+                                  (replaceBuffers ? ", buffers replaced" : "");
+                EXPECT_TRUE(f.surface == one.surface) << what;
+                EXPECT_TRUE(f.depth == one.depth) << what;
+            }
+        }
     }
-    EXPECT_TRUE(frames[0].surface == frames[1].surface);
-    EXPECT_TRUE(frames[0].depth == frames[1].depth);
     for (bool destroyFirst : {true, false}) {
+        LongList l;
         auto r = std::make_unique<KWRRender>();
         ASSERT_EQ(r->kwrInitBuffer(64, 64), 1);
         ASSERT_EQ(r->kwrSetThreads(3), 3);
-        drawLongList(*r);
+        drawLongList(*r, l, 64, false);
         if (destroyFirst) r->kwrDestroy();  // else the destructor draws the rest
     }
 }
