@@ -44,9 +44,8 @@ constexpr int kMaxThreads = 1;
 #else
 constexpr int kMaxThreads = 64;
 #endif
-// Rows in one band.
+// log2 of the rows in one band, until a surface chooses its own.
 constexpr int kDefaultBandShift = 6;
-constexpr int kDefaultBandHeight = 1 << kDefaultBandShift;
 // The command list lies in a ring of chunks of fixed size, made with the
 // pool: the caller records into one chunk while the threads replay earlier
 // ones, and a chunk is written again only once every thread has passed it.
