@@ -223,6 +223,7 @@ std::vector<unsigned char> draw(std::uint32_t seed, int bpp, Fill fill, SimdLeve
         const bool farLeft = pick(16) == 0;
         r.L = farLeft ? farX[pick(4)] : pick(kW + 40) - 20;
         r.R = pick(16) == 0 ? farX[pick(4)] : (farLeft ? 0 : r.L) + pick(kW + 20) - 2;
+        if (!farLeft && pick(4) == 0) r.R = r.L + pick(3);  // spans of one to three pixels
         for (Ends* e : {&r.l, &r.r}) {
             e->z = attr(0.0f, 1.0f);
             if (e == &r.r && pick(3) == 0) {  // a level row, with some stored depths equal to it
