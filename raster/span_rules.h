@@ -463,11 +463,41 @@ void runShortSpan(int modes, const SpanContext& k, const RowRun& r, std::index_s
     }
     runShortSpan<Rule, Fmt, kModesRead>(k, r);
 }
+// Short spans of the textured fills go to the lane block as one partial
+// group: a textured pixel at width 1 costs more (its roundings, divisions
+// and texel read one at a time) than a group of lanes does.
+template <class Rule>
+constexpr bool kShortSpansInLanes =
+    Rule::kTraits.letters.textured && (Rule::kTraits.letters.shaded || Rule::kTraits.letters.blended);
+
+// A short span as one block: its chain values as the walk computes them
+// (the second the first plus the step), the lanes past the span given the
+// last value again.
+template <class Rule>
+void runShortSpanInLanes(const SpanContext& k, const RowRun& r, BlockRunner block) {
+    static_assert(kShortSpan<Rule> <= 3, "a short span is one or two pixels");
+    const bool two = r.n > 1;
+    const float p1 = two ? r.p + r.sp : r.p, z1 = two ? r.z + r.dz : r.z;
+    float p[kWidestLanes], z[kWidestLanes];
+    for (int i = 0; i < kWidestLanes; ++i) {
+        p[i] = p1;
+        z[i] = z1;
+    }
+    p[0] = r.p;
+    z[0] = r.z;
+    block.run(k, r.ends, SpanBlock{p, z, r.zp, r.px, static_cast<int>(r.n)});
+}
+
+// (Inlined into the fill: as a call it costs every triangle its arguments
+// and frame.)
 template <class Rule, class Fmt, class Rows>
-void walkRule(const RenderState& s, const Rows& rows, int firstRow, int lastRow, const SpanContext& k) {
+KWR_ALWAYS_INLINE void walkRule(const RenderState& s, const Rows& rows, int firstRow, int lastRow, const SpanContext& k) {
     const int modes = modeBlockOf<Rule, Fmt>(k);
     const BlockRunner block = blockFor<Rule, Fmt>(activeSimdLevel(), modes);
     walkSpans<Rule, Fmt>(s, rows, firstRow, lastRow, k, block, [&](const RowRun& r) {
+        if constexpr (kShortSpansInLanes<Rule>) {
+            if (block.lanes > 1 && r.n > 1) return runShortSpanInLanes<Rule>(k, r, block);
+        }
         runShortSpan<Rule, Fmt>(modes, k, r, std::make_index_sequence<kFixedModeCount>{});
     });
 }
