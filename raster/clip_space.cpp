@@ -271,7 +271,7 @@ bool recordClipMesh(RenderState& s, const Arrays& a, std::int64_t count, const s
     const bool hasUv = a.uv != nullptr;
     const std::size_t bytes = clipTriangleBytes(hasUv);
     for (std::int64_t first = 0; first < count;) {
-        CommandHeader h{&replayClipRun, 0, 0};
+        CommandHeader h{&replayClipRun, 0, 0, 0};
         const std::size_t most = static_cast<std::size_t>(count - first < std::int64_t{kClipRun} ? count - first
                                                                                                  : std::int64_t{kClipRun});
         unsigned char* const at = s.pool->reserve(s, kClipMasksAt + most * bytes, h);

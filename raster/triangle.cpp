@@ -389,22 +389,6 @@ struct Recorded {
 template <unsigned Carried, class Form>
 void drawRecorded(RenderState& s, const Recorded<Carried, Form>& r);
 
-// A triangle recorded together with the change of colour just before it:
-// every thread takes the colour, the threads whose rows it may reach draw
-// the triangle.  (One record instead of two for a colour per triangle.)
-template <unsigned Carried, class Form>
-struct RecordedAfterColour {
-    Recorded<Carried, Form> triangle;
-    std::uint64_t threads;
-    std::uint32_t argb;
-};
-
-template <unsigned Carried, class Form>
-void drawRecordedAfterColour(RenderState& s, const RecordedAfterColour<Carried, Form>& r) {
-    setCurrentColour(s, r.argb);
-    if ((r.threads >> s.bandIndex) & 1u) drawRecorded(s, r.triangle);
-}
-
 // Records a triangle for the threads whose rows it may reach.
 template <unsigned Carried, class Form>
 KWR_NOINLINE void recordTriangle(RenderState& s, const Vertex<typename Form::Value>* v) {
@@ -415,12 +399,7 @@ KWR_NOINLINE void recordTriangle(RenderState& s, const Vertex<typename Form::Val
     }
     const Recorded<Carried, Form> r = Recorded<Carried, Form>::pack(v);
     const std::uint64_t threads = s.pool->threadsForTriangle(y[0], y[1], y[2], s.height);
-    std::uint32_t argb;
-    if (s.pool->takeColour(s, argb))
-        recordInternal<RecordedAfterColour<Carried, Form>, &drawRecordedAfterColour<Carried, Form>>(
-            s, RecordedAfterColour<Carried, Form>{r, threads, argb}, kAllThreads);
-    else
-        recordInternal<Recorded<Carried, Form>, &drawRecorded<Carried, Form>>(s, r, threads);
+    recordInternal<Recorded<Carried, Form>, &drawRecorded<Carried, Form>>(s, r, threads);
 }
 
 // The three vertices as the caller passed them, worked on in place: the

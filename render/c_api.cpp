@@ -111,7 +111,7 @@ struct Batches {
                   colors != nullptr ? 1u : 0u, uv != nullptr ? 1u : 0u};
             const std::size_t n = b.count;
             const std::size_t bytes = kMasksAt + n * (sizeof(std::uint64_t) + posBytes(b) + colorBytes(b) + uvBytes(b));
-            CommandHeader h{&replay, 0, 0};
+            CommandHeader h{&replay, 0, 0, 0};
             unsigned char* const at = s.pool->reserve(s, bytes, h);
             std::memcpy(at, &b, sizeof b);
             const float* p = pos + first * 3 * dims;

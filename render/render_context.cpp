@@ -133,8 +133,8 @@ void KWRRender::initState(int threadsWanted) {
     s.bandShift = kwr::kDefaultBandShift;
     s.bandCount = 1;
     s.bandIndex = 0;
-    s.bandCycle = 1;
-    s.bandOwner = nullptr;
+    s.bands = 0;
+    s.bandThreads = nullptr;
 }
 
 KWRRender::~KWRRender() {

@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 
 #include "KWRRender.h"
 #include "render/pixel_format.h"
@@ -95,14 +96,14 @@ struct RenderState {
     void* scanBlock;           // the table's memory, owned with the surface
     // Multi-core rendering: the context's pool (null with one thread), and
     // the rows this state draws.  Rows are dealt in bands of 2^bandShift
-    // rows, band b to the thread numbered bandOwner[b % bandCycle]; this
-    // state is thread bandIndex of bandCount, and one with bandCount 1
-    // draws every row.
+    // rows, band b (b < bands, the surface's and one more) to the thread
+    // whose bit bandThreads[b] holds; this state is thread bandIndex of
+    // bandCount, and one with bandCount 1 draws every row.
     ThreadPool* pool;
     int threadsWanted;         // the count asked for, in force once the pool exists
     int lastError;             // why the last kwrInitBuffer or kwrSetRenderBpp failed, or 0
-    int bandShift, bandCount, bandIndex, bandCycle;
-    const unsigned char* bandOwner;
+    int bandShift, bandCount, bandIndex, bands;
+    const std::uint64_t* bandThreads;
 };
 
 // The one built-in texel (four 0xFF bytes).  Its address is significant:
@@ -181,14 +182,13 @@ inline void clampRows(const RenderState& s, int& first, int& last) {
     if (last > s.clipBottom) last = s.clipBottom;
 }
 
-// The slot of band b (0 <= b) in bandOwner.  The cycle is long enough to
-// hold every band of the surface: no division for the rows drawn.
-inline int bandSlot(const RenderState& s, int band) { return band < s.bandCycle ? band : band % s.bandCycle; }
-
-// Whether this state draws row y (0 <= y).
-inline bool ownsRow(const RenderState& s, int y) {
-    return s.bandCount == 1 || s.bandOwner[bandSlot(s, y >> s.bandShift)] == s.bandIndex;
+// Whether this state draws the rows of band b (0 <= b < bands).
+inline bool ownsBand(const RenderState& s, int band) {
+    return ((s.bandThreads[band] >> s.bandIndex) & 1u) != 0;
 }
+
+// Whether this state draws row y (0 <= y < height).
+inline bool ownsRow(const RenderState& s, int y) { return s.bandCount == 1 || ownsBand(s, y >> s.bandShift); }
 
 // ownsRow for a walk that moves through neighbouring rows (lines): it looks
 // the band up only when the walk enters another one.
@@ -210,35 +210,37 @@ private:
     bool owned_ = false;
 };
 
+// The rows of first..last (first >= 0, first <= last, both on the surface)
+// from the first band at or after first's that this state draws up to the
+// end of the run of its bands there, cut to first..last; empty (first >
+// last) when it draws none of them.
+inline std::pair<int, int> nextOwnedBands(const RenderState& s, int first, int last) {
+    int band = first >> s.bandShift;
+    const int lastBand = last >> s.bandShift;
+    while (band <= lastBand && !ownsBand(s, band)) ++band;
+    if (band > lastBand) return {last + 1, last};
+    const int runFirst = band << s.bandShift;
+    while (band <= lastBand && ownsBand(s, band)) ++band;
+    const int runLast = (band << s.bandShift) - 1;
+    return {runFirst > first ? runFirst : first, runLast < last ? runLast : last};
+}
+
 // Calls f(first, last) for each run of consecutive rows of first..last that
 // this state draws, top to bottom; once with the whole range when it draws
-// every row.  Nothing for an empty range.
+// every row.  Nothing for an empty range.  (Rows on the surface.)
 template <class F>
 void forOwnedRows(const RenderState& s, int first, int last, F&& f) {
     if (first < 0) first = 0;
     if (first > last) return;
     if (s.bandCount == 1) return f(first, last);
-    const int h = 1 << s.bandShift;
-    const int band = first >> s.bandShift;
-    int slot = bandSlot(s, band);
     // Most calls lie in one band.
-    if (last >> s.bandShift == band) {
-        if (s.bandOwner[slot] == s.bandIndex) f(first, last);
+    if (first >> s.bandShift == last >> s.bandShift) {
+        if (ownsBand(s, first >> s.bandShift)) f(first, last);
         return;
     }
-    // The run being gathered (none while runFirst > last), and the band under look.
-    std::int64_t runFirst = std::int64_t{last} + 1, runLast = 0;
-    for (std::int64_t top = std::int64_t{band} * h; top <= last; top += h) {
-        if (s.bandOwner[slot] == s.bandIndex) {
-            if (runFirst > last) runFirst = top > first ? top : first;
-            runLast = top + h - 1 < last ? top + h - 1 : last;
-        } else if (runFirst <= last) {
-            f(static_cast<int>(runFirst), static_cast<int>(runLast));
-            runFirst = std::int64_t{last} + 1;
-        }
-        if (++slot == s.bandCycle) slot = 0;
-    }
-    if (runFirst <= last) f(static_cast<int>(runFirst), static_cast<int>(runLast));
+    for (std::pair<int, int> run = nextOwnedBands(s, first, last); run.first <= run.second;
+         run = run.second < last ? nextOwnedBands(s, run.second + 1, last) : std::pair<int, int>{1, 0})
+        f(run.first, run.second);
 }
 
 }  // namespace kwr

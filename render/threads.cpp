@@ -73,13 +73,14 @@ ThreadPool* ThreadPool::create(int threads, int rows) noexcept {
         p->ring_.reset(new unsigned char[kRingBytes]);
         p->passed_.reset(new Passed[static_cast<std::size_t>(threads)]);
         p->scanBlocks_.assign(static_cast<std::size_t>(threads), nullptr);
-        p->owner_.assign(static_cast<std::size_t>(threads * kBandsPerThread), 0);
         for (int i = 0; i < threads; ++i) {
             p->shadows_.emplace_back(new KWRRender(KWRRender::ShadowTag{}));
             RenderState& st = p->shadows_.back()->s;
             st.bandCount = threads;
             st.bandIndex = i;
             st.bandShift = kDefaultBandShift;
+            st.bands = 0;
+            st.bandThreads = nullptr;
         }
         if (!p->resize(rows)) return nullptr;
         p->finishedAt_.assign(static_cast<std::size_t>(threads), 0.0);
@@ -174,29 +175,23 @@ void ThreadPool::setCallerBands(int bands) {
     layOutBands();
 }
 
-// The caller's bands spread evenly over the cycle, the others dealt to the
+// A cycle of kBandsPerThread bands a thread, repeated over the surface: the
+// caller's bands spread evenly over the cycle, the others dealt to the
 // workers in turn.
 void ThreadPool::layOutBands() {
-    const int cycle = static_cast<int>(owner_.size());
+    const int cycle = count_ * kBandsPerThread;
+    bandThreads_.resize(static_cast<std::size_t>(rows_ >> bandShift_) + 1);
     int next = 0;
-    for (int b = 0; b < cycle; ++b) {
-        const bool caller = (b + 1) * callerBands_ / cycle != b * callerBands_ / cycle;
-        owner_[static_cast<std::size_t>(b)] =
-            static_cast<unsigned char>(caller ? 0 : 1 + next++ % (count_ - 1));
+    for (std::size_t b = 0; b < bandThreads_.size(); ++b) {
+        const int i = static_cast<int>(b % static_cast<std::size_t>(cycle));
+        if (i == 0) next = 0;
+        const bool caller = (i + 1) * callerBands_ / cycle != i * callerBands_ / cycle;
+        bandThreads_[b] = std::uint64_t{1} << (caller ? 0 : 1 + next++ % (count_ - 1));
     }
-    const std::size_t bands = static_cast<std::size_t>(rows_ >> bandShift_) + 1;
-    // The threads see the cycle repeated over the whole surface (and a
-    // little more, a whole number of cycles): no division finds a band's
-    // owner.
-    const std::size_t cycles = (bands + static_cast<std::size_t>(cycle) - 1) / static_cast<std::size_t>(cycle);
-    surfaceOwner_.resize(cycles * static_cast<std::size_t>(cycle));
-    for (std::size_t b = 0; b < surfaceOwner_.size(); ++b) surfaceOwner_[b] = owner_[b % static_cast<std::size_t>(cycle)];
     for (auto& sh : shadows_) {
-        sh->s.bandCycle = static_cast<int>(surfaceOwner_.size());
-        sh->s.bandOwner = surfaceOwner_.data();
+        sh->s.bands = static_cast<int>(bandThreads_.size());
+        sh->s.bandThreads = bandThreads_.data();
     }
-    bandThreads_.resize(bands);
-    for (std::size_t b = 0; b < bands; ++b) bandThreads_[b] = std::uint64_t{1} << surfaceOwner_[b];
 }
 
 // One band of the caller's more when it waited for the workers, one fewer
@@ -210,10 +205,11 @@ void ThreadPool::adaptCallerBands(double callerWaited, double workersWaited, dou
 }
 
 std::uint64_t ThreadPool::threadsForBands(std::size_t first, std::size_t last) const {
-    const std::size_t cycle = owner_.size();
-    if (last - first + 1 >= cycle) return kAllThreads;
+    // A whole cycle reaches every thread.
+    if (last - first >= static_cast<std::size_t>(count_ * kBandsPerThread) || last >= bandThreads_.size())
+        return kAllThreads;
     std::uint64_t mask = 0;
-    for (std::size_t band = first; band <= last; ++band) mask |= std::uint64_t{1} << owner_[band % cycle];
+    for (std::size_t band = first; band <= last; ++band) mask |= bandThreads_[band];
     return mask;
 }
 
@@ -246,7 +242,7 @@ void ThreadPool::reserveSlowly(const RenderState& s, std::size_t bytes) {
 // worker to have passed it.
 void ThreadPool::nextChunk() {
     const std::uint64_t end = limit_ + kArgsAt;
-    const CommandHeader close{nullptr, static_cast<std::size_t>(end - used_), 0};
+    const CommandHeader close{nullptr, 0, static_cast<std::uint32_t>(end - used_), 0};
     std::memcpy(ring_.get() + (used_ & (kRingBytes - 1)), &close, sizeof close);
     used_ = end;
     limit_ = end + kChunkBytes - kArgsAt;
@@ -276,21 +272,6 @@ void ThreadPool::replayCaller(std::uint64_t upTo) {
         replayRecords(0, callerAt_, upTo);
     }
     callerAt_ = upTo;
-}
-
-namespace {
-void replayColour(KWRRender&, RenderState& s, const unsigned char* args) {
-    std::uint32_t argb;
-    std::memcpy(&argb, args, sizeof argb);
-    setCurrentColour(s, argb);
-}
-}  // namespace
-
-void ThreadPool::recordHeldColour(const RenderState& s) {
-    colourHeld_ = false;
-    CommandHeader h{&replayColour, 0, kAllThreads};
-    unsigned char* const at = reserve(s, sizeof s.color, h);
-    std::memcpy(at, &s.color, sizeof s.color);
 }
 
 // Hands every complete record to the workers.  A worker asleep is woken at
@@ -343,15 +324,15 @@ void ThreadPool::startReplay(int index) {
     RenderState& st = shadows_[static_cast<std::size_t>(index)]->s;
     // Start from the caller's state as it was when the list was started,
     // keeping this copy's own table, bands and (no) pool.
-    const int bandShift = st.bandShift, bandCycle = st.bandCycle;
-    const unsigned char* const bandOwner = st.bandOwner;
+    const int bandShift = st.bandShift, bands = st.bands;
+    const std::uint64_t* const bandThreads = st.bandThreads;
     st = base_;
     st.pool = nullptr;
     st.bandCount = count_;
     st.bandIndex = index;
     st.bandShift = bandShift;
-    st.bandCycle = bandCycle;
-    st.bandOwner = bandOwner;
+    st.bands = bands;
+    st.bandThreads = bandThreads;
     if (index > 0) {
         st.scanBlock = scanBlocks_[static_cast<std::size_t>(index)];
         layOutScanTable(st.scan, st.scanBlock, st.height);
@@ -359,18 +340,32 @@ void ThreadPool::startReplay(int index) {
 }
 
 // Thread `index` replays the records from `at` to `end`, its own
-// triangles of them; gives where it stopped (`end`).
+// triangles of them; gives where it stopped (`end`).  A change of colour
+// riding on a record not its own is taken only before a call it replays.
 std::uint64_t ThreadPool::replayRecords(int index, std::uint64_t at, std::uint64_t end) {
     KWRRender& self = *shadows_[static_cast<std::size_t>(index)];
     RenderState& st = self.s;
     const unsigned char* const ring = ring_.get();
+    bool colourPending = false;
+    std::uint32_t colour = 0;
     while (at < end) {
         const unsigned char* const record = ring + (at & (kRingBytes - 1));
         CommandHeader h;
         std::memcpy(&h, record, sizeof h);
-        if ((h.threads >> index) & 1u) h.replay(self, st, record + kArgsAt);
-        at += h.bytes;
+        if ((h.bytes & kCarriesColour) != 0) {
+            colourPending = true;
+            colour = h.colour;
+        }
+        if ((h.threads >> index) & 1u) {
+            if (colourPending) {
+                colourPending = false;
+                setCurrentColour(st, colour);
+            }
+            h.replay(self, st, record + kArgsAt);
+        }
+        at += h.bytes & ~kCarriesColour;
     }
+    if (colourPending) setCurrentColour(st, colour);
     return at;
 }
 

@@ -63,9 +63,14 @@ int threadsForRequest(int n);
 // context, followed by its arguments.
 struct CommandHeader {
     void (*replay)(KWRRender& self, RenderState& s, const unsigned char* args);
-    std::size_t bytes;      // the whole record, header included (to the chunk's end when closing one)
     std::uint64_t threads;  // bit t set: thread t replays it
+    // The whole record, header included (to the chunk's end when closing
+    // one), a multiple of kRecordAlign; the low bit (kCarriesColour) set
+    // when the current colour changed to `colour` just before the call.
+    std::uint32_t bytes;
+    std::uint32_t colour;  // 0xAARRGGBB
 };
+constexpr std::uint32_t kCarriesColour = 1;
 
 // Every thread replays the call.
 constexpr std::uint64_t kAllThreads = ~std::uint64_t{0};
@@ -141,17 +146,10 @@ public:
     }
 
     // A change of the current colour (already made on the caller's state),
-    // recorded for every thread with whatever is recorded next: with the
-    // triangle that follows (takeColour), else as a record of its own.
+    // recorded for every thread in the header of whatever is recorded next:
+    // a thread replays it before its next call, whether or not it replays
+    // that call.
     void holdColour() { colourHeld_ = true; }
-    // When a change of colour is held: takes it (the caller records the
-    // caller's colour with what follows) and gives the colour.
-    bool takeColour(const RenderState& s, std::uint32_t& argb) {
-        if (!colourHeld_) return false;
-        colourHeld_ = false;
-        argb = s.color;
-        return true;
-    }
 
     // Room for a record of `argBytes` bytes of arguments (at most a chunk
     // less two headers); when the chunk is full, the record goes to the next
@@ -159,12 +157,17 @@ public:
     // wait for.  `s` is the caller's state, copied as the starting state of
     // the threads when the list is empty.
     unsigned char* reserve(const RenderState& s, std::size_t argBytes, CommandHeader& header) {
-        if (colourHeld_) recordHeldColour(s);
-        header.bytes = kArgsAt + recordRoundUp(argBytes);
-        if (used_ + header.bytes > stop_) reserveSlowly(s, header.bytes);
+        const std::size_t bytes = kArgsAt + recordRoundUp(argBytes);
+        header.bytes = static_cast<std::uint32_t>(bytes);
+        if (colourHeld_) {
+            colourHeld_ = false;
+            header.bytes |= kCarriesColour;
+            header.colour = s.color;
+        }
+        if (used_ + bytes > stop_) reserveSlowly(s, bytes);
         unsigned char* const at = ring_.get() + (used_ & (kRingBytes - 1));
         std::memcpy(at, &header, sizeof header);
-        used_ += header.bytes;
+        used_ += bytes;
         return at + kArgsAt;
     }
     // Sets the threads of the record whose arguments start at `args`, the
@@ -175,16 +178,13 @@ public:
     }
     // Draws every recorded call and empties the list.
     void flush() { finish(true); }
-    // Bytes recorded since the last flush, a held change of colour included
-    // (tests see what a call recorded).
-    std::size_t recordedBytes() const {
-        return static_cast<std::size_t>(used_) + (colourHeld_ ? kArgsAt + recordRoundUp(4) : 0);
-    }
+    // Bytes recorded since the last flush, a held change of colour counted
+    // as the four it takes in the next header (tests see what a call recorded).
+    std::size_t recordedBytes() const { return static_cast<std::size_t>(used_) + (colourHeld_ ? 4 : 0); }
 
 private:
     ThreadPool() = default;
     void reserveSlowly(const RenderState& s, std::size_t bytes);
-    void recordHeldColour(const RenderState& s);
     void publish(bool wakeAll);
     void nextChunk();
     void replayCaller(std::uint64_t upTo);
@@ -204,10 +204,10 @@ private:
     std::vector<std::thread> workers_;                // threads 1..count_-1
     int bandShift_ = kDefaultBandShift;  // log2 of the rows per band
     bool bandHeightChosen_ = false;      // fixed by setBandHeight
-    std::vector<unsigned char> owner_;    // the thread of each band of a cycle
-    std::vector<unsigned char> surfaceOwner_;  // the same, repeated over the surface's bands
     int rows_ = 0;                        // the surface's
-    std::vector<std::uint64_t> bandThreads_;  // the bit of the thread of each band of the surface
+    // The owner of each band of the surface (and of one more), as its bit:
+    // a cycle of kBandsPerThread bands a thread, repeated.
+    std::vector<std::uint64_t> bandThreads_;
     int callerBands_ = kBandsPerThread;   // of the caller's share, the bands it owns
     bool callerBandsChosen_ = false;      // fixed by setCallerBands
     std::unique_ptr<unsigned char[]> ring_;
@@ -273,7 +273,7 @@ KWR_NOINLINE void recordMember(RenderState& s, A... a) {
     using Tuple = typename MemberArgs<decltype(Member)>::Tuple;
     static_assert(std::is_trivially_destructible<Tuple>::value, "recorded arguments are plain values");
     static_assert(alignof(Tuple) <= kRecordAlign, "records are aligned for their arguments");
-    CommandHeader h{&replayMember<Member>, 0, kAllThreads};
+    CommandHeader h{&replayMember<Member>, kAllThreads, 0, 0};
     ::new (static_cast<void*>(s.pool->reserve(s, sizeof(Tuple), h))) Tuple(a...);
 }
 
@@ -303,7 +303,7 @@ KWR_NOINLINE bool recordMemberCopying(RenderState& s, const unsigned char* data,
     static_assert(std::is_trivially_destructible<Tuple>::value, "recorded arguments are plain values");
     static_assert(alignof(Tuple) <= kRecordAlign, "records are aligned for their arguments");
     if (bytes > kMaxCopiedBytes) return false;
-    CommandHeader h{&replayCopying<Member, Tuple>, 0, kAllThreads};
+    CommandHeader h{&replayCopying<Member, Tuple>, kAllThreads, 0, 0};
     const std::size_t n = static_cast<std::size_t>(bytes);
     unsigned char* const at = s.pool->reserve(s, sizeof(Tuple) + n, h);
     ::new (static_cast<void*>(at)) Tuple(a...);
@@ -320,7 +320,7 @@ template <class Tuple, void (*F)(RenderState&, const Tuple&)>
 void recordInternal(RenderState& s, const Tuple& t, std::uint64_t threads) {
     static_assert(std::is_trivially_copyable<Tuple>::value, "recorded arguments are plain values");
     static_assert(alignof(Tuple) <= kRecordAlign, "records are aligned for their arguments");
-    CommandHeader h{&replayInternal<Tuple, F>, 0, threads};
+    CommandHeader h{&replayInternal<Tuple, F>, threads, 0, 0};
     ::new (static_cast<void*>(s.pool->reserve(s, sizeof(Tuple), h))) Tuple(t);
 }
 
