@@ -133,7 +133,6 @@ void KWRRender::initState(int threadsWanted) {
     s.bandShift = kwr::kDefaultBandShift;
     s.bandCount = 1;
     s.bandIndex = 0;
-    s.bands = 0;
     s.bandThreads = nullptr;
 }
 

@@ -96,13 +96,13 @@ struct RenderState {
     void* scanBlock;           // the table's memory, owned with the surface
     // Multi-core rendering: the context's pool (null with one thread), and
     // the rows this state draws.  Rows are dealt in bands of 2^bandShift
-    // rows, band b (b < bands, the surface's and one more) to the thread
+    // rows, band b (the surface's bands and one more) to the thread
     // whose bit bandThreads[b] holds; this state is thread bandIndex of
     // bandCount, and one with bandCount 1 draws every row.
     ThreadPool* pool;
     int threadsWanted;         // the count asked for, in force once the pool exists
     int lastError;             // why the last kwrInitBuffer or kwrSetRenderBpp failed, or 0
-    int bandShift, bandCount, bandIndex, bands;
+    int bandShift, bandCount, bandIndex;
     const std::uint64_t* bandThreads;
 };
 
@@ -182,7 +182,8 @@ inline void clampRows(const RenderState& s, int& first, int& last) {
     if (last > s.clipBottom) last = s.clipBottom;
 }
 
-// Whether this state draws the rows of band b (0 <= b < bands).
+// Whether this state draws the rows of band b (a band of the surface, or
+// the one after it).
 inline bool ownsBand(const RenderState& s, int band) {
     return ((s.bandThreads[band] >> s.bandIndex) & 1u) != 0;
 }

@@ -79,7 +79,6 @@ ThreadPool* ThreadPool::create(int threads, int rows) noexcept {
             st.bandCount = threads;
             st.bandIndex = i;
             st.bandShift = kDefaultBandShift;
-            st.bands = 0;
             st.bandThreads = nullptr;
         }
         if (!p->resize(rows)) return nullptr;
@@ -189,7 +188,6 @@ void ThreadPool::layOutBands() {
         bandThreads_[b] = std::uint64_t{1} << (caller ? 0 : 1 + next++ % (count_ - 1));
     }
     for (auto& sh : shadows_) {
-        sh->s.bands = static_cast<int>(bandThreads_.size());
         sh->s.bandThreads = bandThreads_.data();
     }
 }
@@ -324,14 +322,13 @@ void ThreadPool::startReplay(int index) {
     RenderState& st = shadows_[static_cast<std::size_t>(index)]->s;
     // Start from the caller's state as it was when the list was started,
     // keeping this copy's own table, bands and (no) pool.
-    const int bandShift = st.bandShift, bands = st.bands;
+    const int bandShift = st.bandShift;
     const std::uint64_t* const bandThreads = st.bandThreads;
     st = base_;
     st.pool = nullptr;
     st.bandCount = count_;
     st.bandIndex = index;
     st.bandShift = bandShift;
-    st.bands = bands;
     st.bandThreads = bandThreads;
     if (index > 0) {
         st.scanBlock = scanBlocks_[static_cast<std::size_t>(index)];

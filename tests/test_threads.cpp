@@ -353,7 +353,6 @@ TEST(Threads, BandsDealRowsByTheirOwnerAndRunsJoinNeighbours) {
     s.bandShift = 2;
     s.bandCount = 3;
     s.bandIndex = 1;
-    s.bands = 9;
     s.bandThreads = owner;
     std::vector<std::pair<int, int>> runs;
     kwr::forOwnedRows(s, 2, 31, [&](int a, int b) { runs.emplace_back(a, b); });
