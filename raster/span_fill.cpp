@@ -3,12 +3,32 @@
 
 #include "raster/span_rules.h"
 
-namespace {
-std::atomic<bool> g_generalBlocks{false};
-}
+std::atomic<bool> kwr::g_generalBlocks{false};
+std::atomic<const kwr::LaneBlocks*> kwr::g_activeLaneBlocks{nullptr};
 
 bool kwr::forceGeneralBlocks(bool general) { return g_generalBlocks.exchange(general, std::memory_order_relaxed); }
-bool kwr::generalBlocksForced() { return g_generalBlocks.load(std::memory_order_relaxed); }
+
+namespace {
+// The lane blocks in force at each level: the highest built level's not
+// above it, the scalar level's at the bottom.
+const kwr::LaneBlocks* laneBlocksAt(kwr::SimdLevel level) {
+    using namespace kwr;
+    const LaneBlocks* (*const built[])() = {laneBlocksScalar, laneBlocksSse2, laneBlocksSse41, laneBlocksAvx2,
+                                            laneBlocksAvx512, laneBlocksNeon, laneBlocksSimd128};
+    static_assert(static_cast<int>(sizeof built / sizeof built[0]) == kSimdLevelCount, "one lookup per level");
+    for (int i = static_cast<int>(level); i > 0; --i)
+        if (const LaneBlocks* t = built[i]()) return t;
+    return laneBlocksScalar();
+}
+}  // namespace
+
+const kwr::LaneBlocks* kwr::lookUpActiveLaneBlocks() {
+    const LaneBlocks* const t = laneBlocksAt(activeSimdLevel());
+    g_activeLaneBlocks.store(t, std::memory_order_relaxed);
+    return t;
+}
+
+void kwr::forgetActiveLaneBlocks() { g_activeLaneBlocks.store(nullptr, std::memory_order_relaxed); }
 
 // The scalar level's lane blocks, built with the library's own flags.
 const kwr::LaneBlocks* kwr::laneBlocksScalar() { return laneBlocksOf<ScalarLanes<void>>(); }

@@ -10,6 +10,7 @@
 #ifndef KWR_RASTER_SPAN_RULES_H
 #define KWR_RASTER_SPAN_RULES_H
 
+#include <atomic>
 #include <cstddef>
 #include <cstring>
 #include <utility>
@@ -349,7 +350,8 @@ unsigned sampleModesOf(const SpanContext& k) {
 // Makes every fill take the general block (true) or its modes' block
 // (false) and returns the previous choice.  For tests that compare them.
 bool forceGeneralBlocks(bool general);
-bool generalBlocksForced();
+extern std::atomic<bool> g_generalBlocks;
+inline bool generalBlocksForced() { return g_generalBlocks.load(std::memory_order_relaxed); }
 // The index of the block for a fill's context: 1 + the fixed modes that
 // match what the fill reads, or 0 for the general block.
 template <class Rule, class Fmt>
@@ -407,29 +409,20 @@ const LaneBlocks* laneBlocksAvx512();
 const LaneBlocks* laneBlocksNeon();
 const LaneBlocks* laneBlocksSimd128();
 
-// The lane blocks in force at each level: the highest built level's not
-// above it, the scalar level's at the bottom.  Looked up once, not per fill.
-inline const LaneBlocks* laneBlocksAt(SimdLevel level) {
-    struct ByLevel {
-        const LaneBlocks* at[kSimdLevelCount];
-    };
-    static const ByLevel table = [] {
-        const LaneBlocks* (*const built[])() = {laneBlocksScalar, laneBlocksSse2, laneBlocksSse41, laneBlocksAvx2,
-                                                laneBlocksAvx512, laneBlocksNeon, laneBlocksSimd128};
-        static_assert(static_cast<int>(sizeof built / sizeof built[0]) == kSimdLevelCount, "one lookup per level");
-        ByLevel t{};
-        for (int l = 0; l < kSimdLevelCount; ++l)
-            for (int i = l; i >= 0 && t.at[l] == nullptr; --i) t.at[l] = built[i]();
-        return t;
-    }();
-    return table.at[static_cast<int>(level)];
+// The lane blocks of the level in force, looked up at the first fill and
+// again after forceSimdLevel (one load a fill).
+extern std::atomic<const LaneBlocks*> g_activeLaneBlocks;
+const LaneBlocks* lookUpActiveLaneBlocks();
+inline const LaneBlocks* activeLaneBlocks() {
+    const LaneBlocks* t = g_activeLaneBlocks.load(std::memory_order_relaxed);
+    return t != nullptr ? t : lookUpActiveLaneBlocks();
 }
 
-// The block function of `Rule` on `Fmt` at `level`, block `modes` of its
+// The block function of `Rule` on `Fmt` at the level in force, block `modes` of its
 // sampling modes (modeBlockOf).
 template <class Rule, class Fmt>
-BlockRunner blockFor(SimdLevel level, int modes) {
-    const LaneBlocks* t = laneBlocksAt(level);
+BlockRunner blockFor(int modes) {
+    const LaneBlocks* t = activeLaneBlocks();
     return BlockRunner{t->fill[LaneFillOf<Rule>::kId][Fmt::kBytes - 1][modes], t->lanes};
 }
 
@@ -493,7 +486,7 @@ void runShortSpanInLanes(const SpanContext& k, const RowRun& r, BlockRunner bloc
 template <class Rule, class Fmt, class Rows>
 KWR_ALWAYS_INLINE void walkRule(const RenderState& s, const Rows& rows, int firstRow, int lastRow, const SpanContext& k) {
     const int modes = modeBlockOf<Rule, Fmt>(k);
-    const BlockRunner block = blockFor<Rule, Fmt>(activeSimdLevel(), modes);
+    const BlockRunner block = blockFor<Rule, Fmt>(modes);
     walkSpans<Rule, Fmt>(s, rows, firstRow, lastRow, k, block, [&](const RowRun& r) {
         if constexpr (kShortSpansInLanes<Rule>) {
             if (block.lanes > 1 && r.n > 1) return runShortSpanInLanes<Rule>(k, r, block);

@@ -35,14 +35,16 @@ inline RowRange floatRows(const RenderState& s, float top, float bottom) {
 // (empty when it draws none of them).
 inline RowRange ownedRows(const RenderState& s, RowRange r) {
     if (s.bandCount == 1) return r;
-    RowRange out{r.last + 1, r.last};
-    bool any = false;
-    forOwnedRows(s, r.first, r.last, [&](int first, int last) {
-        if (!any) out.first = first;
-        out.last = last;
-        any = true;
-    });
-    return out;
+    if (r.first < 0) r.first = 0;
+    if (r.first > r.last) return RowRange{r.last + 1, r.last};
+    // Most ranges lie in one band.
+    int band = r.first >> s.bandShift, lastBand = r.last >> s.bandShift;
+    if (band == lastBand) return ownsBand(s, band) ? r : RowRange{r.last + 1, r.last};
+    while (band <= lastBand && !ownsBand(s, band)) ++band;
+    if (band > lastBand) return RowRange{r.last + 1, r.last};
+    while (!ownsBand(s, lastBand)) --lastBand;
+    const int first = band << s.bandShift, last = ((lastBand + 1) << s.bandShift) - 1;
+    return RowRange{first > r.first ? first : r.first, last < r.last ? last : r.last};
 }
 
 // The runs of consecutive rows of a range that this state draws, top to
@@ -50,11 +52,8 @@ inline RowRange ownedRows(const RenderState& s, RowRange r) {
 // no more).  A state drawing every row has one run, the whole range.
 inline RowRange firstOwnedRun(const RenderState& s, RowRange r) {
     if (s.bandCount == 1 || r.first > r.last) return r;
-    RowRange run{r.last + 1, r.last};
-    forOwnedRows(s, r.first, r.last, [&](int first, int last) {
-        if (run.first > run.last) run = RowRange{first, last};
-    });
-    return run;
+    const std::pair<int, int> run = nextOwnedBands(s, r.first < 0 ? 0 : r.first, r.last);
+    return RowRange{run.first, run.second};
 }
 inline RowRange nextOwnedRun(const RenderState& s, RowRange run, RowRange r) {
     if (s.bandCount == 1 || run.last >= r.last) return RowRange{1, 0};

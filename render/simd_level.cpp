@@ -113,6 +113,7 @@ SimdLevel forceSimdLevel(SimdLevel level) {
     const SimdLevel previous = activeSimdLevel();
     const SimdLevel best = supportedSimdLevel();
     g_forced.store(static_cast<int>(level < best ? level : best), std::memory_order_relaxed);
+    forgetActiveLaneBlocks();
     return previous;
 }
 

@@ -25,6 +25,9 @@ SimdLevel activeSimdLevel();
 // Replaces the level in force (limited to the supported one) and returns
 // the previous level.  For tests that compare the levels with each other.
 SimdLevel forceSimdLevel(SimdLevel level);
+// Drops the fills' lookup of the blocks of the level in force (they look
+// it up again at the next fill); forceSimdLevel calls it.
+void forgetActiveLaneBlocks();
 
 }  // namespace kwr
 
