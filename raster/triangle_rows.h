@@ -52,6 +52,8 @@ inline RowRange ownedRows(const RenderState& s, RowRange r) {
 // no more).  A state drawing every row has one run, the whole range.
 inline RowRange firstOwnedRun(const RenderState& s, RowRange r) {
     if (s.bandCount == 1 || r.first > r.last) return r;
+    if (r.first >= 0 && r.first >> s.bandShift == r.last >> s.bandShift)
+        return ownsBand(s, r.first >> s.bandShift) ? r : RowRange{r.last + 1, r.last};
     const std::pair<int, int> run = nextOwnedBands(s, r.first < 0 ? 0 : r.first, r.last);
     return RowRange{run.first, run.second};
 }
