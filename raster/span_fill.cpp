@@ -22,13 +22,19 @@ const kwr::LaneBlocks* laneBlocksAt(kwr::SimdLevel level) {
 }
 }  // namespace
 
+// The level is read again after the store: a level forced meanwhile (its
+// store made before it drops the lookup) is looked up instead of the one
+// this started from.
 const kwr::LaneBlocks* kwr::lookUpActiveLaneBlocks() {
-    const LaneBlocks* const t = laneBlocksAt(activeSimdLevel());
-    g_activeLaneBlocks.store(t, std::memory_order_relaxed);
-    return t;
+    for (;;) {
+        const SimdLevel level = activeSimdLevel();
+        const LaneBlocks* const t = laneBlocksAt(level);
+        g_activeLaneBlocks.store(t);
+        if (activeSimdLevel() == level) return t;
+    }
 }
 
-void kwr::forgetActiveLaneBlocks() { g_activeLaneBlocks.store(nullptr, std::memory_order_relaxed); }
+void kwr::forgetActiveLaneBlocks() { g_activeLaneBlocks.store(nullptr); }
 
 // The scalar level's lane blocks, built with the library's own flags.
 const kwr::LaneBlocks* kwr::laneBlocksScalar() { return laneBlocksOf<ScalarLanes<void>>(); }

@@ -105,14 +105,14 @@ SimdLevel supportedSimdLevel() {
 
 SimdLevel activeSimdLevel() {
     static const SimdLevel chosen = fromEnvironment(supportedSimdLevel());
-    const int forced = g_forced.load(std::memory_order_relaxed);
+    const int forced = g_forced.load();
     return forced >= 0 ? static_cast<SimdLevel>(forced) : chosen;
 }
 
 SimdLevel forceSimdLevel(SimdLevel level) {
     const SimdLevel previous = activeSimdLevel();
     const SimdLevel best = supportedSimdLevel();
-    g_forced.store(static_cast<int>(level < best ? level : best), std::memory_order_relaxed);
+    g_forced.store(static_cast<int>(level < best ? level : best));
     forgetActiveLaneBlocks();
     return previous;
 }
