@@ -31,35 +31,29 @@ inline RowRange floatRows(const RenderState& s, float top, float bottom) {
     return limitRows(s, RowRange{roundHalfUp(first), roundHalfUp(last)});
 }
 
-// The part of a range from the first to the last row this state draws
-// (empty when it draws none of them).
-inline RowRange ownedRows(const RenderState& s, RowRange r) {
-    if (s.bandCount == 1) return r;
-    if (r.first < 0) r.first = 0;
-    if (r.first > r.last) return RowRange{r.last + 1, r.last};
-    // Most ranges lie in one band.
-    int band = r.first >> s.bandShift, lastBand = r.last >> s.bandShift;
-    if (band == lastBand) return ownsBand(s, band) ? r : RowRange{r.last + 1, r.last};
-    while (band <= lastBand && !ownsBand(s, band)) ++band;
-    if (band > lastBand) return RowRange{r.last + 1, r.last};
-    while (!ownsBand(s, lastBand)) --lastBand;
-    const int first = band << s.bandShift, last = ((lastBand + 1) << s.bandShift) - 1;
-    return RowRange{first > r.first ? first : r.first, last < r.last ? last : r.last};
-}
-
 // The runs of consecutive rows of a range that this state draws, top to
 // bottom: the first, and the one after `run` (empty ranges when there are
 // no more).  A state drawing every row has one run, the whole range.
 inline RowRange firstOwnedRun(const RenderState& s, RowRange r) {
     if (s.bandCount == 1 || r.first > r.last) return r;
-    if (r.first >= 0 && r.first >> s.bandShift == r.last >> s.bandShift)
-        return ownsBand(s, r.first >> s.bandShift) ? r : RowRange{r.last + 1, r.last};
     const std::pair<int, int> run = nextOwnedBands(s, r.first < 0 ? 0 : r.first, r.last);
     return RowRange{run.first, run.second};
 }
 inline RowRange nextOwnedRun(const RenderState& s, RowRange run, RowRange r) {
     if (s.bandCount == 1 || run.last >= r.last) return RowRange{1, 0};
     return firstOwnedRun(s, RowRange{run.last + 1, r.last});
+}
+
+// The part of a range from the first to the last row this state draws
+// (empty when it draws none of them).
+inline RowRange ownedRows(const RenderState& s, RowRange r) {
+    if (s.bandCount == 1) return r;
+    const RowRange first = firstOwnedRun(s, r);
+    if (first.first > first.last) return RowRange{r.last + 1, r.last};
+    int lastBand = r.last >> s.bandShift;
+    while (!ownsBand(s, lastBand)) --lastBand;
+    const int last = ((lastBand + 1) << s.bandShift) - 1;
+    return RowRange{first.first, last < r.last ? last : r.last};
 }
 
 // Marks every row of the range as not reached by any edge yet.

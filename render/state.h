@@ -218,6 +218,8 @@ private:
 inline std::pair<int, int> nextOwnedBands(const RenderState& s, int first, int last) {
     int band = first >> s.bandShift;
     const int lastBand = last >> s.bandShift;
+    // Most ranges lie in one band.
+    if (band == lastBand) return ownsBand(s, band) ? std::make_pair(first, last) : std::make_pair(last + 1, last);
     while (band <= lastBand && !ownsBand(s, band)) ++band;
     if (band > lastBand) return {last + 1, last};
     const int runFirst = band << s.bandShift;
@@ -234,11 +236,6 @@ void forOwnedRows(const RenderState& s, int first, int last, F&& f) {
     if (first < 0) first = 0;
     if (first > last) return;
     if (s.bandCount == 1) return f(first, last);
-    // Most calls lie in one band.
-    if (first >> s.bandShift == last >> s.bandShift) {
-        if (ownsBand(s, first >> s.bandShift)) f(first, last);
-        return;
-    }
     for (std::pair<int, int> run = nextOwnedBands(s, first, last); run.first <= run.second;
          run = run.second < last ? nextOwnedBands(s, run.second + 1, last) : std::pair<int, int>{1, 0})
         f(run.first, run.second);
