@@ -4,7 +4,8 @@
 // (depth, colour, texture coordinates) and its x-step divisor are
 // compile-time parameters of the walk.
 #include <cstdint>
-#include <type_traits>
+#include <cstring>
+#include <utility>
 
 #include "raster/edge_walk.h"
 
@@ -13,19 +14,6 @@
 
 namespace kwr {
 namespace {
-
-// a + (b - a) * t for every carried attribute.
-template <class K>
-void lerpAttributes(EdgeEnd& a, const EdgeEnd& b, float t) {
-    if constexpr (K::kDepth) a.z = a.z + (b.z - a.z) * t;
-    if constexpr (K::kColour)
-        for (int k = 0; k < 4; ++k) a.c[k] = a.c[k] + (b.c[k] - a.c[k]) * t;
-    if constexpr (K::kTexCoords) {
-        a.u = a.u + (b.u - a.u) * t;
-        a.v = a.v + (b.v - a.v) * t;
-    }
-    if constexpr (K::kPerspective) a.q = a.q + (b.q - a.q) * t;
-}
 
 // Far-out x values are held inside this range so that x - 1 and the span
 // widths computed from the table cannot overflow; only edges reaching more
@@ -40,18 +28,90 @@ std::int64_t quotient(std::int64_t n, std::int64_t d) {
     return n / d;
 }
 
-// The fields of an end one by one: the caller has just stored them one by
-// one, and a copy of the whole record would load them in wider pieces than
-// they were stored in, which stalls the processor.
+// Four attribute lanes, one vector register where the compiler has vector
+// types; the same additions lane by lane either way.
+#if defined(__GNUC__)
+typedef float Four __attribute__((vector_size(16)));
+#else
+struct Four {
+    float v[4];
+    Four& operator+=(const Four& o) {
+        for (int k = 0; k < 4; ++k) v[k] += o.v[k];
+        return *this;
+    }
+    float operator[](int k) const { return v[k]; }
+};
+#endif
+
+// The lanes a walk steps: from its first carried attribute through its
+// last, in groups of four.  Lanes between carried attributes, and past the
+// last, hold zeros.
+template <unsigned Carried>
+struct WalkLanes {
+    static constexpr int first() {
+        for (int k = 0; k < kEndAttributes; ++k)
+            if (carriesEnd(Carried, k)) return k;
+        return 0;
+    }
+    static constexpr int last() {
+        for (int k = kEndAttributes - 1; k >= 0; --k)
+            if (carriesEnd(Carried, k)) return k;
+        return -1;
+    }
+    static constexpr int kFirst = first();
+    static constexpr int kSpan = last() - first() + 1;
+    static constexpr int kGroups = (kSpan + 3) / 4;
+    // Room for every group from any first lane.
+    static constexpr int kArray = kEndAttributes + 4;
+    // Whether the carried attributes lie side by side from kFirst, as a
+    // small row keeps them.
+    static constexpr bool sideBySide() {
+        for (int k = kFirst; k <= last(); ++k)
+            if (!carriesEnd(Carried, k)) return false;
+        return true;
+    }
+    // Lanes from a + kFirst, four to a group.
+    static void load(Four* to, const float* a) { std::memcpy(to, a + kFirst, sizeof(Four) * kGroups); }
+};
+
+// The carried attributes of an end in table order (kEndZ .. kEndQ), the
+// lanes a walk steps together; the others are 0.  Field by field: the
+// caller has just stored them one by one, and a copy in wider pieces than
+// they were stored in would stall the processor.
 template <class K>
-void copyEnd(EdgeEnd& to, const EdgeEnd& from) {
-    to.x = from.x;
-    to.y = from.y;
-    to.z = K::kDepth ? from.z : 0.0f;
-    for (int k = 0; k < 4; ++k) to.c[k] = K::kColour ? from.c[k] : 0.0f;
-    to.u = K::kTexCoords ? from.u : 0.0f;
-    to.v = K::kTexCoords ? from.v : 0.0f;
-    to.q = K::kPerspective ? from.q : 0.0f;
+void endLanes(const EdgeEnd& e, float* lanes) {
+    lanes[kEndZ] = K::kDepth ? e.z : 0.0f;
+    for (int k = 0; k < 4; ++k) lanes[kEndRed + k] = K::kColour ? e.c[k] : 0.0f;
+    lanes[kEndU] = K::kTexCoords ? e.u : 0.0f;
+    lanes[kEndV] = K::kTexCoords ? e.v : 0.0f;
+    lanes[kEndQ] = K::kPerspective ? e.q : 0.0f;
+}
+
+// a + (b - a) * t in every lane a walk steps.
+template <unsigned Carried>
+void lerpLanes(float* a, const float* b, float t) {
+    using L = WalkLanes<Carried>;
+    for (int k = L::kFirst; k < L::kFirst + L::kSpan; ++k) a[k] = a[k] + (b[k] - a[k]) * t;
+}
+
+// Stores the carried attributes of one row end.  A small row that keeps
+// them side by side, padded to whole groups, takes the lane registers
+// whole; otherwise they go one by one.
+using Every = std::make_integer_sequence<int, kEndAttributes>;
+template <unsigned Carried, int Side, int A, class Rows>
+inline void storeAttribute(const Rows& rows, int y, const Four* lanes) {
+    constexpr int kLane = A - WalkLanes<Carried>::kFirst;
+    if constexpr (carriesEnd(Carried, A)) rows.template end<Side, A>(y) = lanes[kLane / 4][kLane % 4];
+}
+template <unsigned Carried, int Side, class Rows, int... A>
+inline void storeEnd(const Rows& rows, int y, const Four* lanes, std::integer_sequence<int, A...>) {
+    using L = WalkLanes<Carried>;
+    if constexpr (Rows::kEndsInGroups && L::sideBySide()) {
+        float* to = &rows.template end<Side, L::kFirst>(y);
+        for (int g = 0; g < L::kGroups; ++g) std::memcpy(to + 4 * g, &lanes[g], sizeof(Four));
+    } else {
+        (storeAttribute<Carried, Side, A>(rows, y, lanes), ...);
+    }
 }
 
 }  // namespace
@@ -62,97 +122,90 @@ void walkEdgeInto(const RenderState& s, const Rows& table, const EdgeEnd& p1, co
     using K = Carries<Carried>;
     // Horizontal edges write nothing; the upper end is the top.
     if (p1.y == p2.y) return;
-    EdgeEnd top, bot;
-    copyEnd<K>(top, p1.y < p2.y ? p1 : p2);
-    copyEnd<K>(bot, p1.y < p2.y ? p2 : p1);
+    const bool down = p1.y < p2.y;
+    std::int64_t topX = down ? p1.x : p2.x, topY = down ? p1.y : p2.y;
+    std::int64_t botX = down ? p2.x : p1.x, botY = down ? p2.y : p1.y;
     // Wholly above or below the surface.
-    if (bot.y < 0 || top.y > s.clipBottom) return;
+    if (botY < 0 || topY > s.clipBottom) return;
+    using L = WalkLanes<Carried>;
+    float a[L::kArray], bottom[L::kArray];
+    endLanes<K>(down ? p1 : p2, a);
+    endLanes<K>(down ? p2 : p1, bottom);
+    for (int k = kEndAttributes; k < L::kArray; ++k) a[k] = bottom[k] = 0.0f;
     // Clip at row 0.  The products are formed in 64 bits, so they cannot
     // overflow for any int coordinates.
-    if (top.y < 0) {
-        top.x = top.x - ((bot.x - top.x) * top.y) / (bot.y - top.y);
-        const float t = static_cast<float>(-top.y) / static_cast<float>(bot.y - top.y);
-        lerpAttributes<K>(top, bot, t);
-        top.y = 0;
+    if (topY < 0) {
+        topX = topX - ((botX - topX) * topY) / (botY - topY);
+        const float t = static_cast<float>(-topY) / static_cast<float>(botY - topY);
+        lerpLanes<Carried>(a, bottom, t);
+        topY = 0;
     }
     // Clip at the surface height; the walk stops one row above it.
-    if (bot.y > s.height) {
-        bot.x = bot.x + ((s.height - bot.y) * (top.x - bot.x)) / (top.y - bot.y);
-        const float k = static_cast<float>(s.height - bot.y) / static_cast<float>(top.y - bot.y);
-        lerpAttributes<K>(bot, top, k);
-        bot.y = s.height;
+    if (botY > s.height) {
+        botX = botX + ((s.height - botY) * (topX - botX)) / (topY - botY);
+        const float k = static_cast<float>(s.height - botY) / static_cast<float>(topY - botY);
+        lerpLanes<Carried>(bottom, a, k);
+        botY = s.height;
     }
-    top.x = limitX(top.x);
-    bot.x = limitX(bot.x);
+    topX = limitX(topX);
+    botX = limitX(botX);
 
     // Bresenham set-up.
-    const std::int64_t dy = bot.y - top.y;
+    const std::int64_t dy = botY - topY;
     if (dy <= 0) return;
     // The direction without a branch (it is random from edge to edge).
-    const std::int64_t leftward = top.x > bot.x;
+    const std::int64_t leftward = topX > botX;
     const std::int64_t sx = 1 - 2 * leftward;
-    const std::int64_t adx = (bot.x - top.x) * sx;
+    const std::int64_t adx = (botX - topX) * sx;
     const std::int64_t divisor = K::kDepth ? dy : dy + 1;
     const std::int64_t q = quotient(adx, divisor);
     const std::int64_t r = adx - q * divisor;
     std::int64_t err = dy / 2;
 
-    // Per-row attribute steps.  On an x-major depth edge depth follows the
-    // x distance travelled: q steps every row, one more on a carry.
+    // Per-row attribute steps, as lanes: every carried attribute moves by
+    // its own step each row.  On an x-major depth edge depth follows the x
+    // distance travelled instead: q steps every row, one more on a carry.
+    float d[L::kArray];
     const float fdy = static_cast<float>(dy);
-    float dc[4] = {0, 0, 0, 0};
-    float du = 0, dv = 0, dq = 0;
-    if constexpr (K::kPerspective) dq = (bot.q - top.q) / fdy;
-    if constexpr (K::kColour)
-        for (int k = 0; k < 4; ++k) dc[k] = (bot.c[k] - top.c[k]) / fdy;
-    if constexpr (K::kTexCoords) {
-        du = (bot.u - top.u) / fdy;
-        dv = (bot.v - top.v) / fdy;
-    }
-    // Both forms are computed and one chosen, without a branch (x-major and
-    // y-major edges come in random order).  A row without a carry adds -0,
-    // which leaves every sum as it is, -0 and +0 included.
+    for (int k = L::kFirst; k < L::kFirst + 4 * L::kGroups; ++k) d[k] = (bottom[k] - a[k]) / fdy;
+    // Both depth forms are computed and one chosen, without a branch (x-major
+    // and y-major edges come in random order).  A row without a carry adds
+    // -0, which leaves every sum as it is, -0 and +0 included; so do the
+    // other lanes of depth's group of four on every row.
     const bool xMajor = adx > dy;
-    float zRow = 0, zCarryAdd[2] = {-0.0f, -0.0f};
+    float carryAdd[2][L::kArray];
+    for (int k = 0; k < L::kArray; ++k) carryAdd[0][k] = carryAdd[1][k] = -0.0f;
     if constexpr (K::kDepth) {
         // (A y-major edge divides by a value it does not use, never by 0.)
-        const float zx = (bot.z - top.z) / static_cast<float>(adx + static_cast<std::int64_t>(!xMajor));
-        const float zy = (bot.z - top.z) / fdy;
+        const float zx = (bottom[kEndZ] - a[kEndZ]) / static_cast<float>(adx + static_cast<std::int64_t>(!xMajor));
         const float xRow = static_cast<float>(q) * zx;
         // Picked by index: compilers branch on a choice between floats.
-        const float rowSteps[2] = {zy, xRow}, carrySteps[2] = {-0.0f, zx};
-        zRow = rowSteps[static_cast<int>(xMajor)];
-        zCarryAdd[1] = carrySteps[static_cast<int>(xMajor)];
+        const float rowSteps[2] = {d[kEndZ], xRow}, carrySteps[2] = {-0.0f, zx};
+        d[kEndZ] = rowSteps[static_cast<int>(xMajor)];
+        carryAdd[1][kEndZ] = carrySteps[static_cast<int>(xMajor)];
     }
+    // The lanes in registers: the row's attributes, their step, and the
+    // first group's step added on a carry.
+    constexpr int kG = L::kGroups > 0 ? L::kGroups : 1;
+    Four lanes[kG], steps[kG], carrySteps[2];
+    L::load(lanes, a);
+    L::load(steps, d);
+    std::memcpy(&carrySteps[0], carryAdd[0] + L::kFirst, sizeof(Four));
+    std::memcpy(&carrySteps[1], carryAdd[1] + L::kFirst, sizeof(Four));
 
     // Merge every row from the top down to the row above the bottom.  Only a
     // strictly better x replaces a row's end; the right end is stored one
     // pixel left of the crossing, with the crossing's attributes.  Rows
     // outside storeFirst..storeLast (drawn by other threads) are stepped
     // through the same way but not stored, and the walk ends after storeLast.
-    // The current row's attributes live in locals, apart from the table's
-    // arrays, so that the compiler keeps them in registers across the stores.
+    // The current row's attributes live in lane groups, apart from the
+    // table's arrays, so that the compiler keeps them in vector registers
+    // across the stores.
     // The view in a local: stores into the rows cannot change it.
     const Rows rows = table;
-    std::int64_t x = top.x;
+    std::int64_t x = topX;
     const std::int64_t xStep = sx * q;
-    float z = top.z, c0 = top.c[0], c1 = top.c[1], c2 = top.c[2], c3 = top.c[3], u = top.u, v = top.v, rw = top.q;
-    auto store = [&](int y, auto side) {
-        constexpr int kSide = decltype(side)::value;
-        if constexpr (K::kDepth) rows.template end<kSide, kEndZ>(y) = z;
-        if constexpr (K::kColour) {
-            rows.template end<kSide, kEndRed>(y) = c0;
-            rows.template end<kSide, kEndGreen>(y) = c1;
-            rows.template end<kSide, kEndBlue>(y) = c2;
-            rows.template end<kSide, kEndAlpha>(y) = c3;
-        }
-        if constexpr (K::kTexCoords) {
-            rows.template end<kSide, kEndU>(y) = u;
-            rows.template end<kSide, kEndV>(y) = v;
-        }
-        if constexpr (K::kPerspective) rows.template end<kSide, kEndQ>(y) = rw;
-    };
-    const int lastRow = static_cast<int>(bot.y) - 1 < storeLast ? static_cast<int>(bot.y) - 1 : storeLast;
+    const int lastRow = static_cast<int>(botY) - 1 < storeLast ? static_cast<int>(botY) - 1 : storeLast;
     // The carry is taken without a branch: whether it comes is as good as
     // random from row to row, and a mispredicted branch costs more than the
     // masked additions.
@@ -163,23 +216,11 @@ void walkEdgeInto(const RenderState& s, const Rows& table, const EdgeEnd& p1, co
         const std::int64_t mask = -static_cast<std::int64_t>(carry);
         err += dy & mask;
         x += sx & mask;
-        if constexpr (K::kColour) {
-            c0 += dc[0];
-            c1 += dc[1];
-            c2 += dc[2];
-            c3 += dc[3];
-        }
-        if constexpr (K::kTexCoords) {
-            u += du;
-            v += dv;
-        }
-        if constexpr (K::kPerspective) rw += dq;
-        if constexpr (K::kDepth) {
-            z += zRow;
-            z += zCarryAdd[static_cast<int>(carry)];
-        }
+        for (int g = 0; g < L::kGroups; ++g) lanes[g] += steps[g];
+        // Depth is the first lane of the first group.
+        if constexpr (K::kDepth) lanes[0] += carrySteps[static_cast<int>(carry)];
     };
-    int y = static_cast<int>(top.y);
+    int y = static_cast<int>(topY);
     for (; y < storeFirst && y <= lastRow; ++y) step();
     for (; y <= lastRow; ++y) {
         const std::int32_t xi = static_cast<std::int32_t>(x);
@@ -194,11 +235,11 @@ void walkEdgeInto(const RenderState& s, const Rows& table, const EdgeEnd& p1, co
         }
         if (leftX > xi) {
             leftX = xi;
-            store(y, std::integral_constant<int, kLeftEnd>());
+            storeEnd<Carried, kLeftEnd>(rows, y, lanes, Every{});
         }
         if (rightX < xi - 1) {
             rightX = xi - 1;
-            store(y, std::integral_constant<int, kRightEnd>());
+            storeEnd<Carried, kRightEnd>(rows, y, lanes, Every{});
         }
         step();
     }

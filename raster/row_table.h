@@ -54,6 +54,8 @@ struct ScanTableRows {
     static constexpr bool carries(int) { return true; }
     // Whether an end's colour channels lie side by side, red first.
     static constexpr bool kChannelsSideBySide = false;
+    // Whether an end's attributes lie side by side in whole groups of four.
+    static constexpr bool kEndsInGroups = false;
     std::int32_t& leftX(int y) const { return t->scanLeftX[y]; }
     std::int32_t& rightX(int y) const { return t->scanRightX[y]; }
     template <int Side, int A>
@@ -70,7 +72,9 @@ struct ScanTableRows {
 };
 
 // One row of a small triangle: its x ends, then the carried attributes of
-// the left end and of the right end.
+// the left end and of the right end.  More than two attributes an end are
+// padded to whole groups of four, so that the edge walk stores each group
+// from a vector register.
 template <unsigned Carried>
 struct SmallRow {
     static constexpr int slot(int a) {
@@ -81,8 +85,9 @@ struct SmallRow {
     static constexpr int kSlots = slot(kEndAttributes);
     static_assert(slot(kEndAlpha) - slot(kEndRed) == ((Carried & kCarryColour) != 0 ? 3 : 0),
                   "the channels of an end side by side");
+    static constexpr int kStride = kSlots <= 2 ? (kSlots > 0 ? kSlots : 1) : (kSlots + 3) / 4 * 4;
     std::int32_t left, right;
-    float ends[2][kSlots > 0 ? kSlots : 1];
+    float ends[2][kStride];
 };
 
 // Triangles of at most this many rows take a small table.
@@ -101,6 +106,7 @@ struct SmallRows {
 
     static constexpr bool carries(int a) { return carriesEnd(Carried, a); }
     static constexpr bool kChannelsSideBySide = true;
+    static constexpr bool kEndsInGroups = SmallRow<Carried>::kSlots > 2;
     std::int32_t& leftX(int y) const { return rows[y - origin].left; }
     std::int32_t& rightX(int y) const { return rows[y - origin].right; }
     template <int Side, int A>
