@@ -5,6 +5,7 @@
 // compile-time parameters of the walk.
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 #include <utility>
 
 #include "raster/edge_walk.h"
@@ -28,19 +29,36 @@ std::int64_t quotient(std::int64_t n, std::int64_t d) {
     return n / d;
 }
 
-// Four attribute lanes, one vector register where the compiler has vector
-// types; the same additions lane by lane either way.
-#if defined(__GNUC__)
-typedef float Four __attribute__((vector_size(16)));
-#else
-struct Four {
-    float v[4];
-    Four& operator+=(const Four& o) {
-        for (int k = 0; k < 4; ++k) v[k] += o.v[k];
+// Four attribute lanes as plain floats, which compilers keep in scalar
+// registers.  A scalar operand stands for four copies of itself.
+struct FourFloats {
+    float l0, l1, l2, l3;
+    float operator[](int k) const { return k == 0 ? l0 : k == 1 ? l1 : k == 2 ? l2 : l3; }
+    float& operator[](int k) { return k == 0 ? l0 : k == 1 ? l1 : k == 2 ? l2 : l3; }
+    FourFloats& operator+=(const FourFloats& o) {
+        l0 += o.l0;
+        l1 += o.l1;
+        l2 += o.l2;
+        l3 += o.l3;
         return *this;
     }
-    float operator[](int k) const { return v[k]; }
+    friend FourFloats operator+(FourFloats a, const FourFloats& b) { return a += b; }
+    friend FourFloats operator-(const FourFloats& a, const FourFloats& b) {
+        return FourFloats{a.l0 - b.l0, a.l1 - b.l1, a.l2 - b.l2, a.l3 - b.l3};
+    }
+    friend FourFloats operator*(const FourFloats& a, float t) {
+        return FourFloats{a.l0 * t, a.l1 * t, a.l2 * t, a.l3 * t};
+    }
+    friend FourFloats operator/(const FourFloats& a, float t) {
+        return FourFloats{a.l0 / t, a.l1 / t, a.l2 / t, a.l3 / t};
+    }
 };
+
+// The same in one vector register, where the compiler has vector types.
+#if defined(__GNUC__)
+typedef float FourVector __attribute__((vector_size(16)));
+#else
+using FourVector = FourFloats;
 #endif
 
 // The lanes a walk steps: from its first carried attribute through its
@@ -61,8 +79,7 @@ struct WalkLanes {
     static constexpr int kFirst = first();
     static constexpr int kSpan = last() - first() + 1;
     static constexpr int kGroups = (kSpan + 3) / 4;
-    // Room for every group from any first lane.
-    static constexpr int kArray = kEndAttributes + 4;
+    static constexpr int kGroupsOrOne = kGroups > 0 ? kGroups : 1;
     // Whether the carried attributes lie side by side from kFirst, as a
     // small row keeps them.
     static constexpr bool sideBySide() {
@@ -70,43 +87,73 @@ struct WalkLanes {
             if (!carriesEnd(Carried, k)) return false;
         return true;
     }
-    // Lanes from a + kFirst, four to a group.
-    static void load(Four* to, const float* a) { std::memcpy(to, a + kFirst, sizeof(Four) * kGroups); }
 };
 
-// The carried attributes of an end in table order (kEndZ .. kEndQ), the
-// lanes a walk steps together; the others are 0.  Field by field: the
-// caller has just stored them one by one, and a copy in wider pieces than
-// they were stored in would stall the processor.
+// Attribute k of an end in table order (kEndZ .. kEndQ): 0 where the walk
+// does not carry it and past kEndQ.
 template <class K>
-void endLanes(const EdgeEnd& e, float* lanes) {
-    lanes[kEndZ] = K::kDepth ? e.z : 0.0f;
-    for (int k = 0; k < 4; ++k) lanes[kEndRed + k] = K::kColour ? e.c[k] : 0.0f;
-    lanes[kEndU] = K::kTexCoords ? e.u : 0.0f;
-    lanes[kEndV] = K::kTexCoords ? e.v : 0.0f;
-    lanes[kEndQ] = K::kPerspective ? e.q : 0.0f;
+inline float attributeOf(const EdgeEnd& e, int k) {
+    if (k == kEndZ) return K::kDepth ? e.z : 0.0f;
+    if (k >= kEndRed && k <= kEndAlpha) return K::kColour ? e.c[k - kEndRed] : 0.0f;
+    if (k == kEndU) return K::kTexCoords ? e.u : 0.0f;
+    if (k == kEndV) return K::kTexCoords ? e.v : 0.0f;
+    if (k == kEndQ) return K::kPerspective ? e.q : 0.0f;
+    return 0.0f;
 }
 
-// a + (b - a) * t in every lane a walk steps.
-template <unsigned Carried>
-void lerpLanes(float* a, const float* b, float t) {
+// The lanes of an end, put together in registers from its fields (never
+// through a copy written lane by lane and read back whole, which would
+// wait for the narrow stores to drain).
+template <unsigned Carried, class Four>
+inline void endLanes(const EdgeEnd& e, Four* lanes) {
     using L = WalkLanes<Carried>;
-    for (int k = L::kFirst; k < L::kFirst + L::kSpan; ++k) a[k] = a[k] + (b[k] - a[k]) * t;
+    using K = Carries<Carried>;
+    for (int g = 0; g < L::kGroups; ++g) {
+        const int k = L::kFirst + 4 * g;
+        lanes[g] = Four{attributeOf<K>(e, k), attributeOf<K>(e, k + 1), attributeOf<K>(e, k + 2),
+                        attributeOf<K>(e, k + 3)};
+    }
 }
 
-// Stores the carried attributes of one row end.  A small row that keeps
-// them side by side, padded to whole groups, takes the lane registers
-// whole; otherwise they go one by one.
+// a + (b - a) * t in every lane.
+template <unsigned Carried, class Four>
+inline void lerpLanes(Four* a, const Four* b, float t) {
+    for (int g = 0; g < WalkLanes<Carried>::kGroups; ++g) a[g] = a[g] + (b[g] - a[g]) * t;
+}
+
+// Adds a carry's depth step to the first group, whose first lane is depth;
+// the step is -0 in the other lanes, so plain floats add only that lane.
+template <class Four>
+inline void addCarryStep(Four& g, const Four& step) {
+    if constexpr (std::is_same<Four, FourFloats>::value)
+        g[0] += step[0];
+    else
+        g += step;
+}
+
+// Whether rows of `Rows` take a walk's lane groups whole: a small row
+// that keeps the carried attributes side by side in padded groups.  Such a
+// walk steps its lanes in vector registers; a walk that stores each
+// attribute into an array of its own (the scan-line table) keeps them as
+// plain floats, which it stores without taking vectors apart.
+template <unsigned Carried, class Rows>
+struct WholeGroups {
+    static constexpr bool kValue = Rows::kEndsInGroups && WalkLanes<Carried>::sideBySide();
+    using Lanes = std::conditional_t<kValue, FourVector, FourFloats>;
+};
+
+// Stores the carried attributes of one row end: whole groups where the
+// row takes them, otherwise one by one.
 using Every = std::make_integer_sequence<int, kEndAttributes>;
-template <unsigned Carried, int Side, int A, class Rows>
+template <unsigned Carried, int Side, int A, class Rows, class Four>
 inline void storeAttribute(const Rows& rows, int y, const Four* lanes) {
     constexpr int kLane = A - WalkLanes<Carried>::kFirst;
     if constexpr (carriesEnd(Carried, A)) rows.template end<Side, A>(y) = lanes[kLane / 4][kLane % 4];
 }
-template <unsigned Carried, int Side, class Rows, int... A>
+template <unsigned Carried, int Side, class Rows, class Four, int... A>
 inline void storeEnd(const Rows& rows, int y, const Four* lanes, std::integer_sequence<int, A...>) {
-    using L = WalkLanes<Carried>;
-    if constexpr (Rows::kEndsInGroups && L::sideBySide()) {
+    if constexpr (WholeGroups<Carried, Rows>::kValue) {
+        using L = WalkLanes<Carried>;
         float* to = &rows.template end<Side, L::kFirst>(y);
         for (int g = 0; g < L::kGroups; ++g) std::memcpy(to + 4 * g, &lanes[g], sizeof(Four));
     } else {
@@ -122,29 +169,42 @@ void walkEdgeInto(const RenderState& s, const Rows& table, const EdgeEnd& p1, co
     using K = Carries<Carried>;
     // Horizontal edges write nothing; the upper end is the top.
     if (p1.y == p2.y) return;
-    const bool down = p1.y < p2.y;
-    std::int64_t topX = down ? p1.x : p2.x, topY = down ? p1.y : p2.y;
-    std::int64_t botX = down ? p2.x : p1.x, botY = down ? p2.y : p1.y;
+    const EdgeEnd& upper = p1.y < p2.y ? p1 : p2;
+    const EdgeEnd& lower = p1.y < p2.y ? p2 : p1;
+    // The coordinates by a branch rather than from the references: fewer
+    // instructions and registers with the compilers we use.
+    std::int64_t topX, topY, botX, botY;
+    if (p1.y < p2.y) {
+        topX = p1.x;
+        topY = p1.y;
+        botX = p2.x;
+        botY = p2.y;
+    } else {
+        topX = p2.x;
+        topY = p2.y;
+        botX = p1.x;
+        botY = p1.y;
+    }
     // Wholly above or below the surface.
     if (botY < 0 || topY > s.clipBottom) return;
     using L = WalkLanes<Carried>;
-    float a[L::kArray], bottom[L::kArray];
-    endLanes<K>(down ? p1 : p2, a);
-    endLanes<K>(down ? p2 : p1, bottom);
-    for (int k = kEndAttributes; k < L::kArray; ++k) a[k] = bottom[k] = 0.0f;
+    using Four = typename WholeGroups<Carried, Rows>::Lanes;
+    Four lanes[L::kGroupsOrOne], bottom[L::kGroupsOrOne];
+    endLanes<Carried>(upper, lanes);
+    endLanes<Carried>(lower, bottom);
     // Clip at row 0.  The products are formed in 64 bits, so they cannot
     // overflow for any int coordinates.
     if (topY < 0) {
         topX = topX - ((botX - topX) * topY) / (botY - topY);
         const float t = static_cast<float>(-topY) / static_cast<float>(botY - topY);
-        lerpLanes<Carried>(a, bottom, t);
+        lerpLanes<Carried>(lanes, bottom, t);
         topY = 0;
     }
     // Clip at the surface height; the walk stops one row above it.
     if (botY > s.height) {
         botX = botX + ((s.height - botY) * (topX - botX)) / (topY - botY);
         const float k = static_cast<float>(s.height - botY) / static_cast<float>(topY - botY);
-        lerpLanes<Carried>(bottom, a, k);
+        lerpLanes<Carried>(bottom, lanes, k);
         botY = s.height;
     }
     topX = limitX(topX);
@@ -165,33 +225,24 @@ void walkEdgeInto(const RenderState& s, const Rows& table, const EdgeEnd& p1, co
     // Per-row attribute steps, as lanes: every carried attribute moves by
     // its own step each row.  On an x-major depth edge depth follows the x
     // distance travelled instead: q steps every row, one more on a carry.
-    float d[L::kArray];
     const float fdy = static_cast<float>(dy);
-    for (int k = L::kFirst; k < L::kFirst + 4 * L::kGroups; ++k) d[k] = (bottom[k] - a[k]) / fdy;
+    Four steps[L::kGroupsOrOne];
+    for (int g = 0; g < L::kGroups; ++g) steps[g] = (bottom[g] - lanes[g]) / fdy;
     // Both depth forms are computed and one chosen, without a branch (x-major
     // and y-major edges come in random order).  A row without a carry adds
     // -0, which leaves every sum as it is, -0 and +0 included; so do the
-    // other lanes of depth's group of four on every row.
+    // other lanes of depth's group (the first) on every row.
     const bool xMajor = adx > dy;
-    float carryAdd[2][L::kArray];
-    for (int k = 0; k < L::kArray; ++k) carryAdd[0][k] = carryAdd[1][k] = -0.0f;
+    Four carrySteps[2] = {Four{-0.0f, -0.0f, -0.0f, -0.0f}, Four{-0.0f, -0.0f, -0.0f, -0.0f}};
     if constexpr (K::kDepth) {
         // (A y-major edge divides by a value it does not use, never by 0.)
-        const float zx = (bottom[kEndZ] - a[kEndZ]) / static_cast<float>(adx + static_cast<std::int64_t>(!xMajor));
+        const float zx = (bottom[0][0] - lanes[0][0]) / static_cast<float>(adx + static_cast<std::int64_t>(!xMajor));
         const float xRow = static_cast<float>(q) * zx;
         // Picked by index: compilers branch on a choice between floats.
-        const float rowSteps[2] = {d[kEndZ], xRow}, carrySteps[2] = {-0.0f, zx};
-        d[kEndZ] = rowSteps[static_cast<int>(xMajor)];
-        carryAdd[1][kEndZ] = carrySteps[static_cast<int>(xMajor)];
+        const float rowSteps[2] = {steps[0][0], xRow}, carryAdds[2] = {-0.0f, zx};
+        steps[0][0] = rowSteps[static_cast<int>(xMajor)];
+        carrySteps[1][0] = carryAdds[static_cast<int>(xMajor)];
     }
-    // The lanes in registers: the row's attributes, their step, and the
-    // first group's step added on a carry.
-    constexpr int kG = L::kGroups > 0 ? L::kGroups : 1;
-    Four lanes[kG], steps[kG], carrySteps[2];
-    L::load(lanes, a);
-    L::load(steps, d);
-    std::memcpy(&carrySteps[0], carryAdd[0] + L::kFirst, sizeof(Four));
-    std::memcpy(&carrySteps[1], carryAdd[1] + L::kFirst, sizeof(Four));
 
     // Merge every row from the top down to the row above the bottom.  Only a
     // strictly better x replaces a row's end; the right end is stored one
@@ -199,8 +250,8 @@ void walkEdgeInto(const RenderState& s, const Rows& table, const EdgeEnd& p1, co
     // outside storeFirst..storeLast (drawn by other threads) are stepped
     // through the same way but not stored, and the walk ends after storeLast.
     // The current row's attributes live in lane groups, apart from the
-    // table's arrays, so that the compiler keeps them in vector registers
-    // across the stores.
+    // table's arrays, so that the compiler keeps them in registers across
+    // the stores.
     // The view in a local: stores into the rows cannot change it.
     const Rows rows = table;
     std::int64_t x = topX;
@@ -218,7 +269,7 @@ void walkEdgeInto(const RenderState& s, const Rows& table, const EdgeEnd& p1, co
         x += sx & mask;
         for (int g = 0; g < L::kGroups; ++g) lanes[g] += steps[g];
         // Depth is the first lane of the first group.
-        if constexpr (K::kDepth) lanes[0] += carrySteps[static_cast<int>(carry)];
+        if constexpr (K::kDepth) addCarryStep(lanes[0], carrySteps[static_cast<int>(carry)]);
     };
     int y = static_cast<int>(topY);
     for (; y < storeFirst && y <= lastRow; ++y) step();
