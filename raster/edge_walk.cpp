@@ -169,12 +169,14 @@ void walkEdgeInto(const RenderState& s, const Rows& table, const EdgeEnd& p1, co
     using K = Carries<Carried>;
     // Horizontal edges write nothing; the upper end is the top.
     if (p1.y == p2.y) return;
-    const EdgeEnd& upper = p1.y < p2.y ? p1 : p2;
-    const EdgeEnd& lower = p1.y < p2.y ? p2 : p1;
-    // The coordinates by a branch rather than from the references: fewer
-    // instructions and registers with the compilers we use.
+    // The ends by a branch, the coordinates read from the ends themselves:
+    // fewer instructions and registers with the compilers we use than
+    // selects or reads through the chosen pointers.
+    const EdgeEnd *upper = &p2, *lower = &p1;
     std::int64_t topX, topY, botX, botY;
     if (p1.y < p2.y) {
+        upper = &p1;
+        lower = &p2;
         topX = p1.x;
         topY = p1.y;
         botX = p2.x;
@@ -190,8 +192,8 @@ void walkEdgeInto(const RenderState& s, const Rows& table, const EdgeEnd& p1, co
     using L = WalkLanes<Carried>;
     using Four = typename WholeGroups<Carried, Rows>::Lanes;
     Four lanes[L::kGroupsOrOne], bottom[L::kGroupsOrOne];
-    endLanes<Carried>(upper, lanes);
-    endLanes<Carried>(lower, bottom);
+    endLanes<Carried>(*upper, lanes);
+    endLanes<Carried>(*lower, bottom);
     // Clip at row 0.  The products are formed in 64 bits, so they cannot
     // overflow for any int coordinates.
     if (topY < 0) {

@@ -85,7 +85,8 @@ struct SmallRow {
     static constexpr int kSlots = slot(kEndAttributes);
     static_assert(slot(kEndAlpha) - slot(kEndRed) == ((Carried & kCarryColour) != 0 ? 3 : 0),
                   "the channels of an end side by side");
-    static constexpr int kStride = kSlots <= 2 ? (kSlots > 0 ? kSlots : 1) : (kSlots + 3) / 4 * 4;
+    static constexpr bool kInGroups = kSlots > 2;
+    static constexpr int kStride = kInGroups ? (kSlots + 3) / 4 * 4 : (kSlots > 0 ? kSlots : 1);
     std::int32_t left, right;
     float ends[2][kStride];
 };
@@ -106,7 +107,7 @@ struct SmallRows {
 
     static constexpr bool carries(int a) { return carriesEnd(Carried, a); }
     static constexpr bool kChannelsSideBySide = true;
-    static constexpr bool kEndsInGroups = SmallRow<Carried>::kSlots > 2;
+    static constexpr bool kEndsInGroups = SmallRow<Carried>::kInGroups;
     std::int32_t& leftX(int y) const { return rows[y - origin].left; }
     std::int32_t& rightX(int y) const { return rows[y - origin].right; }
     template <int Side, int A>
