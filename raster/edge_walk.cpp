@@ -89,6 +89,19 @@ struct WalkLanes {
     }
 };
 
+// Calls f(g) for every lane group g of a walk, g a compile-time constant:
+// the groups are then separate values from the start, not an array indexed
+// in a loop, which g++ kept in memory for the scan-line table's walk (and
+// took apart and put together again around every row's stores).
+template <class F, int... G>
+inline void eachGroupOf(F&& f, std::integer_sequence<int, G...>) {
+    (f(std::integral_constant<int, G>{}), ...);
+}
+template <unsigned Carried, class F>
+inline void eachGroup(F&& f) {
+    eachGroupOf(f, std::make_integer_sequence<int, WalkLanes<Carried>::kGroups>{});
+}
+
 // Attribute k of an end in table order (kEndZ .. kEndQ): 0 where the walk
 // does not carry it and past kEndQ.
 template <class K>
@@ -108,17 +121,17 @@ template <unsigned Carried, class Four>
 inline void endLanes(const EdgeEnd& e, Four* lanes) {
     using L = WalkLanes<Carried>;
     using K = Carries<Carried>;
-    for (int g = 0; g < L::kGroups; ++g) {
-        const int k = L::kFirst + 4 * g;
+    eachGroup<Carried>([&](auto g) {
+        constexpr int k = L::kFirst + 4 * decltype(g)::value;
         lanes[g] = Four{attributeOf<K>(e, k), attributeOf<K>(e, k + 1), attributeOf<K>(e, k + 2),
                         attributeOf<K>(e, k + 3)};
-    }
+    });
 }
 
 // a + (b - a) * t in every lane.
 template <unsigned Carried, class Four>
 inline void lerpLanes(Four* a, const Four* b, float t) {
-    for (int g = 0; g < WalkLanes<Carried>::kGroups; ++g) a[g] = a[g] + (b[g] - a[g]) * t;
+    eachGroup<Carried>([&](auto g) { a[g] = a[g] + (b[g] - a[g]) * t; });
 }
 
 // Adds a carry's depth step to the first group, whose first lane is depth;
@@ -155,7 +168,7 @@ inline void storeEnd(const Rows& rows, int y, const Four* lanes, std::integer_se
     if constexpr (WholeGroups<Carried, Rows>::kValue) {
         using L = WalkLanes<Carried>;
         float* to = &rows.template end<Side, L::kFirst>(y);
-        for (int g = 0; g < L::kGroups; ++g) std::memcpy(to + 4 * g, &lanes[g], sizeof(Four));
+        eachGroup<Carried>([&](auto g) { std::memcpy(to + 4 * g, &lanes[g], sizeof(Four)); });
     } else {
         (storeAttribute<Carried, Side, A>(rows, y, lanes), ...);
     }
@@ -229,7 +242,7 @@ void walkEdgeInto(const RenderState& s, const Rows& table, const EdgeEnd& p1, co
     // distance travelled instead: q steps every row, one more on a carry.
     const float fdy = static_cast<float>(dy);
     Four steps[L::kGroupsOrOne];
-    for (int g = 0; g < L::kGroups; ++g) steps[g] = (bottom[g] - lanes[g]) / fdy;
+    eachGroup<Carried>([&](auto g) { steps[g] = (bottom[g] - lanes[g]) / fdy; });
     // Both depth forms are computed and one chosen, without a branch (x-major
     // and y-major edges come in random order).  A row without a carry adds
     // -0, which leaves every sum as it is, -0 and +0 included; so do the
@@ -269,12 +282,12 @@ void walkEdgeInto(const RenderState& s, const Rows& table, const EdgeEnd& p1, co
         const std::int64_t mask = -static_cast<std::int64_t>(carry);
         err += dy & mask;
         x += sx & mask;
-        for (int g = 0; g < L::kGroups; ++g) lanes[g] += steps[g];
+        eachGroup<Carried>([&](auto g) { lanes[g] += steps[g]; });
         // Depth is the first lane of the first group.
         if constexpr (K::kDepth) addCarryStep(lanes[0], carrySteps[static_cast<int>(carry)]);
     };
     int y = static_cast<int>(topY);
-    for (; y < storeFirst && y <= lastRow; ++y) step();
+    for (; y <= lastRow && y < storeFirst; ++y) step();
     for (; y <= lastRow; ++y) {
         const std::int32_t xi = static_cast<std::int32_t>(x);
         std::int32_t& leftX = rows.leftX(y);
