@@ -255,9 +255,13 @@ struct RowRun {
 // parameter corrections taken from the unclipped ends; false for a row
 // that draws nothing.
 template <class Rule, class Fmt, class Rows>
-bool clipRow(const RenderState& s, const SpanContext& k, const Rows& t, int row, RowRun& r) {
+bool clipRow(const RenderState& s, const SpanContext& k, const Rows& table, int row, RowRun& r) {
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
     constexpr bool kParam = Rule::kTraits.interpolates();
+    // The view in a local: the copies of the ends into `r` could otherwise
+    // change it, as far as the compiler knows, and each read of an end
+    // would look the row up again.
+    const Rows t = table;
     std::int64_t L = t.leftX(row);
     std::int64_t R = t.rightX(row);
     if (L > s.clipRight || R < 0 || L > R) return false;
