@@ -21,6 +21,11 @@ namespace {
 // than 2^30 pixels outside the surface are affected.
 constexpr std::int64_t kXLimit = std::int64_t{1} << 30;
 std::int64_t limitX(std::int64_t x) { return x < -kXLimit ? -kXLimit : (x > kXLimit ? kXLimit : x); }
+// Whether x lies outside that range (one comparison; x is far from the
+// 64-bit limits, as every edge end is).
+bool beyondX(std::int64_t x) {
+    return static_cast<std::uint64_t>(x + kXLimit) > static_cast<std::uint64_t>(2 * kXLimit);
+}
 
 // n / d for 0 <= n and 0 < d, in 32 bits where both fit (a much faster
 // division on most processors).
@@ -222,8 +227,11 @@ void walkEdgeInto(const RenderState& s, const Rows& table, const EdgeEnd& p1, co
         lerpLanes<Carried>(bottom, lanes, k);
         botY = s.height;
     }
-    topX = limitX(topX);
-    botX = limitX(botX);
+    // Ends that far out are rare: limited by a branch, not on every edge.
+    if (beyondX(topX) | beyondX(botX)) {
+        topX = limitX(topX);
+        botX = limitX(botX);
+    }
 
     // Bresenham set-up.
     const std::int64_t dy = botY - topY;
