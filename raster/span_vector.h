@@ -316,10 +316,11 @@ KWR_ALWAYS_INLINE void laneGroup(const SpanContext& k, const RowEnds& e, const f
 // block's sampling modes.
 template <class V, class Rule, class Fmt, unsigned M>
 void laneBlock(const SpanContext& k, const RowEnds& ends, const SpanBlock& block) {
-    // Copies that no pixel store can alias, so that the ends and the block
-    // stay in registers across the groups instead of being read again
-    // after every store.
-    const RowEnds e = ends;
+    // A copy of the block that no pixel store can alias, so that it stays
+    // in registers across the groups.  The ends are read where they are:
+    // a copy of them costs every block more than the groups of a long span
+    // save by reading them from it.
+    const RowEnds& e = ends;
     const SpanBlock b = block;
     constexpr int W = V::kLanes;
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
