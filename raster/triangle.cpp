@@ -411,23 +411,31 @@ struct Triangle {
     Vertex<T> v[3];
 };
 
+// Draws the vertices (centred ones made pixel coordinates first).
+template <unsigned Carried, class Form>
+KWR_ALWAYS_INLINE void drawVertices(RenderState& s, Vertex<typename Form::Value>* v) {
+    if constexpr (Form::kCentred) {
+        for (int i = 0; i < 3; ++i) {
+            v[i].x = centredX(s, v[i].x);
+            v[i].y = centredY(s, v[i].y);
+        }
+    }
+    drawWithFallbacks<Carried>(s, v);
+}
+
 template <unsigned Carried, class Form>
 void drawTriangle(RenderState& s, Triangle<typename Form::Value> t) {
     if (recording(s)) return recordTriangle<Carried, Form>(s, t.v);
-    if constexpr (Form::kCentred) {
-        for (auto& p : t.v) {
-            p.x = centredX(s, p.x);
-            p.y = centredY(s, p.y);
-        }
-    }
-    drawWithFallbacks<Carried>(s, t.v);
+    drawVertices<Carried, Form>(s, t.v);
 }
 
+// A recorded triangle, drawn from the vertices as unpacked (handing them on
+// by value would copy them in wider pieces than they were just written in).
 template <unsigned Carried, class Form>
 void drawRecorded(RenderState& s, const Recorded<Carried, Form>& r) {
     Triangle<typename Form::Value> t;
     r.unpack(t.v);
-    drawTriangle<Carried, Form>(s, t);
+    drawVertices<Carried, Form>(s, t.v);
 }
 
 constexpr unsigned kFlat = kCarryNothing, k3 = kCarryDepth, kC = kCarryColour, kT = kCarryTexCoords;
