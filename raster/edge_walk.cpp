@@ -21,10 +21,13 @@ namespace {
 // than 2^30 pixels outside the surface are affected.
 constexpr std::int64_t kXLimit = std::int64_t{1} << 30;
 std::int64_t limitX(std::int64_t x) { return x < -kXLimit ? -kXLimit : (x > kXLimit ? kXLimit : x); }
-// Whether x lies outside that range (one comparison; x is far from the
-// 64-bit limits, as every edge end is).
-bool beyondX(std::int64_t x) {
-    return static_cast<std::uint64_t>(x + kXLimit) > static_cast<std::uint64_t>(2 * kXLimit);
+// Whether a or b may need limiting: true for every value outside the range
+// (and for kXLimit itself, which limiting leaves as it is), in one
+// comparison.  Edge ends lie far inside the 64-bit range, so adding kXLimit
+// cannot overflow.
+bool mayNeedLimit(std::int64_t a, std::int64_t b) {
+    const std::uint64_t ua = static_cast<std::uint64_t>(a + kXLimit), ub = static_cast<std::uint64_t>(b + kXLimit);
+    return (ua | ub) >= static_cast<std::uint64_t>(2 * kXLimit);
 }
 
 // n / d for 0 <= n and 0 < d, in 32 bits where both fit (a much faster
@@ -228,7 +231,7 @@ void walkEdgeInto(const RenderState& s, const Rows& table, const EdgeEnd& p1, co
         botY = s.height;
     }
     // Ends that far out are rare: limited by a branch, not on every edge.
-    if (beyondX(topX) | beyondX(botX)) {
+    if (mayNeedLimit(topX, botX)) {
         topX = limitX(topX);
         botX = limitX(botX);
     }
