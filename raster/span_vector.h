@@ -315,12 +315,11 @@ KWR_ALWAYS_INLINE void laneGroup(const SpanContext& k, const RowEnds& e, const f
 // them, else pixel by pixel through the same rule at width 1.  M is the
 // block's sampling modes.
 template <class V, class Rule, class Fmt, unsigned M>
-void laneBlock(const SpanContext& k, const RowEnds& ends, const SpanBlock& block) {
+void laneBlock(const SpanContext& k, const RowEnds& e, const SpanBlock& block) {
     // A copy of the block that no pixel store can alias, so that it stays
     // in registers across the groups.  The ends are read where they are:
     // a copy of them costs every block more than the groups of a long span
     // save by reading them from it.
-    const RowEnds& e = ends;
     const SpanBlock b = block;
     constexpr int W = V::kLanes;
     constexpr bool kDepth = Rule::kTraits.depth != DepthTest::kNone;
